@@ -1,0 +1,78 @@
+// Queue between two workers.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "core/buffer.h"
+
+namespace ravd {
+
+// Messages that one queue holds at most, in bytes, each counted with its overhead.
+constexpr std::size_t queue_limit = 16u * 1024 * 1024;
+
+// What one item counts against queue_limit: its bytes, its buffer with the shared pointer's block, its heap headers.
+inline std::size_t queue_cost(const std::shared_ptr<buffer_info_t>& item) {
+    constexpr std::size_t overhead = sizeof(item) + sizeof(buffer_info_t) + 48;
+    return overhead + (item ? item->size : 0);
+}
+
+// FIFO with one producer and one consumer thread. Outlives the workers that use it.
+template <typename T>
+class SafeQueue {
+  public:
+    SafeQueue() = default;
+    SafeQueue(const SafeQueue&) = delete;
+    SafeQueue& operator=(const SafeQueue&) = delete;
+    virtual ~SafeQueue() = default;
+
+    // Appends and runs the notify callback, both under the lock: the callback must not push into this queue. False
+    // when the queue is full: the item is lost.
+    bool push(const T& item) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::size_t cost = queue_cost(item);
+        if (cost > queue_limit - held_) return false;
+        items_.push_back(item);
+        held_ += cost;
+        if (notify) notify();
+        return true;
+    }
+
+    // Hands the oldest item to `handler`, outside the lock. False when there is none. One item a call.
+    template <typename Handler>
+    bool pop(Handler&& handler) {
+        T item;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            if (items_.empty()) return false;
+            item = std::move(items_.front());
+            items_.pop_front();
+            held_ -= queue_cost(item);
+        }
+        std::forward<Handler>(handler)(std::move(item));
+        return true;
+    }
+
+    // Replaces the callback that push runs. An empty one is a no-op.
+    void set_notify(std::function<void()> callback) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        notify.swap(callback);
+    }
+
+  private:
+    std::function<void()> notify;
+    std::deque<T> items_;
+    std::size_t held_ = 0;
+    std::mutex mutex_;
+};
+
+class safe_queue : public SafeQueue<std::shared_ptr<buffer_info_t>> {
+  public:
+    ~safe_queue() override = default;
+};
+
+}  // namespace ravd

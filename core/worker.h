@@ -1,0 +1,108 @@
+// Base of the daemon's worker threads: restart loop, one-shot timers, watchdog, wake-up descriptor.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <list>
+#include <string>
+#include <thread>
+
+#include "core/activity.h"
+
+namespace ravd {
+
+// Set while the worker's mode runs; cleared by the signal handler and read on every turn.
+using run_flag = std::atomic<bool>;
+static_assert(run_flag::is_always_lock_free, "the signal handler stores into it");
+
+// Ends the process with status 255 without running destructors, which must not run under live threads.
+[[noreturn]] void fatal_exit();
+
+class abstract_worker {
+  public:
+    using callback = std::function<void()>;
+
+    // `name` is the worker's name, a literal. `poll_timeout_us` is the wait after an idle process(), 0 or less for none;
+    // `restart_delay_us` the pause between a deinit and the next init.
+    abstract_worker(const run_flag* running, const char* name, std::int32_t poll_timeout_us,
+                    std::uint32_t restart_delay_us);
+    abstract_worker(const abstract_worker&) = delete;
+    abstract_worker& operator=(const abstract_worker&) = delete;
+
+    // Opens the worker's resource. False: not ready, tried again after the restart delay.
+    virtual bool init() = 0;
+    // One unit of work. True: idle, the thread may wait; false: call again at once.
+    virtual bool process() = 0;
+    // Releases what init opened.
+    virtual void deinit() = 0;
+    // False ends the current cycle; always false once `running` is clear.
+    virtual bool is_alive(const run_flag* running) = 0;
+    // A worker whose thread is still attached must be joined first.
+    virtual ~abstract_worker();
+
+    // Creates the thread; once per worker.
+    void start();
+    // Waits for the thread's end; returns at once when none was started.
+    void join();
+    // Body of the thread: init, process loop, deinit and restart delay while `running` is set.
+    void run();
+
+    // Timers and clock: only on the worker's own thread.
+
+    // Runs `run` once, `delay_s` seconds (clamped to 0 .. 1,000,000) from now. Several timers may share an id.
+    void add_timer(callback run, std::int32_t id, std::int64_t delay_s);
+    void remove_timers(std::int32_t id);
+    // Runs what is due, in order of due time, equal times in order of insertion. Callbacks may add and remove timers.
+    void run_timers();
+    // Seconds of the monotonic clock, and the watchdog: a gap of more than 10 s since the last reading, kept in
+    // `last`, or a clock that went back, ends the process with status 255 after 11 log lines.
+    static std::int64_t time_monotonic(timespec& last);
+
+    // For the operations that run on this worker's thread.
+    activity& progress() { return progress_; }
+
+  protected:
+    std::int64_t now_s() { return time_monotonic(last_time_); }
+    const char* name() const { return name_; }
+    const run_flag* running() const { return running_; }
+    int event_fd() const { return event_fd_; }
+
+    bool active_ = false;       // the current init/process cycle goes on; clear it to force a restart cycle
+    bool initialized_ = false;  // result of the last init, cleared by deinit
+
+  private:
+    friend struct worker_test_access;
+
+    struct timer_node {
+        callback run;
+        std::int32_t id;
+        std::int64_t due;  // seconds of the monotonic clock
+    };
+
+    class worker_activity final : public activity {
+      public:
+        explicit worker_activity(abstract_worker& worker) : worker_(worker) {}
+        void tick() override { worker_.now_s(); }
+        bool cancelled() const override { return !worker_.running_->load(std::memory_order_relaxed); }
+
+      private:
+        abstract_worker& worker_;
+    };
+
+    void wait_for_event();
+
+    const run_flag* running_;
+    const char* name_;
+    std::int32_t poll_timeout_us_;
+    std::uint32_t restart_delay_us_;
+    bool started_ = false;
+    std::thread thread_;
+    std::list<timer_node> timers_;
+    timespec last_time_{};
+    int event_fd_ = -1;
+    worker_activity progress_{*this};
+};
+
+}  // namespace ravd

@@ -1,0 +1,45 @@
+// The device's message bus. On a device its vendor's library stands behind these names; platform/portable has
+// ours for ordinary Linux (docs/simulation.md describes its sockets and framing).
+//
+// An endpoint is used by one thread at a time.
+#pragma once
+
+#include <cstddef>
+
+struct mbus_endpoint;
+struct ctree;
+
+// Largest payload of one message.
+constexpr std::size_t mbus_message_limit = 16u * 1024 * 1024;
+
+// A received block: 17 bytes of header, then the payload. Bytes 4 to 7 of the header hold the payload length,
+// little-endian and unaligned; the other header bytes belong to the bus.
+constexpr std::size_t mbus_header_size = 17;
+constexpr std::size_t mbus_length_offset = 4;
+
+// Registers under a module number; the registration block is the bus's own. Null when the number is taken or the bus
+// cannot be reached. The caller releases the endpoint.
+mbus_endpoint* mbus_init(int module, const void* registration, std::size_t length);
+// Stops the peer and frees the endpoint; null is ignored.
+void mbus_release(mbus_endpoint* bus);
+
+// The loop state: not 0 while the endpoint exchanges messages.
+void mbus_set_moduleloop(mbus_endpoint* bus, int value);
+int mbus_get_moduleloop(mbus_endpoint* bus);
+
+// Starts and stops the exchange of messages. A stopped endpoint keeps its number, drops what was received and not
+// taken, and closes its connections: an answer to a request from before the stop never arrives.
+void mbus_peer_start(mbus_endpoint* bus);
+void mbus_peer_stop(mbus_endpoint* bus);
+
+// The next whole received message as a block that the caller frees with free(), or null. Never blocks.
+void* mbus_get_msg_from_queue_no_wait(mbus_endpoint* bus);
+
+// Hands a message to the bus. 0 when it was accepted, -1 when nobody serves `destination`, it is too long, or the
+// receiver does not read and its backlog is full. Never blocks for longer than it takes to copy the bytes.
+int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length);
+
+// Waits for the message whose "command" member is `answer`, at most `timeout` tenths of a second; other messages
+// that arrive meanwhile are dropped. Returns its tree (the caller releases it), or null after printing
+// `error_text` to the log: at once when the destination of the last send is not served or goes away.
+ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char* error_text, int timeout);
