@@ -1,0 +1,25 @@
+# Cross build for 32-bit little-endian MIPS against the sysroot of scripts/mipsel-sysroot.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR mipsel)
+set(CMAKE_C_COMPILER mipsel-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER mipsel-linux-gnu-g++)
+
+get_filename_component(RAVD_SYSROOT "${CMAKE_CURRENT_LIST_DIR}/../build/mipsel-sysroot" ABSOLUTE)
+set(CMAKE_SYSROOT ${RAVD_SYSROOT})
+set(CMAKE_FIND_ROOT_PATH ${RAVD_SYSROOT})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(CMAKE_LIBRARY_ARCHITECTURE mipsel-linux-gnu)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} ${RAVD_SYSROOT})
+set(ENV{PKG_CONFIG_LIBDIR} ${RAVD_SYSROOT}/usr/lib/mipsel-linux-gnu/pkgconfig:${RAVD_SYSROOT}/usr/share/pkgconfig)
+set(ENV{PKG_CONFIG_PATH} "")
+
+# 64-bit file offsets and times; 64-bit atomics come from libatomic here.
+set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
+set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-latomic")
+set(CMAKE_CXX_STANDARD_LIBRARIES_INIT "-latomic")
+
+set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-mipsel;-L;${RAVD_SYSROOT}")
