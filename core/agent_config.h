@@ -12,9 +12,9 @@ namespace ravd {
 struct link_config {
     char location[256];  // RRM domain of the access point
     char host[256];
-    char path[256];      // begins with "/" when it came from a URL
+    char path[256];  // begins with "/" when it came from a URL
     std::int32_t port;
-    std::uint8_t enabled;  // 1 once a URL for this link was accepted
+    std::uint8_t enabled;                    // 1 once a URL for this link was accepted
     std::uint32_t initial_connection_delay;  // seconds, at most 1,000,000
     std::uint32_t max_connection_delay;      // seconds, at most 1,000,000
 };
