@@ -24,8 +24,8 @@ class abstract_worker {
   public:
     using callback = std::function<void()>;
 
-    // `name` is the worker's name, a literal. `poll_timeout_us` is the wait after an idle process(), 0 or less for none;
-    // `restart_delay_us` the pause between a deinit and the next init.
+    // `name` is the worker's name, a literal. `poll_timeout_us` is the wait after an idle process(), 0 or less for
+    // none; `restart_delay_us` the pause between a deinit and the next init.
     abstract_worker(const run_flag* running, const char* name, std::int32_t poll_timeout_us,
                     std::uint32_t restart_delay_us);
     abstract_worker(const abstract_worker&) = delete;
