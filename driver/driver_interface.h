@@ -71,26 +71,26 @@ class driver_interface : public ipc_helper {
 
     // Power in the driver's unit. set_tx_power asks the network daemon: 0, or -1.
     virtual int set_tx_power(const char* radio_name, int power) = 0;
-    virtual int get_tx_power(const char* radio_name) = 0;                 // else 16
+    virtual int get_tx_power(const char* radio_name) = 0;  // else 16
     virtual void get_min_max_tx_power(const char* country, std::uint32_t* min, std::uint32_t* max,
-                                      std::uint32_t band) = 0;            // else 11 and 16
-    virtual int get_tx_power_max(std::int32_t radio) = 0;                 // else 16
-    virtual int get_tx_power_min(std::int32_t radio) = 0;                 // else 11
-    virtual int get_vap_base(std::int32_t radio) = 0;                     // else 0
-    virtual int get_vap_span(std::int32_t radio) = 0;                     // else 0
+                                      std::uint32_t band) = 0;  // else 11 and 16
+    virtual int get_tx_power_max(std::int32_t radio) = 0;       // else 16
+    virtual int get_tx_power_min(std::int32_t radio) = 0;       // else 11
+    virtual int get_vap_base(std::int32_t radio) = 0;           // else 0
+    virtual int get_vap_span(std::int32_t radio) = 0;           // else 0
 
     // Configured sideband and bandwidth as chanspec bits; 0x1000 when not configured.
     virtual std::uint32_t get_config_sideband(const char* radio_name) = 0;
     virtual std::uint32_t get_config_bandwidth(const char* radio_name) = 0;
-    virtual std::uint32_t get_radio_bandwidth(std::int32_t radio) = 0;    // else 0
+    virtual std::uint32_t get_radio_bandwidth(std::int32_t radio) = 0;  // else 0
     virtual bool get_radio_obss_coex(std::int32_t radio) = 0;
     // Asks the network daemon for a channel: bandwidth in MHz, selector as parse_sideband answers. 0, or -1.
     virtual int set_channel(const char* radio_name, int channel, int bandwidth, int sideband) = 0;
     // Live chanspec of an interface; else 0.
     virtual std::uint32_t get_chanspec(const char* ifname) = 0;
     virtual std::uint32_t chanspec_ctl_channel(std::uint32_t chanspec) = 0;
-    virtual const char* chanspec_sideband(std::uint32_t chanspec) = 0;    // "none", "lower", "upper"
-    virtual std::uint32_t chanspec_bw(std::uint32_t chanspec) = 0;        // MHz; else 20
+    virtual const char* chanspec_sideband(std::uint32_t chanspec) = 0;  // "none", "lower", "upper"
+    virtual std::uint32_t chanspec_bw(std::uint32_t chanspec) = 0;      // MHz; else 20
 
     // Calls back for each station of each active VAP of the interface's radio. 0.
     virtual int get_assoc_stas(const char* ifname, const station_callback& callback) = 0;
