@@ -30,11 +30,11 @@ struct rrm_sta_s {
     std::string mac;
     std::string target_mac;  // the BSS it roamed to (roam events)
     std::string ssid;
-    std::string ifname;               // its VAP's interface
-    std::int32_t roam_attempts = 0;   // not 0: it was asked to roam before
+    std::string ifname;              // its VAP's interface
+    std::int32_t roam_attempts = 0;  // not 0: it was asked to roam before
     std::int32_t rssi = 0;
     std::array<std::int32_t, 4> readings{};  // dBm, one per antenna
-    bool no_80211v = false;           // does not support BSS transition
+    bool no_80211v = false;                  // does not support BSS transition
 
     rrm_sta_s() = default;
     rrm_sta_s(const rrm_sta_s&) = default;
