@@ -11,7 +11,8 @@ struct mbus_endpoint;
 
 namespace ravd {
 
-// What arrives on the bus goes into `out_queue`; what `in_queue` holds goes to bus module 3. The contents do not matter.
+// What arrives on the bus goes into `out_queue`; what `in_queue` holds goes to bus module 3. The contents do not
+// matter.
 class ipc_worker final : public abstract_worker {
   public:
     // The queues outlive the worker. `module_id` is the number registered on the bus.
