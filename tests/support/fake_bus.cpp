@@ -77,7 +77,8 @@ void fake_bus::drop(int module) {
 
 int fake_bus::count_sent(const std::string& piece) const {
     int n = 0;
-    for (const message& m : sent) n += m.text.find(piece) != std::string::npos;
+    for (const message& m : sent)
+        n += m.text.find(piece) != std::string::npos;
     return n;
 }
 
