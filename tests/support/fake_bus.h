@@ -28,9 +28,9 @@ class fake_bus {
     // Overrides the built-in answers: the answer's text, an empty one for none at all (the wait then lasts its limit on
     // the virtual clock), or nothing for the built-in answer.
     std::function<std::optional<std::string>(int destination, const std::string& text)> on_request;
-    std::map<int, bool> absent;      // modules that nobody serves
-    bool refuse_init = false;        // mbus_init answers null
-    bool loop_value_sticks = true;   // false: the loop state reads 7 after it was set to 0
+    std::map<int, bool> absent;     // modules that nobody serves
+    bool refuse_init = false;       // mbus_init answers null
+    bool loop_value_sticks = true;  // false: the loop state reads 7 after it was set to 0
 
     // Puts a message into the inbox of an endpoint of ours.
     void deliver(int module, const std::string& text);
