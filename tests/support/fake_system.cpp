@@ -88,7 +88,8 @@ std::string fake_system::read_file(const std::string& device_path) const {
     if (fd < 0) return text;
     char piece[4096];
     ssize_t n;
-    while ((n = read(fd, piece, sizeof piece)) > 0) text.append(piece, static_cast<std::size_t>(n));
+    while ((n = read(fd, piece, sizeof piece)) > 0)
+        text.append(piece, static_cast<std::size_t>(n));
     close(fd);
     return text;
 }
