@@ -1,4 +1,5 @@
-// Kernel port for unit tests: a virtual clock, device files below a directory of the test, scripted ioctls and commands.
+// Kernel port for unit tests: a virtual clock, device files below a directory of the test, scripted ioctls and
+// commands.
 #pragma once
 
 #include <functional>
@@ -36,7 +37,7 @@ class fake_system {
     // When set, sockets for ioctls cannot be opened.
     bool sockets_fail = false;
 
-    std::vector<std::string> commands;                   // every command started
+    std::vector<std::string> commands;                    // every command started
     std::vector<std::pair<int, std::string>> system_log;  // priority, text
 };
 
