@@ -33,9 +33,20 @@ extern run_flag roam_link_running;
 extern run_flag agent_running;
 extern run_flag agent_link_running;
 
-// Fills `config` from the command line and the file it names, and process_log with mask and file name. Leaves the
-// process with status 255 on a bad option. Before any thread.
+// Fills `config` from the command line and the file it names. Meanwhile every log level is on, until a log_level=
+// line; the file's log_file= value goes into process_log. Leaves the process with status 255 on a bad option. Before
+// any thread.
 void read_agent_config(int argc, char** argv, agent_config& config);
+
+// The file's part of it. A file that cannot be opened leaves the defaults. Lines are taken in pieces of at most 254
+// bytes, each treated as a line of its own.
+void read_config_file(const char* path, agent_config& config);
+
+// A port's decimal number, as far as there is one; clamped to 32 bits.
+std::int32_t parse_port(const char* text);
+
+// Sets the run flags of the links that are enabled and clears the others.
+void set_run_flags(const agent_config& config);
 
 // Writes the configured mask into the logger. Before each worker is built and before the first thread starts.
 void apply_log_mask(const agent_config& config);

@@ -1,0 +1,117 @@
+#include "core/worker.h"
+
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "core/logger.h"
+#include "platform/system.h"
+
+namespace ravd {
+namespace {
+
+constexpr std::int64_t watchdog_gap_s = 10;
+constexpr int watchdog_retries = 11;
+constexpr std::int64_t longest_delay_s = 1000000;
+
+void name_thread(const char* worker_name) {
+    const std::string name = std::string("ravd:") + worker_name;
+    prctl(PR_SET_NAME, name.c_str(), 0, 0, 0);  // the kernel keeps 15 characters
+}
+
+}  // namespace
+
+void fatal_exit() {
+    std::fflush(nullptr);
+    std::_Exit(255);
+}
+
+abstract_worker::abstract_worker(const run_flag* running, const char* name, std::int32_t poll_timeout_us,
+                                 std::uint32_t restart_delay_us)
+    : running_(running),
+      name_(name),
+      poll_timeout_us_(poll_timeout_us),
+      restart_delay_us_(restart_delay_us),
+      last_time_(sys::monotonic_now()),
+      event_fd_(eventfd(0, EFD_CLOEXEC)) {}
+
+abstract_worker::~abstract_worker() {
+    if (event_fd_ != -1) close(event_fd_);
+}
+
+void abstract_worker::start() {
+    thread_ = std::thread([this] { run(); });
+    started_ = true;
+}
+
+void abstract_worker::join() {
+    if (started_ && thread_.joinable()) thread_.join();
+}
+
+void abstract_worker::run() {
+    name_thread(name_);
+    try {
+        while (running_->load(std::memory_order_relaxed)) {
+            initialized_ = init();
+            active_ = initialized_;
+            while (active_ && is_alive(running_)) {
+                if (process() && poll_timeout_us_ > 0 && event_fd_ != -1) wait_for_event();
+            }
+            if (initialized_) {
+                deinit();
+                initialized_ = false;
+            }
+            if (running_->load(std::memory_order_relaxed)) sys::sleep_us(restart_delay_us_);
+            active_ = false;
+        }
+    } catch (...) {
+        std::printf("Unhandled exception at worker '%s'\n", name_);
+        fatal_exit();
+    }
+}
+
+void abstract_worker::wait_for_event() {
+    if (sys::wait_readable(event_fd_, poll_timeout_us_ / 1000) != 1) return;
+    std::uint64_t count;
+    // Nobody else reads the counter, so this does not block; a failure leaves it for the next turn.
+    [[maybe_unused]] const ssize_t got = read(event_fd_, &count, sizeof count);
+}
+
+void abstract_worker::add_timer(callback run, std::int32_t id, std::int64_t delay_s) {
+    const std::int64_t due = now_s() + std::clamp<std::int64_t>(delay_s, 0, longest_delay_s);
+    const auto later = [due](const timer_node& node) { return node.due > due; };
+    timers_.insert(std::find_if(timers_.begin(), timers_.end(), later), timer_node{std::move(run), id, due});
+}
+
+void abstract_worker::remove_timers(std::int32_t id) {
+    timers_.remove_if([id](const timer_node& node) { return node.id == id; });
+}
+
+void abstract_worker::run_timers() {
+    const std::int64_t now = now_s();
+    const auto end =
+        std::find_if(timers_.begin(), timers_.end(), [now](const timer_node& node) { return node.due > now; });
+    std::list<timer_node> due;
+    due.splice(due.end(), timers_, timers_.begin(), end);
+    for (const timer_node& node : due)
+        node.run();
+}
+
+std::int64_t abstract_worker::time_monotonic(timespec& last) {
+    timespec now = sys::monotonic_now();
+    for (int count = 0; last.tv_sec + watchdog_gap_s < now.tv_sec || now.tv_sec < last.tv_sec;) {
+        log_debug(process_log, "%s: Time error, need restart, expired [%u] [%u] cnt %d\n", "time_monotonic",
+                  static_cast<unsigned>(now.tv_sec), static_cast<unsigned>(last.tv_sec), count);
+        if (++count == watchdog_retries) fatal_exit();
+        now = sys::monotonic_now();
+    }
+    last = now;
+    return now.tv_sec;
+}
+
+}  // namespace ravd
