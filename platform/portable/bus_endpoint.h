@@ -1,0 +1,85 @@
+// One endpoint of the message bus: what stands under the mbus calls, and what the simulation's programs use directly.
+//
+// An endpoint owns the socket and the lock of one module number in the bus's directory. Between start() and stop() a
+// thread of its own moves the bytes; it sleeps while nothing moves. The calls may be made from any thread, start() and
+// stop() from one at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/mbus.h"
+
+namespace ravd {
+
+struct free_block {
+    void operator()(unsigned char* block) const { std::free(block); }
+};
+// Header and payload in one piece of malloc() memory.
+using bus_block = std::unique_ptr<unsigned char, free_block>;
+
+// A received message.
+struct bus_message {
+    int source = 0;                // module number of the sender
+    std::uint64_t connection = 0;  // names the connection it came over; never 0 and never used twice by an endpoint
+    std::size_t length = 0;        // of the payload
+    bus_block block;               // mbus_header_size bytes, then the payload
+
+    std::string_view text() const { return {reinterpret_cast<const char*>(block.get()) + mbus_header_size, length}; }
+};
+
+enum class bus_result {
+    accepted,    // travels, unless the receiver goes away first
+    not_served,  // nobody listens under that number, or the named connection is gone
+    too_long,    // more than mbus_message_limit
+    full,        // the receiver does not read: its backlog is full, or too many connections are open
+};
+
+class bus_endpoint {
+  public:
+    // Registers `module` in `directory`, which is created (0700, its parents too). Null when the number is taken or the
+    // directory is not usable or not ours alone; `error`, when given, then says why.
+    static std::unique_ptr<bus_endpoint> open(const std::string& directory, int module, std::string* error = nullptr);
+    // stop(), then gives the number back.
+    ~bus_endpoint();
+    bus_endpoint(const bus_endpoint&) = delete;
+    bus_endpoint& operator=(const bus_endpoint&) = delete;
+
+    int module() const;
+
+    // Begins to listen. False when that is not possible; true when it already does.
+    bool start();
+    // Gives what was accepted and is not yet written up to 200 ms, then closes all connections and drops what was
+    // received and not taken. The number stays ours.
+    void stop();
+    // False as well when the endpoint broke: stop() and start() may bring it back.
+    bool running() const;
+
+    // Takes the next received message; false when there is none. Never blocks.
+    bool receive(bus_message& message);
+    // Readable when receive() has something, or a connection was closed; receive() until false clears it. Owned by the
+    // endpoint, the same for its whole life.
+    int descriptor() const;
+
+    // Sends to a module: over the connection that brought the message taken last from it while that is open, else over
+    // one that is open, else over a new one. Messages to one module arrive in the order of these calls. `connection`,
+    // when given, receives the connection used (0 when not accepted). Never blocks.
+    bus_result send(int destination, std::string_view text, std::uint64_t* connection = nullptr);
+    // Answers over the connection that brought a message. Never blocks.
+    bus_result send_over(std::uint64_t connection, std::string_view text);
+    bool is_open(std::uint64_t connection) const;
+
+    // Bytes accepted and not yet written to a socket.
+    std::size_t unsent() const;
+
+  private:
+    class engine;
+    explicit bus_endpoint(std::unique_ptr<engine> body);
+    std::unique_ptr<engine> engine_;
+};
+
+}  // namespace ravd
