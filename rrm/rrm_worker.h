@@ -75,8 +75,9 @@ class rrm_worker final : public abstract_worker {
     void clear_scan_results();
     void clear_station_tables();
     void remove_neighbour_reports();
-    void arm(timer_id id, std::int64_t delay_s);  // with the id's own callback
-    std::int32_t radio_count();                   // never above the number of radio names
+    void for_each_kv_vap(const std::function<void(const char*)>& visit);  // VAPs with 802.11k/v, by name
+    void arm(timer_id id, std::int64_t delay_s);                          // with the id's own callback
+    std::int32_t radio_count();                                           // never above the number of radio names
 
     // subscription.cpp
     void send_subscribe_request();

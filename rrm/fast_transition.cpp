@@ -1,0 +1,92 @@
+// Fast BSS transition: the service's key-holder settings, handed to the network daemon per VAP.
+#include <cstdio>
+
+#include "core/logger.h"
+#include "rrm/json.h"
+#include "rrm/rrm_worker.h"
+
+namespace ravd {
+namespace {
+
+constexpr std::int32_t vap_entry_limit = 32;
+constexpr std::int32_t remote_limit = 1025;
+constexpr int fbt_reset = 0;
+
+}  // namespace
+
+void rrm_worker::process_fbt_info(const json_reader& message) {
+    log_debug(process_log, "%s corvane_use_80211r = %d\n", "process_fbt_info", use_80211r_);
+    if (!use_80211r_) {
+        driver_.reset_corvane_fbt_params(fbt_reset);
+        return;
+    }
+    fbt_reassoc_deadline_ = message.get_int("fbt-reassoc-deadline");
+    fbt_over_ds_ = message.get_int("fbt-over-ds") != 0;
+    driver_.begin_corvane_fbt_params();
+    const json_reader vaps = message.child("vaps");
+    for (std::int32_t i = 0; i < vap_entry_limit; ++i) {
+        progress().tick();
+        const json_reader entry = vaps.at(i);
+        if (!entry.valid()) break;
+        if (!add_fbt_vap(entry)) {
+            driver_.reset_corvane_fbt_params(fbt_reset);
+            return;
+        }
+    }
+    driver_.finish_corvane_fbt_params();
+}
+
+// False when the entry makes the whole message unusable.
+bool rrm_worker::add_fbt_vap(const json_reader& entry) {
+    const std::int32_t vap = entry.get_int("vap_id");
+    const std::int32_t radio = entry.get_int("radio_id");
+    if (vap < 0 || vap >= driver_.vap_count() || radio < 0 || radio >= radio_count()) return true;
+    if (!driver_.vap_mac(vap, radio)) return true;
+
+    json_writer root("fbt", nullptr, nullptr);
+    json_writer config(false, root, "ft-config");
+    config.add_string("enabled", "true");
+    config.add_string("ft-over-ds", fbt_over_ds_ ? "true" : "false");
+    config.add_string("ft-psk-generate-local", "false");
+    config.add_int("reassociation-deadline", fbt_reassoc_deadline_);
+    config.add_int("mobility-domain", entry.get_int("mobility-domain"));
+    char ifname[32] = "";
+    driver_.vap_ifname(radio, vap, ifname, sizeof ifname);
+    const char* r0_holder = entry.get_string("r0-key-holder-id");
+    const char* r1_holder = entry.get_string("r1-key-holder-id");
+    if (!r0_holder || !r1_holder) {
+        log_error(process_log, "Unexpected error, no r0/r1 key holders found");
+        return false;
+    }
+    config.add_string("r0-key-holder-id", r0_holder);
+    config.add_string("r1-key-holder-id", r1_holder);
+    const json_reader remotes = entry.child("remotes");
+    if (!remotes.valid()) return true;
+    add_fbt_remotes(remotes, entry.get_string("fbt-rrb-key"), config);
+    driver_.add_corvane_fbt_params(ifname, root.text());
+    return true;
+}
+
+// A remote without one of its identities or keys is left out whole: the network daemon can do nothing with a part.
+void rrm_worker::add_fbt_remotes(const json_reader& remotes, const char* rrb_key, json_writer& parent) {
+    json_writer macs(false, parent, "mac");
+    for (std::int32_t i = 0; i < remote_limit; ++i) {
+        const json_reader remote = remotes.at(i);
+        if (!remote.valid()) break;
+        const char* r1_id = remote.get_string("remote-r1-kh-id");
+        const char* r0_id = remote.get_string("remote-r0-kh-id");
+        const char* r1_key = remote.get_string("remote-r1-kh-key");
+        if (!r1_id || !r0_id || !r1_key || !rrb_key) continue;
+        char index[12];
+        std::snprintf(index, sizeof index, "%d", i);
+        json_writer object(false, macs, r1_id);
+        object.add_string("name", r1_id);
+        object.add_string("index", index);
+        object.add_string("r0-kh-id", r0_id);
+        object.add_string("r1-kh-id", r1_id);
+        object.add_string("r0-kh-key", rrb_key);
+        object.add_string("r1-kh-key", r1_key);
+    }
+}
+
+}  // namespace ravd
