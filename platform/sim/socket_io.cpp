@@ -1,0 +1,57 @@
+#include "platform/sim/socket_io.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace ravd::sim {
+
+int connect_unix(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (fd < 0) return -1;
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
+    int rc;
+    do
+        rc = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    while (rc < 0 && errno == EINTR);
+    if (rc == 0) return fd;
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
+}
+
+bool send_all(int fd, const char* bytes, std::size_t size) {
+    while (size > 0) {
+        const ssize_t n = send(fd, bytes, size, MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        bytes += n;
+        size -= static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+bool receive_all(int fd, char* bytes, std::size_t size) {
+    while (size > 0) {
+        const ssize_t n = recv(fd, bytes, size, 0);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        bytes += n;
+        size -= static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+}  // namespace ravd::sim
