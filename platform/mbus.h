@@ -1,7 +1,7 @@
 // The device's message bus. On a device its vendor's library stands behind these names; platform/portable has
 // ours for ordinary Linux (docs/simulation.md describes its sockets and framing).
 //
-// An endpoint is used by one thread at a time.
+// An endpoint is used by one thread at a time. Answers travel back over the connection that brought the request.
 #pragma once
 
 #include <cstddef>
@@ -23,11 +23,13 @@ mbus_endpoint* mbus_init(int module, const void* registration, std::size_t lengt
 // Stops the peer and frees the endpoint; null is ignored.
 void mbus_release(mbus_endpoint* bus);
 
-// The loop state: not 0 while the endpoint exchanges messages.
+// The loop state: not 0 while the endpoint exchanges messages; 0 also when it broke or its socket was removed. Setting
+// 0 stops the exchange like mbus_peer_stop; other values are ignored, since only mbus_peer_start begins it.
 void mbus_set_moduleloop(mbus_endpoint* bus, int value);
 int mbus_get_moduleloop(mbus_endpoint* bus);
 
-// Starts and stops the exchange of messages. A stopped endpoint keeps its number, drops what was received and not
+// Starts and stops the exchange of messages. A start that fails leaves the loop state 0. A stop gives accepted
+// messages that are not yet written up to 200 ms; a stopped endpoint keeps its number, drops what was received and not
 // taken, and closes its connections: an answer to a request from before the stop never arrives.
 void mbus_peer_start(mbus_endpoint* bus);
 void mbus_peer_stop(mbus_endpoint* bus);
@@ -40,6 +42,8 @@ void* mbus_get_msg_from_queue_no_wait(mbus_endpoint* bus);
 int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length);
 
 // Waits for the message whose "command" member is `answer`, at most `timeout` tenths of a second; other messages
-// that arrive meanwhile are dropped. Returns its tree (the caller releases it), or null after printing
-// `error_text` to the log: at once when the destination of the last send is not served or goes away.
+// that arrive meanwhile are dropped, and so is an answer over a connection that carried no request since the start.
+// Returns its tree (the caller releases it), or null: at once when the last send was not accepted or its connection
+// is closed without the answer. `error_text` is for libraries with a log of their own; ours prints nothing, the caller
+// reports the failure.
 ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char* error_text, int timeout);

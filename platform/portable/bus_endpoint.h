@@ -72,6 +72,8 @@ class bus_endpoint {
     // Answers over the connection that brought a message. Never blocks.
     bus_result send_over(std::uint64_t connection, std::string_view text);
     bool is_open(std::uint64_t connection) const;
+    // Whether that connection is open and a message of ours was accepted for it: then it can bring answers.
+    bool has_sent_over(std::uint64_t connection) const;
 
     // Bytes accepted and not yet written to a socket.
     std::size_t unsent() const;

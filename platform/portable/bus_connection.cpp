@@ -1,0 +1,98 @@
+#include "platform/portable/bus_connection.h"
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace ravd {
+namespace {
+
+// Small frames are joined up to this size, so that a backlog of many costs neither memory nor calls.
+constexpr std::size_t piece_size = 64u * 1024;
+
+// Bytes taken by the socket; 0 when it takes none now, -1 when the other end is gone.
+ssize_t write_some(int fd, iovec* parts, std::size_t count) {
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
+    for (;;) {
+        const ssize_t n = ::sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n >= 0) return n;
+        if (errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOBUFS || errno == ENOMEM) return 0;
+        if (errno != EINTR) return -1;
+    }
+}
+
+}  // namespace
+
+bus_connection::bus_connection(std::uint64_t id, unique_fd socket, int peer, bool dialled)
+    : id_(id), socket_(std::move(socket)), peer_(peer), dialled_(dialled) {}
+
+void bus_connection::fail() {
+    write_failed_ = true;
+    output_.clear();
+    front_done_ = 0;
+    backlog_ = 0;
+}
+
+void bus_connection::keep(std::string&& bytes) {
+    backlog_ += bytes.size();
+    if (!output_.empty() && output_.back().size() + bytes.size() <= piece_size)
+        output_.back().append(bytes);
+    else
+        output_.push_back(std::move(bytes));
+}
+
+bus_result bus_connection::write(const bus_frame_header& header, std::string_view payload) {
+    const std::size_t whole = mbus_header_size + payload.size();
+    if (write_failed_) return bus_result::not_served;
+    if (whole > backlog_limit - backlog_) return bus_result::full;
+    unsigned char head[mbus_header_size];
+    encode_bus_header(header, head);
+    std::size_t done = 0;
+    if (output_.empty() && held_by_ == 0) {
+        iovec parts[2] = {{head, sizeof head}, {const_cast<char*>(payload.data()), payload.size()}};
+        const ssize_t n = write_some(fd(), parts, 2);
+        if (n < 0) {
+            fail();
+            return bus_result::not_served;
+        }
+        done = static_cast<std::size_t>(n);
+    }
+    carried_ = carried_ || header.kind == bus_frame_kind::message;
+    if (done == whole) return bus_result::accepted;
+    std::string rest;
+    rest.reserve(whole - done);
+    if (done < sizeof head) rest.append(reinterpret_cast<const char*>(head) + done, sizeof head - done);
+    rest.append(payload.substr(done > sizeof head ? done - sizeof head : 0));
+    keep(std::move(rest));
+    return bus_result::accepted;
+}
+
+void bus_connection::flush() {
+    while (!output_.empty()) {
+        std::string& front = output_.front();
+        iovec part{front.data() + front_done_, front.size() - front_done_};
+        const ssize_t n = write_some(fd(), &part, 1);
+        if (n < 0) return fail();
+        if (n == 0) return;
+        front_done_ += static_cast<std::size_t>(n);
+        backlog_ -= static_cast<std::size_t>(n);
+        if (front_done_ < front.size()) continue;
+        output_.pop_front();
+        front_done_ = 0;
+    }
+}
+
+bool bus_connection::drained() const {
+    int unread = 0;
+    if (write_failed_) return true;
+    if (!output_.empty()) return false;
+    return ::ioctl(fd(), SIOCOUTQ, &unread) != 0 || unread == 0;
+}
+
+}  // namespace ravd

@@ -1,0 +1,69 @@
+// One open connection of an endpoint: its unfinished frame, and the bytes that its socket did not take yet.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+
+#include "platform/portable/bus_endpoint.h"
+#include "platform/portable/bus_frame.h"
+#include "platform/portable/bus_registration.h"
+
+namespace ravd {
+
+// Used under the endpoint's lock.
+class bus_connection {
+  public:
+    // Most bytes that may wait for the socket.
+    static constexpr std::size_t backlog_limit = 32u * 1024 * 1024;
+
+    // `peer` is the module at the other end, -1 while its hello is missing; `dialled` tells who connected.
+    bus_connection(std::uint64_t id, unique_fd socket, int peer, bool dialled);
+
+    std::uint64_t id() const { return id_; }
+    int fd() const { return socket_.get(); }
+    int peer() const { return peer_; }
+    void set_peer(int module) { peer_ = module; }
+    bool dialled() const { return dialled_; }
+    bus_frame_reader& reader() { return reader_; }
+    // Whether the owner took a message from it, and wrote one.
+    bool brought() const { return brought_; }
+    void set_brought() { brought_ = true; }
+    bool carried() const { return carried_; }
+
+    // Writes a frame as far as the socket takes it and keeps the rest. `not_served` when the other end is gone.
+    bus_result write(const bus_frame_header& header, std::string_view payload);
+    // Writes what is kept, as far as the socket takes it.
+    void flush();
+    std::size_t backlog() const { return backlog_; }
+    // The other end no longer reads; what it wrote may still be read.
+    bool write_failed() const { return write_failed_; }
+    // Everything that was written has been read by the other end's process.
+    bool drained() const;
+
+    // Keeps output back until the connection of that id (0: none) is drained, so that a sender's messages stay in order
+    // when they move from one connection to another.
+    void hold_after(std::uint64_t id) { held_by_ = id; }
+    std::uint64_t held_by() const { return held_by_; }
+
+  private:
+    void fail();
+    void keep(std::string&& bytes);
+
+    std::uint64_t id_;
+    unique_fd socket_;
+    int peer_;
+    bool dialled_;
+    bool brought_ = false;
+    bool carried_ = false;
+    bool write_failed_ = false;
+    std::uint64_t held_by_ = 0;
+    bus_frame_reader reader_;
+    std::deque<std::string> output_;
+    std::size_t front_done_ = 0;  // bytes of output_.front() that are written
+    std::size_t backlog_ = 0;
+};
+
+}  // namespace ravd

@@ -1,0 +1,59 @@
+// One module number in the bus's directory: its lock, its socket, and the way to the sockets of others.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace ravd {
+
+// An open descriptor, closed with its owner.
+class unique_fd {
+  public:
+    explicit unique_fd(int fd = -1) : fd_(fd) {}
+    unique_fd(unique_fd&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    unique_fd& operator=(unique_fd&& other) noexcept;
+    ~unique_fd() { reset(); }
+
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    void reset();
+
+  private:
+    int fd_;
+};
+
+// The lock N.lock is held (flock) as long as the object lives; it alone decides who owns N.sock, so that a socket
+// left behind by a crash is simply replaced. The lock file stays: removing it would let two owners hold two files.
+class bus_registration {
+  public:
+    // Creates the directory where needed and takes the lock. Null when the number is taken, the directory is not ours
+    // alone, or a call failed; `error` then says why.
+    static std::unique_ptr<bus_registration> take(const std::string& directory, int module, std::string& error);
+    // Takes the lock again when its file is no longer the one in the directory (somebody cleared it away).
+    bool renew(std::string& error);
+
+    // A listening socket under the number, not blocking. No descriptor on failure, with errno set.
+    unique_fd listen();
+    // Whether the directory still shows the socket of the last listen().
+    bool visible() const;
+    // Removes the socket's name.
+    void hide();
+    // A socket connected to another module, not blocking. No descriptor on failure, with errno set; EAGAIN: its queue
+    // of waiting connections is full.
+    unique_fd connect(int module) const;
+
+    int module() const { return module_; }
+
+  private:
+    bus_registration(std::string directory, int module);
+    std::string path(int module, const char* suffix) const;
+    bool lock(std::string& error);
+    bool lock_visible() const;
+
+    std::string directory_;
+    int module_;
+    unique_fd lock_;
+    unsigned long long socket_inode_ = 0;
+};
+
+}  // namespace ravd
