@@ -10,6 +10,9 @@ if(RAVD_SANITIZE)
     add_compile_options(-fsanitize=${RAVD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
     add_link_options(-fsanitize=${RAVD_SANITIZE})
 endif()
+if(RAVD_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link) # so that the fuzzers see which branches an input takes
+endif()
 include_directories(${PROJECT_SOURCE_DIR})
 
 find_program(RAVD_CCACHE ccache)

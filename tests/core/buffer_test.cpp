@@ -1,0 +1,87 @@
+#include "core/buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <thread>
+
+#include "core/safe_queue.h"
+
+namespace ravd {
+namespace {
+
+std::shared_ptr<buffer_info_t> message(const std::string& text) {
+    auto buffer = make_buffer();
+    buffer->append(text.data(), text.size());
+    return buffer;
+}
+
+TEST(Buffer, AppendsAndStaysTerminated) {
+    buffer_info_t buffer;
+    EXPECT_EQ(buffer.append("x", 0), nullptr);
+    EXPECT_EQ(buffer.append(nullptr, 4), nullptr);
+    EXPECT_EQ(buffer.append("abX", 2), buffer.data);
+    EXPECT_EQ(buffer.append("cd", 2), buffer.data);
+    EXPECT_EQ(buffer.append(nullptr, 1), buffer.data);
+    EXPECT_STREQ(buffer.data, "abcd");
+    EXPECT_EQ(buffer.size, 4u);
+    // A total beyond 32 bits leaves what is there.
+    EXPECT_EQ(buffer.append("e", std::numeric_limits<std::uint32_t>::max() - 4), nullptr);
+    EXPECT_EQ(buffer.append("e", std::numeric_limits<std::size_t>::max()), nullptr);
+    EXPECT_EQ(buffer.text(), "abcd");
+}
+
+TEST(Queue, KeepsOrderAndHandsOverOutsideTheLock) {
+    safe_queue queue;
+    for (char c = '0'; c <= '9'; ++c)
+        ASSERT_TRUE(queue.push(message({c})));
+    std::string order;
+    const auto take = [&](auto item) {
+        order += item->text();
+        ASSERT_TRUE(order.size() != 1 || queue.push(message("again")));  // would hang under the lock
+    };
+    while (queue.pop(take)) {
+    }
+    EXPECT_EQ(order, "0123456789again");
+    EXPECT_FALSE(queue.pop([](auto) { FAIL() << "nothing was there"; }));
+}
+
+TEST(Queue, RefusesBeyondItsLimitCountedWithOverhead) {
+    safe_queue queue;
+    int notified = 0;
+    queue.set_notify([&] { ++notified; });
+    int empty = 0;
+    while (queue.push(make_buffer()))
+        ++empty;
+    EXPECT_EQ(empty, notified);
+    EXPECT_LT(empty, static_cast<int>(queue_limit / 48)) << "empty messages cost memory too";
+    ASSERT_TRUE(queue.pop([](auto) {}));
+    EXPECT_TRUE(queue.push(make_buffer())) << "what was taken makes room";
+    EXPECT_FALSE(queue.push(make_buffer()));
+    while (queue.pop([](auto) {})) {
+    }
+    const auto big = message(std::string(queue_limit - queue_cost(make_buffer()), 'x'));
+    EXPECT_TRUE(queue.push(big));
+    EXPECT_FALSE(queue.push(make_buffer()));
+    EXPECT_FALSE(safe_queue().push(message(std::string(queue_limit, 'x'))));
+}
+
+TEST(Queue, PassesBetweenThreadsWhileTheCallbackIsReplaced) {
+    safe_queue queue;
+    constexpr int count = 5000;
+    int notified = 0;  // written under the queue's lock only
+    std::thread producer([&] {
+        for (int i = 0; i < count; ++i)
+            ASSERT_TRUE(queue.push(message(std::to_string(i))));
+    });
+    for (int expected = 0; expected < count;) {
+        queue.set_notify(expected % 2 ? std::function<void()>() : [&] { ++notified; });
+        queue.pop([&](auto item) { ASSERT_EQ(item->text(), std::to_string(expected++)); });
+    }
+    producer.join();
+    EXPECT_LE(notified, count);
+}
+
+}  // namespace
+}  // namespace ravd
