@@ -143,9 +143,12 @@ class driver_realtek final : public driver_interface {
     // hostapd runs and the process goes on.
     bool flags() const { return hostapd_running_ && running_->load(std::memory_order_relaxed); }
     bool vap_interface_is_up(const std::string& name) const;
+    // The VAP when its radio is up and it is active, else null.
+    const vap_record* usable_vap(std::int32_t radio, std::int32_t vap);
     std::unique_ptr<ioctl_ops> back_end(const char* ifname) const;
 
     bool read_radio_value(const char* ifname, const char* key, std::string& text);
+    bool reads_true(const std::string& path);
     bool read_vap_value(const char* ifname, const char* key, std::string& text);
 
     void init_radio(std::int32_t radio_id, interface_context& radio);
@@ -156,7 +159,7 @@ class driver_realtek final : public driver_interface {
     int start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s);
     int stop_rrm_scan(const char* radio_name);
     bool may_scan(std::int32_t radio);
-    int collect_results(ap_table& table, int (ioctl_ops::*command)(ap_table&));
+    int collect_results(ap_table& table, bool rrm);
 
     const run_flag* running_;
     factory_texts factory_{};

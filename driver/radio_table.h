@@ -50,8 +50,8 @@ class radio_table {
     // Null, with an error in the log, when the number is out of range.
     interface_context* get_radio(std::int32_t radio_id);
     const interface_context* get_radio(std::int32_t radio_id) const;
-    vap_record* get_vap(interface_context& radio, std::int32_t vap_id);
-    const vap_record* get_vap(const interface_context& radio, std::int32_t vap_id) const;
+    static vap_record* get_vap(interface_context& radio, std::int32_t vap_id);
+    static const vap_record* get_vap(const interface_context& radio, std::int32_t vap_id);
     // Radio of an interface name by its "wlan%d" start. Null, with an error in the log.
     const interface_context* radio_by_ifname(const char* ifname) const;
 

@@ -1,0 +1,26 @@
+// Texts that drivers and their tools print. Pure functions over what was read, whatever it is.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ravd {
+
+// What a file of "name: value" lines has behind the first ": " of the first line that contains `name` and a ": ".
+// Empty when there is none.
+std::string find_driver_value(std::string_view text, std::string_view name);
+
+// Reads a text as the scan "%127s get_mib:%d". Returns how many of the two were read (-1: the text is blank).
+int scan_mib_reply(const char* text, std::string& word, int& value);
+
+// Reads the decimal number at the start of a text as the conversion "%d" does; numbers beyond int are held at its ends.
+// Returns what follows it, null when no number is there.
+const char* read_decimal(const char* text, int& value);
+
+// Whether a text holds a control character, which would end an order to the driver and start another.
+bool has_control_character(std::string_view text);
+
+// Two lower-case hexadecimal digits a byte.
+std::string to_hex(std::string_view bytes);
+
+}  // namespace ravd

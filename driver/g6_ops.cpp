@@ -1,0 +1,123 @@
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "core/logger.h"
+#include "driver/chanspec.h"
+#include "driver/chips.h"
+#include "driver/device_file.h"
+#include "driver/driver_text.h"
+#include "driver/ifname.h"
+
+namespace ravd {
+namespace {
+
+constexpr const char* driver_directory = "/proc/net/rtk_wifi6/";
+constexpr const char* hostapd_control = "wpa_cli -g /var/run/hostapd/global raw IFNAME=";
+constexpr std::size_t command_limit = 1023;
+constexpr std::uint32_t octet_limit = 255;
+constexpr std::size_t coex_file_limit = 64;
+
+constexpr unsigned driver_bssid_information = 0x67080000;
+
+}  // namespace
+
+g6_ioctl_ops::g6_ioctl_ops(const ipc_helper& owner, const char* ifname, int sock)
+    : ioctl_ops({0x89f4, 0x89f6, driver_directory, {"nb_report", "nb_report_custom"}}, owner, ifname, sock) {}
+
+int g6_ioctl_ops::set_mib(const char* name, const char* value, const char* ifname) {
+    if (is_wlan_ifname(ifname)) run(std::string("iwpriv ") + ifname + " set_mib " + name + "=" + value);
+    return 0;
+}
+
+int g6_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const char* ifname) {
+    output = 0;
+    std::string reply;
+    std::string word;
+    int read = -1;
+    int mib_value = -1;
+    errno = EINVAL;
+    if (is_wlan_ifname(ifname) && run(std::string("iwpriv ") + ifname + " get_mib " + name, &reply)) {
+        errno = 0;
+        read = scan_mib_reply(reply.c_str(), word, mib_value);
+    }
+    if (read == 2 && word.compare(0, std::strlen(ifname), ifname) == 0 && mib_value >= 0) {
+        output = static_cast<std::uint32_t>(mib_value);
+        return 0;
+    }
+    log_error(process_log, "<%s:%d> cannot get MIB parametr '%s'(errno = (%d)%s)(ret == %d), mib_value %d\n", __func__,
+              __LINE__, name, errno, std::strerror(errno), read, mib_value);
+    return -1;
+}
+
+int g6_ioctl_ops::get_tx_power(std::uint32_t& output, const char* ifname) {
+    return get_mib("power_target", output, ifname);
+}
+
+// A variable that goes out as one octet; one that is none counts as not read.
+std::uint32_t g6_ioctl_ops::octet_mib(const char* name, const char* ifname) {
+    std::uint32_t value = 0;
+    get_mib(name, value, ifname);
+    return value > octet_limit ? 0 : value;
+}
+
+bool g6_ioctl_ops::tell_hostapd(const char* ifname, const neighbor_entry& neighbor) {
+    if (!is_wlan_ifname(ifname) || neighbor.channel > octet_limit) return false;
+    const std::uint32_t use_40m = octet_mib("use40M", ifname);
+    const std::uint32_t second_offset = octet_mib("2ndchoffset", ifname);
+    const bool band_2 = band_of_channel(neighbor.channel) == 2;
+    const auto& b = neighbor.bssid;
+    char bssid[24];
+    std::snprintf(bssid, sizeof bssid, "%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4], b[5]);
+    // Neighbour report body: BSSID, BSSID information, operating class, channel, PHY type, then the subelement for a
+    // wide channel (id 6, length 3).
+    char report[64];
+    std::snprintf(report, sizeof report, "%02x%02x%02x%02x%02x%02x%04x%02x%02x%02x%02x%02x%02x%02x%02x", b[0], b[1],
+                  b[2], b[3], b[4], b[5], band_2 ? 0xaf490000u : 0xaf590000u,
+                  static_cast<unsigned>(neighbor.operating_class) & octet_limit, neighbor.channel, band_2 ? 7u : 9u, 6u,
+                  3u, use_40m, neighbor.channel, second_offset);
+    const std::string command = std::string(hostapd_control) + ifname + " SET_NEIGHBOR " + bssid +
+                                " ssid=" + to_hex(neighbor.ssid) + " nr=" + report;
+    // Cut, it would be another entry.
+    return command.size() <= command_limit && run(command);
+}
+
+int g6_ioctl_ops::add_neighbor(const char* ifname, const neighbor_entry& neighbor) {
+    constexpr const char* error = "Error rrm_nbr_add_nbr\n";
+    if (!tell_hostapd(ifname, neighbor)) {
+        log_debug(process_log, "%s", error);
+        return -1;
+    }
+    const auto& b = neighbor.bssid;
+    char order[96];
+    std::snprintf(order, sizeof order, "add %02x:%02x:%02x:%02x:%02x:%02x %u %u %u %u %u", b[0], b[1], b[2], b[3], b[4],
+                  b[5], driver_bssid_information, 0u, neighbor.channel, 0u, neighbor.priority);
+    return write_neighbor_file(ifname, neighbor.custom, order, error);
+}
+
+int g6_ioctl_ops::del_neighbors(const char* ifname) {
+    constexpr const char* error = "Error rrm_nbr_del_nbr\n";
+    if (!is_wlan_ifname(ifname) || !run(std::string(hostapd_control) + ifname + " REMOVE_ALL_NEIGHBOR")) {
+        log_debug(process_log, "%s", error);
+        return -1;
+    }
+    return write_neighbor_file(ifname, false, "delall", error);
+}
+
+bool g6_ioctl_ops::get_obss_coex(const char* ifname) {
+    std::string text;
+    int read = -1;
+    int obss_value = -1;
+    errno = 0;
+    if (read_device_file(interface_file(driver_directory, ifname, "/coex_2g_40m"), text, coex_file_limit))
+        read = read_decimal(text.c_str(), obss_value) ? 1 : 0;
+    if (obss_value >= 0) {
+        log_debug(process_log, "<%s:%d> get OBSS parametr, obss_value %d\n", __func__, __LINE__, obss_value);
+        return obss_value != 0;
+    }
+    log_error(process_log, "<%s:%d> cannot get OBSS parametr (errno = (%d)%s)(ret == %d), obss_value %d\n", __func__,
+              __LINE__, errno, std::strerror(errno), read, obss_value);
+    return false;
+}
+
+}  // namespace ravd

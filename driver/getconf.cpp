@@ -1,0 +1,95 @@
+// Settings read from the configuration: of radios and VAPs, and those the driver answers from them.
+#include "core/logger.h"
+#include "driver/converters.h"
+#include "driver/driver_realtek.h"
+#include "driver/ifname.h"
+
+namespace ravd {
+namespace {
+
+constexpr int wds_links = 8;
+constexpr std::uint32_t unset = 0x1000;  // what is answered for a bandwidth or sideband that is not configured
+
+}  // namespace
+
+bool driver_realtek::read_radio_value(const char* ifname, const char* key, std::string& text) {
+    constexpr const char* function = "getconf_radio";
+    const std::string path = table_.radio_path(ifname, key);
+    const bool found = getconf(path.c_str(), text) == 0;
+    const char* name = ifname ? ifname : "";
+    log_debug(process_log, "<%s:%d> ifname == %s path == %s value %s\n", function, __LINE__, name, path.c_str(),
+              text.c_str());
+    if (!found)
+        log_error(process_log, "<%s:%d> cannot take %s value of the %s interface\n", function, __LINE__, text.c_str(),
+                  name);
+    return found;
+}
+
+// The numbers in these two lines are part of their text: who reads the log looks for them.
+bool driver_realtek::read_vap_value(const char* ifname, const char* key, std::string& text) {
+    constexpr const char* function = "getconf_vap";
+    const std::string path = vap_path(ifname, key);
+    const char* name = ifname ? ifname : "";
+    const bool found = getconf(path.c_str(), text) == 0;
+    log_debug(process_log, "<%s:%d> ifname == %s path == %s value %s\n", function, 265, name, path.c_str(),
+              text.c_str());
+    if (!found)
+        log_error(process_log, "<%s:%d> cannot take %s value of the %s interface\n", function, 269, path.c_str(), name);
+    return found;
+}
+
+bool driver_realtek::reads_true(const std::string& path) {
+    log_debug(process_log, "getconf '%s'\n", path.c_str());
+    std::string value;
+    return getconf(path.c_str(), value) == 0 && value == "true";
+}
+
+bool driver_realtek::get_wds_enabled(const char* radio_name) {
+    const std::string radio_path = vap_path(radio_name, "");
+    if (!reads_true(radio_path + "/wlan/wds/enabled")) return false;
+    for (int link = 0; link < wds_links; ++link)
+        if (reads_true(radio_path + "-wds" + std::to_string(link) + "/common/enabled")) return true;
+    return false;
+}
+
+bool driver_realtek::is_ft_enabled(std::int32_t radio, std::int32_t vap) {
+    if (!vap_active(radio, vap)) return false;
+    const std::string name = make_vap_ifname(radio, vap);
+    if (!getconf_vap(name.c_str(), "/vap/ft-config/enabled", parse_boolean).value_or(false)) return false;
+    return getconf_vap(name.c_str(), "/vap/ap-security/mode", parse_wpa2_wpa3).value_or(false);
+}
+
+std::uint32_t driver_realtek::get_config_bandwidth(const char* radio_name) {
+    if (!flags()) return 0;
+    return getconf_radio(radio_name, "bandwidth", get_config_bandwidth_cb).value_or(unset);
+}
+
+std::uint32_t driver_realtek::get_config_sideband(const char* radio_name) {
+    if (!flags()) return 0;
+    return getconf_radio(radio_name, "control-sideband", get_config_primary_cb).value_or(unset);
+}
+
+void driver_realtek::get_min_max_tx_power(const char*, std::uint32_t* min, std::uint32_t* max, std::uint32_t band) {
+    if (!min || !max) {
+        log_error(process_log, "<%s:%d> no pointer to tx_power_min or tx_power_max\n", __func__, __LINE__);
+        return;
+    }
+    *min = default_tx_power_min;
+    *max = default_tx_power_max;
+    if (!flags()) return;
+    for (int radio = 0; radio < radio_limit; ++radio) {
+        if (!radio_has_band(radio, band)) continue;
+        const char* name = table_.get_radio(radio)->name.c_str();
+        const auto configured_max = getconf_radio(name, "tx-power-max", parse_number);
+        const auto configured_min = getconf_radio(name, "tx-power-min", parse_number);
+        if (configured_max && configured_min) {
+            *max = *configured_max;
+            *min = *configured_min;
+        }
+        break;
+    }
+    log_debug(process_log, "<%s:%d> tx_power_min == %d tx_power_max == %d\n", __func__, __LINE__,
+              static_cast<int>(*min), static_cast<int>(*max));
+}
+
+}  // namespace ravd

@@ -1,0 +1,142 @@
+#include "driver/quarn_command.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "core/logger.h"
+#include "driver/chanspec.h"
+
+namespace ravd {
+namespace {
+
+constexpr std::size_t record_size = sizeof(quarn_command_t);
+constexpr std::uint32_t largest_channel = 0xffff;
+constexpr std::size_t channel_capacity = (record_size - scan_reply.entries_at) / sizeof(std::uint16_t);
+
+// Fields lie unaligned.
+template <typename T>
+T load(const unsigned char* at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+
+template <typename T>
+void store(unsigned char* at, T value) {
+    std::memcpy(at, &value, sizeof value);
+}
+
+// Number of entries in a reply, bounded by the record.
+std::size_t entry_count(const quarn_command_t& record, const reply_layout& layout) {
+    const std::size_t held = (record_size - layout.entries_at) / layout.entry_size;
+    return std::min<std::size_t>(load<std::uint32_t>(record.bytes + layout.count_at), held);
+}
+
+// Calls `read` with each entry of a reply. False when there is none.
+template <typename Read>
+bool for_each_entry(const quarn_command_t& record, const reply_layout& layout, Read read) {
+    const std::size_t count = entry_count(record, layout);
+    const unsigned char* entry = record.bytes + layout.entries_at;
+    for (std::size_t i = 0; i < count; ++i, entry += layout.entry_size)
+        read(entry);
+    return count != 0;
+}
+
+// Makes room for the entries of a reply without giving up the container's doubling.
+template <typename Container>
+void make_room(Container& container, std::size_t count) {
+    const std::size_t wanted = container.size() + count;
+    if (wanted > container.capacity()) container.reserve(std::max(wanted, container.capacity() * 2));
+}
+
+}  // namespace
+
+const char* quarn_command_name(std::uint32_t command) {
+    static constexpr const char* names[] = {"QUARN_CMD_CUSTOM_SCAN",
+                                            "QUARN_CMD_CUSTOM_SCAN_STOP",
+                                            "QUARN_CMD_CUSTOM_SCAN_RESULTS",
+                                            "QUARN_CMD_RRM_SCAN_RESULTS",
+                                            "QUARN_CMD_GET_ASSOC_STAS",
+                                            "QUARN_CMD_GET_AVAILABLE_CHANNELS",
+                                            "QUARN_CMD_MAX"};
+    return command < std::size(names) ? names[command] : "UNKNOWN";
+}
+
+void fill_command(quarn_command_t& record, std::uint32_t command) { store(record.bytes, command); }
+
+void fill_capacity(quarn_command_t& record, const reply_layout& layout, std::uint32_t factor, std::uint32_t size) {
+    const std::uint32_t header = 12;  // of the longest reply
+    store(record.bytes + layout.count_at, (size - header) / static_cast<std::uint32_t>(layout.entry_size) * factor);
+}
+
+void fill_scan_channels(quarn_command_t& record, const channel_set& channels) {
+    const std::uint32_t count = scan_channel_count(channels);
+    store(record.bytes + scan_reply.count_at, count);
+    unsigned char* at = record.bytes + scan_reply.entries_at;
+    auto channel = channels.begin();
+    for (std::uint32_t i = 0; i < count; ++i, ++channel, at += sizeof(std::uint16_t))
+        store(at, static_cast<std::uint16_t>(*channel));
+}
+
+std::uint32_t scan_channel_count(const channel_set& channels) {
+    // Ascending: the channels that fit come first, and there are no more of them than 16 bits can tell.
+    const auto end = channels.upper_bound(largest_channel);
+    const auto count = static_cast<std::size_t>(std::distance(channels.begin(), end));
+    return static_cast<std::uint32_t>(std::min(count, channel_capacity));
+}
+
+void parse_scan_result(const quarn_command_t& record, ap_table& table) {
+    make_room(table, entry_count(record, scan_reply));
+    const bool any = for_each_entry(record, scan_reply, [&table](const unsigned char* entry) {
+        scan_record& ap = table.emplace_back();
+        std::memcpy(ap.bssid.data(), entry, ap.bssid.size());
+        ap.rssi = load<std::int32_t>(entry + 8);
+        ap.channel = load<std::uint32_t>(entry + 12);
+        ap.bandwidth = load<std::uint32_t>(entry + 16);
+        ap.tx_power = 0;
+        ap.sideband = load<std::uint16_t>(entry + 24) & chanspec_sideband_mask;
+    });
+    if (!any) log_info(process_log, "<%s:%d> scanning result are absent\n", __func__, __LINE__);
+}
+
+void parse_rrm_scan_result(const quarn_command_t& record, ap_table& table) {
+    make_room(table, entry_count(record, scan_reply));
+    const bool any = for_each_entry(record, scan_reply, [&table](const unsigned char* entry) {
+        const std::uint32_t chanspec = load<std::uint16_t>(entry + 24);
+        scan_record& ap = table.emplace_back();
+        std::memcpy(ap.bssid.data(), entry, ap.bssid.size());
+        ap.rssi = load<std::int32_t>(entry + 8);
+        ap.channel = chanspec_ctl_channel(chanspec);
+        ap.bandwidth = chanspec_bw(chanspec);
+        ap.tx_power = load<std::int32_t>(entry + 20) / 4;  // from quarters
+        ap.sideband = chanspec & chanspec_sideband_mask;
+    });
+    if (!any) log_info(process_log, "<%s:%d> rrm scanning result are absent\n", __func__, __LINE__);
+}
+
+void parse_available_channels(const quarn_command_t& record, channel_set& channels) {
+    const bool any = for_each_entry(record, channel_reply, [&channels](const unsigned char* entry) {
+        channels.insert(load<std::uint32_t>(entry));
+    });
+    if (!any) log_error(process_log, "<%s:%d> available channels data are absent\n", __func__, __LINE__);
+}
+
+void parse_assoc_sta(const quarn_command_t& record, std::vector<rrm_sta_realtek>& stations) {
+    const bool any = for_each_entry(record, station_reply, [&stations](const unsigned char* m) {
+        log_debug(process_log, "mac == %02x:%02x:%02x:%02x:%02x:%02x\n", m[0], m[1], m[2], m[3], m[4], m[5]);
+        rrm_sta_realtek& station = stations.emplace_back();
+        char text[18];
+        std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", m[0], m[1], m[2], m[3], m[4], m[5]);
+        station.mac = text;
+        for (std::size_t i = 0; i < station.readings.size(); ++i)
+            // Unsigned, since the driver may say anything: wraps instead of overflowing.
+            station.readings[i] = static_cast<std::int32_t>(load<std::uint32_t>(m + 8 + 4 * i) - 100u);
+        station.rssi = *std::max_element(station.readings.begin(), station.readings.end());
+        station.roam_attempts = m[24];
+        station.no_80211v = m[25] != 0;
+    });
+    if (!any) log_info(process_log, "<%s:%d> associated clients are absent\n", __func__, __LINE__);
+}
+
+}  // namespace ravd

@@ -1,0 +1,102 @@
+#include "driver/radio_table.h"
+
+#include <cstdio>
+
+#include "core/logger.h"
+#include "driver/ifname.h"
+
+namespace ravd {
+namespace {
+
+constexpr std::uint32_t addresses_per_radio = 8;
+constexpr const char* out_of_range_text = "number out of range";
+
+std::string vap_address(const std::array<std::uint8_t, 6>& base, std::uint32_t number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", base[0], base[1], base[2], base[3], base[4],
+                  (base[5] + number) & 0xff);
+    return text;
+}
+
+bool in_range(std::int32_t number, std::int32_t limit) { return number >= 0 && number < limit; }
+
+}  // namespace
+
+void radio_table::fill_names(const char* base_mac) {
+    std::array<std::uint8_t, 6> base{};
+    parse_mac(base_mac, base);
+    std::uint32_t r = 0;
+    for (interface_context& radio : radios_) {
+        radio.name = "wlan" + std::to_string(r);
+        radio.vap_base = r * addresses_per_radio;
+        radio.vap_span = addresses_per_radio;
+        radio.tx_power_max = default_tx_power_max;
+        radio.tx_power_min = default_tx_power_min;
+        std::uint32_t v = 0;
+        for (vap_record& vap : radio.vaps) {
+            vap.name = make_vap_ifname(static_cast<int>(r), static_cast<int>(v));
+            // Address 0 of the first block is the base address itself; a VAP's last octet wraps without a carry.
+            vap.mac = vap_address(base, 1 + v + radio.vap_base);
+            ++v;
+        }
+        ++r;
+    }
+}
+
+void radio_table::reset() {
+    for (interface_context& radio : radios_) {
+        radio.up = radio.wds_enabled = radio.obss_coex = false;
+        radio.tx_power_max = default_tx_power_max;
+        radio.tx_power_min = default_tx_power_min;
+        radio.bandwidth = 0;
+        radio.band = 0;
+        for (vap_record& vap : radio.vaps) {
+            vap.ssid.clear();
+            vap.captive_portal = vap.active = vap.enterprise = vap.kv_enabled = false;
+        }
+    }
+}
+
+const interface_context* radio_table::get_radio(std::int32_t radio_id) const {
+    if (in_range(radio_id, radio_limit)) return &radios_[static_cast<std::size_t>(radio_id)];
+    log_error(process_log, "<%s:%d> radio_id %d are absence: %s\n", __func__, __LINE__, radio_id, out_of_range_text);
+    return nullptr;
+}
+
+interface_context* radio_table::get_radio(std::int32_t radio_id) {
+    return const_cast<interface_context*>(static_cast<const radio_table*>(this)->get_radio(radio_id));
+}
+
+const vap_record* radio_table::get_vap(const interface_context& radio, std::int32_t vap_id) {
+    if (in_range(vap_id, vap_limit)) return &radio.vaps[static_cast<std::size_t>(vap_id)];
+    log_error(process_log, "<%s:%d> vap_id %d are absence: %s\n", __func__, __LINE__, vap_id, out_of_range_text);
+    return nullptr;
+}
+
+vap_record* radio_table::get_vap(interface_context& radio, std::int32_t vap_id) {
+    return const_cast<vap_record*>(get_vap(static_cast<const interface_context&>(radio), vap_id));
+}
+
+const interface_context* radio_table::radio_by_ifname(const char* ifname) const {
+    const int radio_id = radio_index(ifname);
+    if (radio_id == -1) {
+        log_error(process_log, "<%s:%d> cannot parse interface name(%s)\n", __func__, __LINE__, ifname ? ifname : "");
+        return nullptr;
+    }
+    if (in_range(radio_id, radio_limit)) return &radios_[static_cast<std::size_t>(radio_id)];
+    log_error(process_log, "<%s:%d> radio_id %d are absence: %s\n", __func__, __LINE__, radio_id, out_of_range_text);
+    return nullptr;
+}
+
+std::string radio_table::radio_path(const char* ifname, const char* key) const {
+    if (!radio_by_ifname(ifname)) return {};
+    std::string path = std::string("/interface/") + ifname + "/wlan/radio";
+    if (*key) path.append("/").append(key);
+    return path;
+}
+
+std::string vap_path(const char* ifname, const char* key) {
+    return std::string("/interface/") + (ifname ? ifname : "") + key;
+}
+
+}  // namespace ravd

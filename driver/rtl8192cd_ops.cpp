@@ -1,0 +1,91 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/logger.h"
+#include "driver/chanspec.h"
+#include "driver/chips.h"
+#include "driver/device_file.h"
+#include "driver/driver_text.h"
+
+namespace ravd {
+namespace {
+
+constexpr std::uint32_t set_mib_request = 0x89f1;
+constexpr std::uint32_t get_mib_request = 0x89f2;
+constexpr std::size_t mib_buffer_size = 2048;
+constexpr std::size_t mib_file_limit = 64 * 1024;
+
+// Value of a line of one of the driver's tables; empty, with the reason in the log, when there is none.
+std::string get_from_driver(const char* ifname, const char* file, const char* name) {
+    const std::string path = interface_file("/proc/", ifname, file);
+    std::string text;
+    if (!read_device_file(path, text, mib_file_limit)) {
+        log_error(process_log, "<%s:%d> cannot open procfs entry(%s)\n", __func__, __LINE__, path.c_str());
+        return {};
+    }
+    std::string value = find_driver_value(text, name);
+    log_debug(process_log, "<%s:%d> %s == %s\n", __func__, __LINE__, name, value.c_str());
+    return value;
+}
+
+}  // namespace
+
+rtl8192cd_ioctl_ops::rtl8192cd_ioctl_ops(const ipc_helper& owner, const char* ifname, int sock)
+    : ioctl_ops({0x8bbf, 0x8ba6, "/proc/", {"rm_neighbor_report", "rm_neighbor_report_custom"}}, owner, ifname, sock) {}
+
+int rtl8192cd_ioctl_ops::set_mib(const char* name, const char* value, const char*) {
+    std::string text = std::string(name) + "=" + value;
+    if (request(set_mib_request, text.data(), text.size() + 1) >= 0) return 0;
+    log_error(process_log, "<%s:%d> cannot set MIB parametr '%s=%s'(errno = %s)()\n", __func__, __LINE__, name, value,
+              std::strerror(errno));
+    return -1;
+}
+
+int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const char*) {
+    output = 0;
+    unsigned char buffer[mib_buffer_size] = {};
+    std::memcpy(buffer, name, std::min(std::strlen(name), sizeof buffer - 1));
+    const int result = request(get_mib_request, buffer, sizeof buffer);
+    if (result < 0) {
+        log_error(process_log, "<%s:%d> cannot get MIB parametr '%s'(errno = (%d)%s)(rc == %d)\n", __func__, __LINE__,
+                  name, errno, std::strerror(errno), result);
+        return -1;
+    }
+    std::memcpy(&output, buffer, std::min<std::size_t>(req_.u.data.length, sizeof output));
+    return result;
+}
+
+int rtl8192cd_ioctl_ops::get_tx_power(std::uint32_t& output, const char* ifname) {
+    return get_mib("actual_tx_power", output, ifname);
+}
+
+int rtl8192cd_ioctl_ops::add_neighbor(const char* ifname, const neighbor_entry& neighbor) {
+    constexpr const char* error = "Error rrm_nbr_add_nbr\n";
+    if (has_control_character(neighbor.ssid)) {
+        log_debug(process_log, "%s", error);
+        return -1;
+    }
+    const bool band_2 = band_of_channel(neighbor.channel) == 2;
+    const auto& b = neighbor.bssid;
+    char head[96];
+    std::snprintf(head, sizeof head, "add %02x%02x%02x%02x%02x%02x 0x%04X %d %d %d ssid \"", b[0], b[1], b[2], b[3],
+                  b[4], b[5], band_2 ? 0x0867u : 0x1867u, neighbor.operating_class, static_cast<int>(neighbor.channel),
+                  band_2 ? 7 : 9);
+    char tail[48];
+    std::snprintf(tail, sizeof tail, "\" bssload %d %d", neighbor.bss_load[0], neighbor.bss_load[1]);
+    return write_neighbor_file(ifname, neighbor.custom, head + neighbor.ssid + tail, error);
+}
+
+int rtl8192cd_ioctl_ops::del_neighbors(const char* ifname) {
+    return write_neighbor_file(ifname, false, "delall", "Error rrm_nbr_del_nbr\n");
+}
+
+bool rtl8192cd_ioctl_ops::get_obss_coex(const char* ifname) {
+    int value = 0;
+    return read_decimal(get_from_driver(ifname, "/mib_11n", "coexist").c_str(), value) && value != 0;
+}
+
+}  // namespace ravd
