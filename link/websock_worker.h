@@ -73,17 +73,20 @@ class websock_worker final : public abstract_worker {
     struct library;  // records handed to libwebsockets
 
     // connect.cpp
-    bool wait_before_connect();
-    void take_message_while_waiting();
+    void wait_before_connect();
+    void serve_while_waiting();
     bool resolve_host(std::string& address);
     bool connect(const std::string& address);
-    void set_library_log();
+    void fill_context_info();
+    void fill_connect_info(const std::string& address);
 
     // websock_worker.cpp
     void ping_timeout();
     void service_link();
     void service_once(std::int64_t limit_us);
     bool output_pending() const;
+    void destroy_context(lws_context* context);
+    void end_wait();
     void arm_ping_timeout();
 
     // events.cpp

@@ -1,0 +1,85 @@
+// Messages between this worker and its neighbours in the process.
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <string_view>
+
+#include "core/logger.h"
+#include "link/websock_worker.h"
+#include "rrm/json.h"
+
+namespace ravd {
+namespace {
+
+constexpr const char* internal_service = "internal-ipc";
+constexpr const char* timezone_command = "update-timezone";
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool contains(std::string_view text, std::string_view word) {
+    return std::search(text.begin(), text.end(), word.begin(), word.end(),
+                       [](char a, char b) { return lower(a) == b; }) != text.end();
+}
+
+// False only where parsing cannot find anything for this worker, which spares a tree of many times the size of a long
+// message. A "\u" may hide any letter.
+bool may_concern_us(std::string_view text) {
+    return contains(text, internal_service) || contains(text, timezone_command) || contains(text, "\\u");
+}
+
+}  // namespace
+
+bool websock_worker::handle_internal(const buffer_info_t& buffer) {
+    if (!may_concern_us(buffer.text())) return false;
+    const json_reader message(buffer.data);
+    if (!message.valid()) return false;
+    const char* command = message.get_string("command");
+    if (command && std::strcmp(command, timezone_command) == 0) tzset();
+    const char* service = message.get_string("service");
+    if (!service || strcasecmp(service, internal_service) != 0) return false;
+    const char* cmd = message.get_string("cmd");
+    if (cmd && strcasecmp(cmd, "status") == 0) {
+        send_link_status(established_);
+    } else if (cmd && strcasecmp(cmd, "unlink") == 0) {
+        process_internal_unlink();
+    }
+    return true;
+}
+
+void websock_worker::process_internal_unlink() {
+    log_debug(process_log, "%s->%s:%d\n", name(), "process_internal_unlink", __LINE__);
+    alive_ = false;
+    unlinked_ = true;
+}
+
+void websock_worker::send_link_status(bool connected) {
+    if (connected) {
+        connected_unsent_ = true;
+    } else {
+        disconnected_unsent_ = true;
+        connected_unsent_ = false;
+    }
+    flush_link_status();
+}
+
+// False while the consumer's queue is full.
+bool websock_worker::flush_link_status() {
+    const auto push = [this](const char* cmd) {
+        const json_writer message(internal_service, cmd, nullptr);
+        return send_json(output_, message);
+    };
+    if (disconnected_unsent_) {
+        if (!push("disconnected")) return false;
+        disconnected_unsent_ = false;
+    }
+    if (connected_unsent_) {
+        if (!push("connected")) return false;
+        connected_unsent_ = false;
+    }
+    return true;
+}
+
+}  // namespace ravd
