@@ -1,18 +1,21 @@
 // The device's configuration tree: named members, each a plain parameter (a string) or a sub-tree, with a JSON text
 // form. On a device its vendor's library stands behind these names; platform/portable has ours.
 //
-// A tree belongs to one thread at a time. Calls tolerate a null tree or name and then answer null, 0 or nothing.
+// A tree belongs to one thread at a time. Calls tolerate a null tree or name: reading ones then answer null or 0,
+// changing ones -1.
 // Names are member names, not paths. What was parsed keeps its JSON kind: a number stays a number, an array an array.
 #pragma once
 
 struct ctree;
 
-// What ctree_get_child_type answers. Numbers and booleans count as parameters: they have a text.
+// What ctree_get_child_type answers. Numbers and booleans count as parameters: they have a text. Arrays count as
+// sub-trees; a JSON null counts as absent here.
 constexpr int ctree_child_absent = 0;
 constexpr int ctree_child_subtree = 1;
 constexpr int ctree_child_param = 2;
 
-// Parses the text of a JSON object. Null when it is not one. The caller releases the tree.
+// Parses the text of a JSON object. Null when it is not one, or holds more than 65,536 objects and arrays. The
+// caller releases the tree.
 ctree* ctree_parse_buffer(const char* text);
 // A new empty tree; the caller releases it.
 ctree* ctree_get_empty();
@@ -21,7 +24,7 @@ void ctree_release(ctree* tree);
 
 // Text of a parameter, valid until the tree changes or is released; null when absent or not a parameter.
 const char* ctree_get_param(const ctree* tree, const char* name);
-// Sets a string parameter, replacing a member of that name. 0, or -1 when out of memory.
+// Sets a string parameter, replacing a member of that name. 0, or -1 when an argument is null or memory ran out.
 int ctree_set_param(ctree* tree, const char* name, const char* value);
 // 1 when a member of that name exists, else 0.
 int ctree_contain_param(const ctree* tree, const char* name);
