@@ -66,8 +66,8 @@ class bus_endpoint {
     int descriptor() const;
 
     // Sends to a module: over the connection that brought the message taken last from it while that is open, else over
-    // one that is open, else over a new one. Messages to one module arrive in the order of these calls. `connection`,
-    // when given, receives the connection used (0 when not accepted). Never blocks.
+    // one that this endpoint opened, else over a new one. Messages to one module arrive in the order of these calls.
+    // `connection`, when given, receives the connection used (0 when not accepted). Never blocks.
     bus_result send(int destination, std::string_view text, std::uint64_t* connection = nullptr);
     // Answers over the connection that brought a message. Never blocks.
     bus_result send_over(std::uint64_t connection, std::string_view text);

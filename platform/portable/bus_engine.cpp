@@ -179,13 +179,9 @@ bus_connection* bus_endpoint::engine::choose(int destination, const route& known
         if (usable(taken) && used->brought() && used->dialled() != taken->dialled()) return used;
     }
     if (usable(taken)) return taken;
-    bus_connection* best = nullptr;
-    for (const auto& connection : connections_) {
-        if (!usable(connection.get())) continue;
-        if (connection->dialled()) return connection.get();
-        if (known.taken == 0) best = connection.get();
-    }
-    return best;
+    for (const auto& connection : connections_)
+        if (connection->dialled() && usable(connection.get())) return connection.get();
+    return nullptr;
 }
 
 bus_connection* bus_endpoint::engine::dial(int destination, bus_result& result) {

@@ -1,0 +1,248 @@
+#include <sys/stat.h>
+
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "tests/platform/bus/bus_support.h"
+
+namespace ravd::testing {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr std::size_t mib = 1024 * 1024;
+
+std::string numbered(int number, std::size_t size) {
+    std::string text = std::to_string(number) + ":";
+    text.resize(std::max(size, text.size()), '.');
+    return text;
+}
+
+// Takes `count` numbered messages and expects each sender's to be in order.
+void expect_in_order(bus_endpoint& bus, int count) {
+    std::map<int, int> next;
+    for (int i = 0; i < count; ++i) {
+        const bus_message message = take(bus);
+        ASSERT_TRUE(message.block);
+        ASSERT_EQ(std::stoi(std::string(message.text().substr(0, 12))), next[message.source]++);
+    }
+}
+
+TEST(bus_endpoint, number_is_taken_once_and_stale_files_are_replaced) {
+    {
+        auto first = started(40);
+        EXPECT_FALSE(bus_endpoint::open(bus_directory(), 40));
+        auto other = started(41);
+        EXPECT_EQ(other->send(40, "still there"), bus_result::accepted);
+        EXPECT_EQ(text_of(take(*first)), "still there");
+    }
+    { const raw_peer crashed(40, true); }  // leaves its socket file behind
+    auto again = started(40);
+    auto other = started(41);
+    EXPECT_EQ(other->send(40, "new"), bus_result::accepted);
+    EXPECT_EQ(text_of(take(*again)), "new");
+    EXPECT_TRUE(again->running());
+    unlink((bus_directory() + "/40.sock").c_str());
+    EXPECT_FALSE(again->running());  // nobody can reach it any more
+    EXPECT_TRUE(again->start() && again->running());
+}
+
+TEST(bus_endpoint, directory_must_be_ours_alone) {
+    const std::string base = sim_directory() + "/dirs/";
+    const std::string deep = base + std::string(120, 'd') + "/bus";
+    ASSERT_TRUE(bus_endpoint::open(base + "good", 1));  // with its parents
+    struct stat info {};
+    ASSERT_EQ(stat((base + "good").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0700u);
+    ASSERT_EQ(symlink("good", (base + "link").c_str()) + mkdir((base + "open").c_str(), 0700) +
+                  chmod((base + "open").c_str(), 0770) + mkdir((base + "readable").c_str(), 0755) +
+                  mknod((base + "file").c_str(), S_IFREG | 0600, 0),
+              0);
+    for (const char* name : {"link", "open", "file", "file/below"}) {
+        std::string error;
+        EXPECT_FALSE(bus_endpoint::open(base + name, 1, &error)) << name;
+        EXPECT_FALSE(error.empty()) << name;
+    }
+    EXPECT_FALSE(bus_endpoint::open(base + "good", -1));
+    EXPECT_TRUE(bus_endpoint::open(base + "readable", 1));
+    ASSERT_EQ(stat((base + "readable").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0077, 0u);
+
+    // A path longer than a socket address.
+    auto one = bus_endpoint::open(deep, 1);
+    auto two = bus_endpoint::open(deep, 2);
+    ASSERT_TRUE(one && two && one->start() && two->start());
+    EXPECT_EQ(one->send(2, "far"), bus_result::accepted);
+    EXPECT_EQ(text_of(take(*two)), "far");
+}
+
+TEST(bus_endpoint, largest_messages_cross_both_ways_at_once) {
+    auto one = started(40);
+    auto two = started(41);
+    std::string text(mbus_message_limit, '\0');
+    for (std::size_t i = 0; i < text.size(); ++i)
+        text[i] = static_cast<char>(i * 2654435761u >> 13);
+    EXPECT_EQ(one->send(41, text), bus_result::accepted);
+    EXPECT_EQ(two->send(40, text), bus_result::accepted);
+    EXPECT_TRUE(take(*one).text() == text && take(*two).text() == text);
+    EXPECT_EQ(one->send(41, text + "x"), bus_result::too_long);
+    EXPECT_EQ(one->send(41, ""), bus_result::accepted);
+    EXPECT_EQ(text_of(take(*two)), "");
+}
+
+// Both begin at the same moment, so that each may have dialled the other.
+TEST(bus_endpoint, streams_in_both_directions_stay_in_order) {
+    constexpr int count = 10000;
+    auto one = started(40);
+    auto two = started(41);
+    const auto exchange = [](bus_endpoint& bus, int other) {
+        std::map<int, int> next;
+        int sent = 0;
+        while (sent < count || next[other] < count) {
+            if (sent < count && bus.send(other, numbered(sent, 200)) == bus_result::accepted) ++sent;
+            bus_message message;
+            while (bus.receive(message))
+                ASSERT_EQ(std::stoi(std::string(message.text())), next[message.source]++);
+            if (sent == count && next[other] < count) wait_for(bus.descriptor());
+        }
+    };
+    std::thread peer([&] { exchange(*two, 40); });
+    exchange(*one, 41);
+    peer.join();
+}
+
+TEST(bus_endpoint, many_senders_each_in_order) {
+    constexpr int senders = 8;
+    constexpr int each = 200;
+    auto bus = started(40);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < senders; ++i)
+        threads.emplace_back([i] {
+            auto sender = started(50 + i);
+            for (int n = 0; n < each; ++n)
+                EXPECT_EQ(sender->send(40, numbered(n, n % 50 == 0 ? mib / 4 : 100)), bus_result::accepted);
+            while (sender->unsent() > 0)
+                std::this_thread::yield();
+        });
+    expect_in_order(*bus, senders * each);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST(bus_endpoint, half_messages_and_bad_frames_end_only_their_connection) {
+    auto bus = started(40);
+    const std::string good = hello(7, 40);
+    const std::string cases[] = {
+        good + frame(7, 40, std::string(100000, 'x')).substr(0, 70000),
+        good.substr(0, 9),
+        frame(7, 40, "no hello"),
+        hello(7, 41),
+        good + good,
+        good + frame(8, 40, "another's name"),
+        good + frame(7, 41, "another's message"),
+        good + std::string(17, 'x'),
+    };
+    for (const std::string& bytes : cases) {
+        raw_peer peer(40);
+        peer.write(bytes);
+        shutdown(peer.fd(), SHUT_WR);
+        EXPECT_EQ(peer.read(1), "");  // closed
+    }
+    raw_peer peer(40);
+    peer.write(good + frame(7, 40, "whole"));
+    const bus_message message = take(*bus);
+    EXPECT_EQ(text_of(message), "whole");
+    EXPECT_EQ(message.source, 7);
+    EXPECT_EQ(bus->send_over(message.connection, "answer"), bus_result::accepted);
+    EXPECT_EQ(peer.read(23), frame(40, 7, "answer"));
+}
+
+TEST(bus_endpoint, peer_that_does_not_read_grows_nobody) {
+    auto bus = started(40);
+    bus_result result = bus_result::accepted;
+    {
+        const raw_peer deaf(41, true);
+        const std::string text(mib, 'x');
+        std::size_t accepted = 0;
+        while ((result = bus->send(41, text)) == bus_result::accepted && accepted < 100 * mib)
+            accepted += text.size();
+        EXPECT_EQ(result, bus_result::full);
+        EXPECT_LE(bus->unsent(), 32 * mib);
+        const auto begin = steady_clock::now();
+        bus->stop();
+        EXPECT_LT(steady_clock::now() - begin, milliseconds(1000));
+    }
+    // An endpoint whose owner takes nothing stops reading; everything accepted is there when he begins.
+    auto lazy = started(42);
+    ASSERT_TRUE(bus->start());
+    int sent = 0;
+    const auto fill = [&] {
+        while (sent < 200 && bus->send(42, numbered(sent, mib)) == bus_result::accepted)
+            ++sent;
+        return sent;
+    };
+    for (int calm = 0, before = 0; calm < 20; before = sent) {
+        calm = fill() == before ? calm + 1 : 0;
+        std::this_thread::sleep_for(milliseconds(5));
+    }
+    EXPECT_GE(sent, 60);
+    EXPECT_LE(sent, 70);
+    expect_in_order(*lazy, sent);
+}
+
+TEST(bus_endpoint, destination_that_is_absent_gone_or_back) {
+    auto bus = started(40);
+    auto other = started(41);
+    EXPECT_EQ(bus->send(99, "x"), bus_result::not_served);
+    EXPECT_EQ(bus->send(-1, "x"), bus_result::not_served);
+    EXPECT_EQ(bus->send_over(1234, "x"), bus_result::not_served);
+    std::uint64_t first = 0;
+    EXPECT_EQ(bus->send(41, "one", &first), bus_result::accepted);
+    const bus_message request = take(*other);
+    other->stop();
+    EXPECT_EQ(bus->send(41, "two"), bus_result::not_served);
+    ASSERT_TRUE(other->start());
+    EXPECT_EQ(other->send_over(request.connection, "late"), bus_result::not_served);
+    EXPECT_EQ(bus->send(41, "three"), bus_result::accepted);
+    EXPECT_EQ(text_of(take(*other)), "three");
+    EXPECT_FALSE(bus->is_open(first));
+}
+
+TEST(bus_endpoint, cycles_are_quick_lose_nothing_and_leak_nothing) {
+    auto bus = started(40);
+    auto requester = started(41);
+    const int before = open_descriptors();
+    const auto begin = steady_clock::now();
+    for (int i = 0; i < 200; ++i) {
+        ASSERT_TRUE(requester->start());
+        ASSERT_EQ(requester->send(40, numbered(i, i == 100 ? 4 * mib : 100)), bus_result::accepted);
+        requester->stop();
+    }
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(2000));
+    expect_in_order(*bus, 200);
+    while (bus->is_open(1))
+        wait_for(bus->descriptor());
+    bus_message none;
+    for (int i = 0; i < 1000 && open_descriptors() >= before; ++i)
+        std::this_thread::sleep_for(milliseconds(1));
+    EXPECT_EQ(open_descriptors(), before - 1);  // the listening socket of the stopped one
+    EXPECT_FALSE(bus->receive(none));
+}
+
+TEST(bus_endpoint, connections_are_bounded) {
+    auto bus = started(40);
+    auto friendly = started(41);
+    ASSERT_EQ(friendly->send(40, "first"), bus_result::accepted);
+    EXPECT_EQ(text_of(take(*bus)), "first");
+    std::vector<std::unique_ptr<raw_peer>> crowd;
+    for (int i = 0; i < 70; ++i)
+        crowd.push_back(std::make_unique<raw_peer>(40));
+    EXPECT_EQ(crowd.back()->read(1), "");  // closed at once
+    ASSERT_EQ(friendly->send(40, "second"), bus_result::accepted);
+    EXPECT_EQ(text_of(take(*bus)), "second");
+}
+
+}  // namespace
+}  // namespace ravd::testing

@@ -1,0 +1,122 @@
+#include "platform/mbus.h"
+
+#include <chrono>
+#include <thread>
+
+#include "platform/ctree.h"
+#include "tests/platform/bus/bus_support.h"
+
+namespace ravd::testing {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+const char registration[] = {-2, 0};
+const std::string request = "{\"command\":\"get\",\"path\":\"/x\"}";
+
+std::string answer(const std::string& value) { return "{\"command\":\"get-response\",\"value\":\"" + value + "\"}"; }
+
+class mbus : public ::testing::Test {
+  protected:
+    mbus() {
+        sim_directory();
+        bus_ = mbus_init(28, registration, sizeof registration);
+        mbus_set_moduleloop(bus_, 0);
+    }
+    ~mbus() override { mbus_release(bus_); }
+
+    int send(int destination = 1) { return mbus_msg_send(bus_, request.data(), destination, request.size()); }
+    // The value of the answer, "none" without one.
+    std::string wait(int tenths) {
+        ctree* tree = mbus_wait_answer(bus_, "get-response", "Error: can't get config\n", tenths);
+        const char* value = ctree_get_param(tree, "value");
+        const std::string text = value ? value : "none";
+        ctree_release(tree);
+        return text;
+    }
+    // Milliseconds of a wait without an answer.
+    long long waited(int tenths) {
+        const auto begin = steady_clock::now();
+        EXPECT_EQ(wait(tenths), "none");
+        return std::chrono::duration_cast<milliseconds>(steady_clock::now() - begin).count();
+    }
+
+    mbus_endpoint* bus_ = nullptr;
+};
+
+TEST_F(mbus, loop_state_and_received_block) {
+    EXPECT_FALSE(mbus_init(28, registration, sizeof registration));
+    EXPECT_EQ(mbus_get_moduleloop(bus_), 0);
+    EXPECT_EQ(send(), -1);
+    mbus_peer_start(bus_);
+    EXPECT_NE(mbus_get_moduleloop(bus_), 0);
+    EXPECT_FALSE(mbus_get_msg_from_queue_no_wait(bus_));
+    auto peer = started(3);
+    ASSERT_EQ(peer->send(28, "hello"), bus_result::accepted);
+    void* block = nullptr;
+    while (!(block = mbus_get_msg_from_queue_no_wait(bus_)))
+        std::this_thread::yield();
+    EXPECT_EQ(std::string(static_cast<char*>(block), mbus_header_size + 5), frame(3, 28, "hello"));
+    std::free(block);
+    mbus_set_moduleloop(bus_, 0);
+    EXPECT_EQ(mbus_get_moduleloop(bus_), 0);
+    EXPECT_EQ(peer->send(28, "nobody"), bus_result::not_served);
+}
+
+TEST_F(mbus, waits_for_the_named_answer_only) {
+    auto service = started(1);
+    mbus_peer_start(bus_);
+    ASSERT_EQ(send(), 0);
+    const bus_message asked = take(*service);
+    EXPECT_EQ(text_of(asked), request);
+    for (const char* text : {"", "not json", "{\"command\":\"other-response\"}", "{\"command\":{}}", "[]"})
+        service->send(28, text);
+    service->send(28, answer("yes"));
+    EXPECT_EQ(wait(20), "yes");
+    EXPECT_EQ(wait(0), "none");
+}
+
+TEST_F(mbus, wait_ends_at_its_limit_or_at_once_without_a_destination) {
+    mbus_peer_start(bus_);
+    EXPECT_EQ(send(99), -1);
+    EXPECT_LT(waited(20), 100);
+
+    auto hung = std::make_unique<raw_peer>(5, true);
+    ASSERT_EQ(send(5), 0);
+    const long long limit = waited(2);
+    EXPECT_GE(limit, 199);
+    EXPECT_LT(limit, 1000);
+
+    // The destination dies in the middle of the wait.
+    std::thread death([&] {
+        std::this_thread::sleep_for(milliseconds(20));
+        hung.reset();
+    });
+    EXPECT_LT(waited(20), 1000);
+    death.join();
+}
+
+// Whatever way a late answer takes, a later request does not take it for its own.
+TEST_F(mbus, late_answer_is_never_taken) {
+    auto service = started(1);
+    mbus_peer_start(bus_);
+    ASSERT_EQ(send(), 0);
+    const bus_message first = take(*service);
+    mbus_peer_stop(bus_);
+
+    mbus_peer_start(bus_);
+    EXPECT_EQ(service->send_over(first.connection, answer("late")), bus_result::not_served);
+    ASSERT_EQ(service->send(28, answer("late")), bus_result::accepted);  // a new connection
+    ASSERT_EQ(send(), 0);
+    while (service->unsent() > 0)
+        std::this_thread::yield();
+    EXPECT_EQ(service->send(28, answer("late")), bus_result::accepted);  // the request waits, not yet taken
+    EXPECT_EQ(wait(1), "none");
+    take(*service);
+    ASSERT_EQ(service->send(28, answer("in time")), bus_result::accepted);
+    EXPECT_EQ(wait(20), "in time");
+}
+
+}  // namespace
+}  // namespace ravd::testing
