@@ -65,6 +65,7 @@ class bus_endpoint::engine {
     bool handle_frame(bus_connection& connection);
     void remove_closed();
     bool may_read(bus_connection& connection);
+    bool follows_unread(const bus_connection& connection);
     void release_held();
 
     bus_connection* find(std::uint64_t id) const;

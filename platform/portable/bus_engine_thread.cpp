@@ -1,4 +1,5 @@
 // The thread of a bus endpoint.
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -137,11 +138,24 @@ void bus_endpoint::engine::serve(bus_connection& connection, short events) {
     if (events & (POLLOUT | POLLERR | POLLHUP)) {
         if (connection.held_by() == 0) connection.flush();
     }
-    if (!stopping_ && may_read(connection)) read_from(connection);
+    if (!stopping_ && may_read(connection) && !follows_unread(connection)) read_from(connection);
+}
+
+// A module that stopped and started again left its last messages in the connection of before: they are read first.
+bool bus_endpoint::engine::follows_unread(const bus_connection& connection) {
+    for (const auto& other : connections_) {
+        if (other.get() == &connection) return false;
+        if (other->peer() != connection.peer() || connection.peer() < 0) continue;
+        int unread = 0;
+        if (::ioctl(other->fd(), FIONREAD, &unread) == 0 && unread > 0 && may_read(*other)) return true;
+    }
+    return false;
 }
 
 void bus_endpoint::engine::read_from(bus_connection& connection) {
-    const ssize_t n = ::recv(connection.fd(), buffer_.get(), read_size, 0);
+    // The hello alone first: what comes behind it may have to wait for another connection of that module.
+    const std::size_t wanted = connection.peer() < 0 ? mbus_header_size - connection.reader().held() : read_size;
+    const ssize_t n = ::recv(connection.fd(), buffer_.get(), wanted, 0);
     if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) return;
     if (n <= 0) {
         closed_.push_back(connection.id());

@@ -207,6 +207,8 @@ TEST(bus_endpoint, destination_that_is_absent_gone_or_back) {
     EXPECT_EQ(other->send_over(request.connection, "late"), bus_result::not_served);
     EXPECT_EQ(bus->send(41, "three"), bus_result::accepted);
     EXPECT_EQ(text_of(take(*other)), "three");
+    for (int i = 0; i < 2000 && bus->is_open(first); ++i)
+        std::this_thread::sleep_for(milliseconds(1));
     EXPECT_FALSE(bus->is_open(first));
 }
 

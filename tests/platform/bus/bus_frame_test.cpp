@@ -34,7 +34,7 @@ TEST(bus_frame, joins_pieces_of_any_size) {
     std::string bytes;
     for (const std::string& text : sent)
         bytes += text;
-    for (std::size_t piece : {1, 2, 16, 17, 18, 4096, 100000}) {
+    for (std::size_t piece : {1u, 2u, 16u, 17u, 18u, 4096u, 100000u}) {
         const auto [texts, last] = read_frames(bytes, piece);
         EXPECT_EQ(texts, sent) << piece;
         EXPECT_EQ(last, state::whole) << piece;
