@@ -20,11 +20,14 @@ constexpr int bus_module_peer = 3;           // receives what the IPC worker sen
 constexpr int bus_module_porterd = 6;        // applies configuration
 constexpr int bus_module_requests = 28;      // the endpoint of ipc_helper
 
+// What the daemon's endpoints hand to the bus when they register.
+constexpr signed char bus_registration[2] = {-2, 0};
+
 // Ordered (key, value) list of an "update-corvane".
 using param_list = std::vector<std::pair<std::string, std::string>>;
 
 // One request at a time, always on the same thread. Each waits for its answer, at most 2 s, tells the activity before
-// it waits, and fails without being sent once the activity is cancelled.
+// and after the wait, and fails as without an answer, unsent, once the activity is cancelled.
 class ipc_helper {
   public:
     ipc_helper() = default;
@@ -71,6 +74,8 @@ class ipc_helper {
     static void pause_100_ms();
 
   private:
+    // Log the path, then ask for it. False when it cannot be read, or, for a switch, is not "true".
+    bool read_setting(const char* path, std::string& value);
     bool read_switch(const char* path);
 
     mbus_endpoint* bus_ = nullptr;

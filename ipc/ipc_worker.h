@@ -25,6 +25,7 @@ class ipc_worker final : public abstract_worker {
     bool is_alive(const run_flag* running) override;
 
   private:
+    void forward(const unsigned char* block);  // a received block into out_queue
     void send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) const;
 
     mbus_endpoint* bus_ = nullptr;  // null while not connected
