@@ -1,0 +1,184 @@
+// The table of radios and VAPs, and what is answered from it and from the configuration.
+#include "rrm/json.h"
+#include "tests/core/log_capture.h"
+#include "tests/driver/access_point.h"
+
+namespace ravd::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+INSTANTIATE_TEST_SUITE_P(chips, either_chip, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "rtk_wifi6" : "rtl8192cd"; });
+
+TEST_P(either_chip, fills_the_table_when_hostapd_starts) {
+    vap("wlan0-va1", std::string(200, 'x'));
+    vap("wlan0-va2", "off");
+    bus.configuration["/interface/wlan0-va2/common/enabled"] = "false";
+    vap("wlan0-va3", "down");
+    interface("wlan0-va3", "0x1002\n");
+    bus.configuration["/interface/wlan0/wlan/radio/tx-power-max"] = "20";
+    bus.configuration["/interface/wlan0/wlan/radio/tx-power-min"] = "5";
+    bus.configuration["/interface/wlan1/wlan/radio/tx-power-max"] = "23";
+    bus.configuration["/interface/wlan1/wlan/wds/enabled"] = "true";
+    bus.configuration["/interface/wlan1-wds7/common/enabled"] = "true";
+    system.write_file(GetParam() ? "/proc/net/rtk_wifi6/wlan0/coex_2g_40m" : "/proc/wlan0/mib_11n",
+                      GetParam() ? "1\n" : "  use40M: 1\n  coexist: 1\n");
+    start();
+    EXPECT_GT(worker.ticks, 20);
+    const interface_context& two = *driver->table().get_radio(0);
+    EXPECT_EQ(two.band, 2u);
+    EXPECT_EQ(two.bandwidth, 0x1900u);
+    EXPECT_EQ(two.country, "DE");
+    EXPECT_TRUE(two.up && two.obss_coex && !two.wds_enabled);
+    EXPECT_THAT((std::array{two.tx_power_max, two.tx_power_min}), ElementsAre(20, 5));
+    EXPECT_TRUE(two.vaps[0].active && two.vaps[0].enterprise && two.vaps[0].kv_enabled);
+    EXPECT_FALSE(two.vaps[0].captive_portal);
+    EXPECT_EQ(two.vaps[1].ssid.size(), 129u);
+    for (int v = 2; v < 7; ++v)
+        EXPECT_FALSE(driver->vap_active(0, v)) << v;
+    EXPECT_EQ(two.vaps[2].ssid, "");
+    const interface_context& five = *driver->table().get_radio(1);
+    EXPECT_EQ(five.band, 5u);
+    EXPECT_EQ(five.bandwidth, 0x2000u);
+    EXPECT_TRUE(five.wds_enabled && !five.obss_coex);
+    EXPECT_EQ(five.tx_power_max, 16u);  // half of the limits is configured
+
+    std::vector<std::string> vaps;
+    driver->for_each_vap("wlan1-va4", [&vaps](int vap, const char* ssid, const char* mac, bool kv) {
+        vaps.push_back(std::to_string(vap) + " " + ssid + " " + mac + (kv ? " kv" : ""));
+    });
+    EXPECT_THAT(vaps, ElementsAre("0 home 00:11:22:33:44:19 kv"));
+    EXPECT_STREQ(driver->vap_name_by_ssid("home", 1), "wlan1-va0");
+    EXPECT_EQ(driver->vap_index_by_ssid("hom", 1), -1);
+
+    // The radio goes down: after a reset nothing of it is read again, but its country stays.
+    interface("wlan0", "0x1002\n");
+    start();
+    EXPECT_EQ(two.band + two.bandwidth, 0u);
+    EXPECT_THAT((std::array{two.tx_power_max, two.tx_power_min}), ElementsAre(16, 11));
+    EXPECT_EQ(two.country, "DE");
+    EXPECT_FALSE(driver->any_vap_active(0));
+    EXPECT_TRUE(driver->any_vap_active(1));
+}
+
+TEST_F(access_point, knows_itself_from_factory_data) {
+    EXPECT_STREQ(driver->get_factory_info()->serial, "s");
+    const struct {
+        const char *mac, *first, *last;
+    } rows[] = {{"00:11:22:33:44:FF", "00:11:22:33:44:00", "00:11:22:33:44:0e"},
+                {"00:11:22:33:44", "00:00:00:00:00:01", "00:00:00:00:00:0f"},
+                {"aA:11:22:33:44:1012345678901234", "aa:11:22:33:44:11", "aa:11:22:33:44:1f"}};
+    for (const auto& row : rows) {
+        system.write_file("/etc/ravd/factory", std::string("mac=") + row.mac + "\n");
+        driver.emplace(&running);
+        EXPECT_EQ(driver->table().get_radio(0)->vaps[0].mac, row.first);
+        EXPECT_EQ(driver->table().get_radio(1)->vaps[6].mac, row.last);
+        EXPECT_STREQ(driver->get_base_mac(), row.mac);
+    }
+    EXPECT_EQ(driver->get_vap_base(1) * 100 + driver->get_vap_span(1), 808);
+}
+
+TEST_P(either_chip, is_neutral_while_hostapd_does_not_run) {
+    start();
+    log_capture log(0xf);
+    for (const bool stopping : {false, true}) {
+        driver->set_hostapd_running(stopping);
+        running = !stopping;
+        bool called = false;
+        std::uint32_t wait = 0, min = 0, max = 0;
+        ap_table table;
+        std::string text = "x";
+        driver->for_each_vap("wlan0", [&called](int, const char*, const char*, bool) { called = true; });
+        EXPECT_EQ(driver->get_assoc_stas("wlan0", [&called](const rrm_sta_s&) { called = true; }), 0);
+        EXPECT_FALSE(called || driver->is_radio_up("wlan0") || driver->radio_up(0) || driver->any_vap_active(0) ||
+                     driver->vap_is_up("wlan0", 0) || driver->vap_active(0, 0) || driver->vap_kv_enabled(0, 0) ||
+                     driver->radio_has_band(0, 2) || driver->radio_wds_enabled(0) || driver->is_ft_enabled(0, 0));
+        EXPECT_EQ(driver->set_tx_power("wlan0", 3) + driver->set_channel("wlan0", 6, 20, 0), 0);
+        EXPECT_EQ(driver->get_tx_power("wlan0"), 16);
+        driver->get_min_max_tx_power("DE", &min, &max, 2);
+        EXPECT_EQ(min * 100 + max, 1116u);
+        EXPECT_EQ(driver->get_chanspec("wlan0") + driver->get_config_bandwidth("wlan0"), 0u);
+        EXPECT_EQ(driver->get_config_sideband("wlan0"), 0u);
+        EXPECT_EQ(driver->start_scan(true, {1}, {36}, wait) + driver->stop_scan(true), 0);
+        EXPECT_FALSE(driver->is_scanning());
+        EXPECT_EQ(driver->fill_scan_results(table) + driver->fill_rrm_scan_results(table), 0);
+        driver->fill_chanspecs("wlan0", text);
+        EXPECT_EQ(text, "x");
+        EXPECT_FALSE(driver->vap_name(0, 0) || driver->vap_ssid(0, 0) || driver->vap_mac(0, 0) ||
+                     driver->vap_name_by_ssid("home", 0));
+        driver->add_neighbor("02:00:00:00:00:01", "home", 6, 1, false);
+        driver->send_bss_trans_req("wlan0-va0", "02:00:00:00:00:01", 0);
+        EXPECT_EQ(driver->set_roam_attempt_timeout("wlan0", 3), 0);
+        if (!stopping) {
+            driver->stop_all();
+            driver->del_neighbors("wlan0-va0");
+            driver->del_custom_neighbors("wlan0-va0");
+        }
+        // What does not depend on hostapd.
+        EXPECT_EQ(driver->get_radio_bandwidth(0), 0x1900u);
+        EXPECT_EQ(driver->get_tx_power_max(2) * 100 + driver->get_tx_power_min(-1), 1611);
+        EXPECT_EQ(driver->get_vap_base(2) + driver->get_vap_span(2), 0);
+    }
+    EXPECT_TRUE(bus.sent.empty() && chip->asked.empty() && system.commands.empty());
+    driver->block_sta("wlan0", "");
+    EXPECT_EQ(driver->probsup_find("wlan0", ""), 0);
+    EXPECT_EQ(log.count("block_sta: not supported\n") + log.count("probsup_find: not supported\n"), 2);
+}
+
+TEST_F(access_point, answers_for_missing_radios_with_an_error) {
+    start();
+    log_capture log(log_error_bit | log_debug_bit);
+    EXPECT_FALSE(driver->table().radio_by_ifname("wlan2"));
+    EXPECT_FALSE(driver->table().radio_by_ifname("eth0"));
+    EXPECT_FALSE(driver->radio_up(7));
+    EXPECT_FALSE(driver->vap_name(7, 0));
+    EXPECT_EQ(driver->get_chanspec(nullptr), 0u);
+    driver->get_min_max_tx_power("DE", nullptr, nullptr, 2);
+    EXPECT_EQ(driver->get_config_bandwidth("eth0"), 0x1000u);
+    EXPECT_FALSE(driver->is_radio_up("wlan5"));
+    EXPECT_FALSE(driver->getconf_vap("wlan0-va0", "/vap/none", [](const interface_context*, const std::string& text) {
+        return std::optional<std::string>(text);
+    }));
+    const std::string text = log.text();
+    for (const char* piece :
+         {"radio_id 2 are absence: ", "cannot parse interface name(eth0)\n",
+          "<get_radio:", "vap_id 7 are absence: ", "<get_chanspec:", "no pointer to tx_power_min or tx_power_max\n",
+          "> cannot take  value of the eth0 interface\n", "cannot open entry from sysfs(/sys/class/net/wlan5/flags)\n",
+          "<getconf_vap:265> ifname == wlan0-va0 path == /interface/wlan0-va0/vap/none value \n",
+          "<getconf_vap:269> cannot take /interface/wlan0-va0/vap/none value of the wlan0-va0 interface\n"})
+        EXPECT_THAT(text, HasSubstr(piece));
+}
+
+TEST_F(access_point, reads_and_orders_configuration) {
+    bus.configuration["/interface/wlan0-va0/vap/ft-config/enabled"] = "true";
+    start();
+    EXPECT_TRUE(driver->is_ft_enabled(0, 0));
+    bus.configuration["/interface/wlan0-va0/vap/ap-security/mode"] = "WPA_WPA2_PSK";
+    EXPECT_FALSE(driver->is_ft_enabled(0, 0));
+    bus.configuration["/interface/wlan0/wlan/wds/enabled"] = "true";
+    bus.sent.clear();
+    EXPECT_FALSE(driver->get_wds_enabled("wlan0"));
+    EXPECT_EQ(bus.sent.size(), 9u);
+
+    bus.sent.clear();
+    EXPECT_EQ(driver->set_channel("wlan1", 36, 80, 0), 0);
+    EXPECT_EQ(driver->set_channel("wlan1", 36, 40, 2), 0);
+    EXPECT_EQ(driver->set_tx_power("wlan1", 12), 0);
+    driver->reset_corvane(true);
+    driver->reset_corvane(false);
+    ASSERT_EQ(bus.sent.size(), 5u);
+    EXPECT_THAT(bus.sent[0].text, HasSubstr(R"("params":{"auto-channel":"false","channel":"36","bandwidth":"80"}})"));
+    EXPECT_THAT(bus.sent[1].text, HasSubstr(R"("bandwidth":"40","control-sideband":"upper"}})"));
+    EXPECT_THAT(bus.sent[2].text, HasSubstr(R"("params":{"tx-power":"12"})"));
+    EXPECT_THAT(bus.sent[4].text, HasSubstr(R"("ifname":"wlan1")"));
+
+    json_writer root(nullptr, nullptr, nullptr);
+    EXPECT_TRUE(driver->put_radio_id("wlan1-va2", root));
+    EXPECT_FALSE(driver->put_radio_id("wlan1", root));
+    EXPECT_THAT(root.text(), HasSubstr(R"("radio":1)"));
+}
+
+}  // namespace
+}  // namespace ravd::testing

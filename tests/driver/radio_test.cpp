@@ -1,0 +1,261 @@
+// Scans, stations, neighbours and single requests, through both chip back-ends.
+#include "tests/core/log_capture.h"
+#include "tests/driver/access_point.h"
+
+namespace ravd::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+// A reply of one empty scan entry on that channel.
+std::string scan_reply_of(std::uint32_t channel) {
+    return fake_chip::bytes(1) + std::string(12, '\0') + fake_chip::bytes(channel) + std::string(12, '\0');
+}
+
+TEST_P(either_chip, scans_both_radios) {
+    start();
+    std::uint32_t wait = 0;
+    EXPECT_EQ(driver->start_scan(true, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36, 70000}, wait), 0);
+    EXPECT_EQ(wait, 10u);
+    EXPECT_THAT(chip->asked,
+                ElementsAre("wlan0 1", HasSubstr("wlan0 0 0d00 0000 0100 0200"), "wlan1 1", "wlan1 0 0100 0000 24"));
+    EXPECT_EQ(driver->start_scan(false, {1}, {36}, wait), 0);
+    EXPECT_EQ(chip->asked.size(), 4u);
+
+    chip->replies["wlan0 2"] = scan_reply_of(6);
+    chip->replies["wlan1 2"] = scan_reply_of(36);
+    ap_table table;
+    EXPECT_EQ(driver->fill_scan_results(table), 0);
+    EXPECT_EQ(driver->fill_scan_results(table), 0);
+    ASSERT_EQ(table.size(), 2u);
+    EXPECT_EQ(table[0].channel * 100 + table[1].channel, 636u);
+    EXPECT_EQ(chip->asked.back(), "wlan1 2 9024");  // room for 9,360
+    chip->failing = {"wlan1 2"};
+    EXPECT_EQ(driver->fill_scan_results(table), -1);
+    EXPECT_EQ(table.size(), 1u);
+    EXPECT_TRUE(driver->is_scanning());
+
+    chip->asked.clear();
+    EXPECT_EQ(driver->stop_scan(false), 0);
+    EXPECT_THAT(chip->asked, ElementsAre("wlan0 rrm_scan_started=0", "wlan1 rrm_scan_started=0"));
+    EXPECT_FALSE(driver->is_scanning());
+    EXPECT_EQ(driver->stop_scan(false), 0);
+    EXPECT_EQ(chip->asked.size(), 2u);
+}
+
+TEST_P(either_chip, waits_for_the_slower_radio_and_leaves_out_what_cannot_scan) {
+    bus.configuration["/interface/wlan0/wlan/wds/enabled"] = "true";
+    bus.configuration["/interface/wlan0-wds0/common/enabled"] = "true";
+    start();
+    std::uint32_t wait = 0;
+    driver->start_scan(true, {1}, {}, wait);
+    EXPECT_EQ(wait, 15u);
+    EXPECT_THAT(chip->asked, ElementsAre("wlan1 1", "wlan1 0"));  // the one with WDS is not asked
+    driver->stop_scan(true);
+    wait = 7;
+    driver->start_scan(true, {}, {36}, wait);
+    EXPECT_EQ(wait, 7u);
+    driver->stop_all();
+
+    bus.configuration["/interface/wlan0/wlan/wds/enabled"] = "false";
+    start();
+    wait = 0;
+    driver->start_scan(true, {}, {36}, wait);
+    EXPECT_EQ(wait, 10u);
+    driver->stop_scan(true);
+    chip->asked.clear();
+    wait = 0;
+    driver->start_scan(false, {}, {}, wait);
+    EXPECT_EQ(wait, 0u);
+    EXPECT_THAT(chip->asked, IsEmpty());
+    driver->stop_scan(true);
+    chip->asked.clear();
+    driver->start_scan(false, {11, 5}, {}, wait);
+    EXPECT_EQ(wait, 6u);
+    EXPECT_THAT(chip->asked, ElementsAre("wlan0 rrm_scan_started=0", "wlan0 rrm_scan_chan=5", "wlan0 rrm-scan"));
+}
+
+TEST_P(either_chip, lists_channels) {
+    start();
+    std::string text = "untouched";
+    chip->failing = {"wlan0 5"};
+    driver->fill_chanspecs("wlan0", text);
+    driver->fill_chanspecs("wlan7", text);
+    EXPECT_EQ(text, "untouched");
+    chip->failing.clear();
+    chip->replies["wlan0 5"] = fake_chip::bytes(3) + fake_chip::bytes(11) + fake_chip::bytes(1) + fake_chip::bytes(11);
+    driver->fill_chanspecs("wlan0", text);
+    EXPECT_EQ(text, "1 11 ");
+    bus.configuration["/interface/wlan0/wlan/radio/use-limit-channels"] = "true";
+    driver->fill_chanspecs("wlan0", text);
+    EXPECT_EQ(text, "1 11 ");
+    bus.configuration["/interface/wlan0/wlan/radio/limit-channels"] = "44  36 40";
+    driver->fill_chanspecs("wlan0", text);
+    EXPECT_EQ(text, "36 40 44 ");
+    bus.configuration["/interface/wlan0/wlan/radio/use-limit-channels"] = "false";
+    chip->replies["wlan0 5"] = fake_chip::bytes(0);
+    driver->fill_chanspecs("wlan0", text);
+    EXPECT_EQ(text, "");
+}
+
+TEST_P(either_chip, lists_stations_of_active_vaps) {
+    vap("wlan0-va3", "guest");
+    start();
+    std::string reply(8 + 2 * 28, '\0');
+    reply[4] = 2;
+    reply.replace(8, 6, "\x02\xaa\xbb\xcc\xdd\x01");
+    chip->replies["wlan0-va3 4"] = reply;
+    std::vector<std::string> stations;
+    const auto add = [&stations](const rrm_sta_s& sta) { stations.push_back(sta.mac + sta.ssid + sta.ifname); };
+    EXPECT_EQ(driver->get_assoc_stas("wlan0-va5", add), 0);
+    EXPECT_THAT(stations, ElementsAre("02:aa:bb:cc:dd:01guestwlan0-va3", "00:00:00:00:00:00guestwlan0-va3"));
+    EXPECT_THAT(chip->asked, ElementsAre("wlan0-va0 4 0000 0000 9024", "wlan0-va3 4 0000 0000 9024"));
+
+    chip->asked.clear();
+    chip->failing = {"wlan0-va0 4", "wlan0 roam_attempt_timeout=30", "wlan0-va0 bss-transition"};
+    log_capture log(log_error_bit);
+    EXPECT_EQ(driver->get_assoc_stas("wlan0", add), 0);
+    EXPECT_EQ(driver->set_roam_attempt_timeout("wlan0", 30), 0);
+    driver->send_bss_trans_req("wlan0-va0", "02:00:00:00:00:0f", 0);
+    driver->send_bss_trans_req("wlan0-va0", "02:00:00:00:00", 0);
+    EXPECT_THAT(chip->asked, ElementsAre(HasSubstr(" 4 "), HasSubstr(" 4 "), "wlan0 roam_attempt_timeout=30",
+                                         "wlan0-va0 roam_attempt_timeout=30", "wlan0-va3 roam_attempt_timeout=30",
+                                         "wlan0-va0 bss-transition 15"));
+    EXPECT_EQ(log.count("(command = QUARN_CMD_GET_ASSOC_STAS)\n"), 1);
+    EXPECT_EQ(log.count("> cannot setup roam attempt timeout for iface wlan0\n"), GetParam() ? 0 : 1);
+    EXPECT_EQ(log.count("Error: 02:00:00:00:00:0f not found on wlan0-va0\n"), 1);
+    EXPECT_EQ(log.count("Error: Could not read sta_mac at iface wlan0-va0\n"), 1);
+}
+
+TEST_P(either_chip, without_a_socket_commands_fail) {
+    start();
+    log_capture log(0xf);
+    system.sockets_fail = true;
+    ap_table table;
+    std::uint32_t wait = 0;
+    EXPECT_EQ(driver->fill_scan_results(table), -1);
+    driver->start_scan(false, {1}, {36}, wait);
+    driver->send_bss_trans_req("wlan0-va0", "02:00:00:00:00:0f", 0);
+    EXPECT_THAT(chip->asked, IsEmpty());
+    EXPECT_EQ(log.count("<assign:"), 4);
+    EXPECT_EQ(log.count("> socket is not created for action by ioctl\n"), 5);
+    EXPECT_EQ(log.count("Cannot open sock for ifname wlan0-va0\n"), 1);
+    system.sockets_fail = false;
+    EXPECT_EQ(ioctl_ops::assign(1, *driver, "wlan0-va345678901")->stop_active_scan(), -2);
+    EXPECT_FALSE(ioctl_ops::assign(2, *driver, "wlan0"));
+}
+
+TEST_F(access_point, copies_no_more_of_a_variable_than_fits) {
+    start();
+    chip->mibs["wlan0 chanspec"] = std::string(70, '\x11');  // says 70 bytes
+    EXPECT_EQ(driver->get_chanspec("wlan0"), 0x11111111u);
+    chip->mibs["wlan0 chanspec"] = "\x06";
+    EXPECT_EQ(driver->get_chanspec("wlan0"), 6u);
+    EXPECT_EQ(driver->get_tx_power("wlan0"), 16);
+    chip->set_number("wlan0 actual_tx_power", 21);
+    EXPECT_EQ(driver->get_tx_power("wlan0"), 21);
+}
+
+TEST_F(access_point, writes_neighbours_for_rtl8192cd) {
+    vap("wlan0-va1", "a\nb");
+    start();
+    driver->add_neighbor("02:AA:bb:cc:dd:ee", "home", 6, 9, false);
+    EXPECT_EQ(driver_file("wlan0-va0/rm_neighbor_report"), "add 02aabbccddee 0x0867 255 6 7 ssid \"home\" bssload 0 0");
+    EXPECT_FALSE(system.has_file("/proc/wlan1-va0/rm_neighbor_report"));
+    driver->add_neighbor("02:aa:bb:cc:dd:ee", "home", 36, 9, true);
+    EXPECT_EQ(driver_file("wlan1-va0/rm_neighbor_report_custom"),
+              "add 02aabbccddee 0x1867 255 36 9 ssid \"home\" bssload 0 0");
+    driver->del_neighbors("wlan0-va0");
+    EXPECT_EQ(driver_file("wlan0-va0/rm_neighbor_report"), "delall");
+    driver->del_custom_neighbors("wlan1-va0");
+    EXPECT_EQ(driver_file("wlan1-va0/rm_neighbor_report_custom"), "delall");
+
+    log_capture log(log_debug_bit | log_error_bit);
+    driver->add_neighbor("02:aa:bb:cc:dd:ee", "a\nb", 6, 9, false);
+    EXPECT_FALSE(system.has_file("/proc/wlan0-va1/rm_neighbor_report"));
+    driver->del_neighbors("wlan0-va6");
+    driver->del_neighbors("../wlan0-va0");
+    EXPECT_EQ(log.count("Error rrm_nbr_add_nbr\n"), 1);
+    EXPECT_EQ(log.count("Error rrm_nbr_del_nbr\n"), 2);
+    driver->add_neighbor("02:aa:bb:cc:dd", "home", 6, 9, false);
+    driver->add_neighbor("02:aa:bb:cc:dd:ee", "nobody's", 6, 9, false);
+    EXPECT_EQ(log.count("vap_id -1 are absence: "), 1);
+    EXPECT_EQ(log.count("Execute rrm_nbr_add_nbr "), 1);
+    EXPECT_EQ(log.count("M[5] = EE\n"), 2);
+}
+
+class wifi6_access_point : public access_point {
+  protected:
+    wifi6_access_point() : access_point(true) {}
+};
+
+TEST_F(wifi6_access_point, gives_neighbours_to_hostapd_and_driver) {
+    vap("wlan0-va1", "a\nb");
+    start();
+    chip->set_number("wlan0-va0 use40M", 1);
+    chip->set_number("wlan0-va0 2ndchoffset", 2);
+    driver->add_neighbor("02:AA:bb:cc:dd:ee", "home", 6, 9, false);
+    EXPECT_THAT(system.commands,
+                ElementsAre("iwpriv wlan0-va0 get_mib use40M", "iwpriv wlan0-va0 get_mib 2ndchoffset",
+                            "wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan0-va0 SET_NEIGHBOR 02:aa:bb:cc:dd:ee "
+                            "ssid=686f6d65 nr=02aabbccddeeaf490000ff06070603010602"));
+    EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "add 02:aa:bb:cc:dd:ee 1728577536 0 6 0 9");
+    chip->set_number("wlan1-va0 use40M", 256);
+    driver->add_neighbor("02:aa:bb:cc:dd:ee", "home", 36, 9, true);
+    EXPECT_THAT(system.commands.back(), HasSubstr("af590000ff24090603002400"));
+    EXPECT_EQ(driver_file("wlan1-va0/nb_report_custom"), "add 02:aa:bb:cc:dd:ee 1728577536 0 36 0 9");
+    // Neither of the two takes the name as text.
+    driver->add_neighbor("02:aa:bb:cc:dd:ee", "a\nb", 6, 9, false);
+    EXPECT_THAT(system.commands.back(), HasSubstr("ssid=610a62 "));
+    EXPECT_TRUE(system.has_file("/proc/net/rtk_wifi6/wlan0-va1/nb_report"));
+    driver->del_neighbors("wlan0-va0");
+    EXPECT_EQ(system.commands.back(), "wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan0-va0 REMOVE_ALL_NEIGHBOR");
+    EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "delall");
+}
+
+TEST_F(wifi6_access_point, survives_its_tools) {
+    start();
+    for (const char* value : {"-1", "x", ""}) {
+        chip->mibs["wlan0 chanspec"] = value;
+        EXPECT_EQ(driver->get_chanspec("wlan0"), 0u) << value;
+    }
+    chip->set_number("wlan0 power_target", 18);
+    EXPECT_EQ(driver->get_tx_power("wlan0"), 18);
+    log_capture log(log_debug_bit | log_error_bit);
+    const std::size_t before = system.commands.size();
+    // Names that a shell would read otherwise.
+    for (const char* name : {"wlan0-va0;reboot", "wlan0-$(x)", "wlan0 -va0"}) {
+        const auto ops = ioctl_ops::assign(g6_back_end, *driver, name);
+        std::uint32_t value = 1;
+        EXPECT_EQ(ops->get_mib("chanspec", value, name), -1);
+        EXPECT_EQ(ops->set_mib("x", "1", name), 0);
+        EXPECT_EQ(ops->del_neighbors(name), -1);
+        EXPECT_EQ(ops->add_neighbor(name, {{}, "home", 6, {}, 255, 1, false}), -1);
+        EXPECT_EQ(value, 0u);
+    }
+    const auto ops = ioctl_ops::assign(g6_back_end, *driver, "wlan0-va0");
+    EXPECT_EQ(ops->add_neighbor("wlan0-va0", {{}, "home", 256, {}, 255, 1, false}), -1);
+    EXPECT_EQ(system.commands.size(), before);
+    EXPECT_EQ(ops->add_neighbor("wlan0-va0", {{}, std::string(500, 's'), 6, {}, 255, 1, false}), -1);
+    EXPECT_EQ(system.commands.size(), before + 2);
+    EXPECT_EQ(log.count("Error rrm_nbr_add_nbr\n"), 5);
+
+    // Commands that hang take their time, but the worker's clock is read around each; once told to stop, none starts.
+    system.on_command = [this](const std::string&, std::string&) { return system.advance_ms(2000), false; };
+    const int ticks = worker.ticks;
+    driver->add_neighbor("02:aa:bb:cc:dd:ee", "home", 6, 9, false);
+    EXPECT_EQ(worker.ticks, ticks + 6);
+    EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "");
+    worker.stop = true;
+    driver->add_neighbor("02:aa:bb:cc:dd:ee", "home", 6, 9, false);
+    driver->del_neighbors("wlan0-va0");
+    ap_table table;
+    EXPECT_EQ(driver->fill_scan_results(table), -1);
+    EXPECT_EQ(system.commands.size(), before + 5);
+    EXPECT_THAT(chip->asked, IsEmpty());
+}
+
+}  // namespace
+}  // namespace ravd::testing

@@ -1,0 +1,113 @@
+// Records of custom commands, honest and not.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+#include "driver/quarn_command.h"
+#include "tests/core/log_capture.h"
+
+namespace ravd {
+namespace {
+
+class reply : public ::testing::Test {
+  protected:
+    void put(std::size_t at, std::uint32_t value, std::size_t size = 4) {
+        std::memcpy(record->bytes + at, &value, size);
+    }
+    std::unique_ptr<quarn_command_t> record = std::make_unique<quarn_command_t>();
+};
+
+TEST_F(reply, counts_never_lead_out_of_the_record) {
+    for (const std::uint32_t count : {9360u, 65536u, 4294967295u}) {
+        put(4, count);
+        put(8, count);
+        ap_table table;
+        parse_scan_result(*record, table);
+        parse_rrm_scan_result(*record, table);
+        EXPECT_EQ(table.size(), 2 * 4680u);
+        std::vector<rrm_sta_realtek> stations;
+        parse_assoc_sta(*record, stations);
+        EXPECT_EQ(stations.size(), 4680u);
+        // Each channel differs, so that each entry of the record is counted.
+        for (std::uint32_t i = 0; i < 32765; ++i)
+            put(8 + 4 * i, i);
+        channel_set channels;
+        parse_available_channels(*record, channels);
+        EXPECT_EQ(channels.size(), std::min(count, 32765u));
+    }
+}
+
+TEST_F(reply, nothing_is_said_in_the_log) {
+    testing::fake_system::get().reset();
+    testing::log_capture log(log_info_bit | log_error_bit);
+    ap_table table;
+    std::vector<rrm_sta_realtek> stations;
+    channel_set channels;
+    parse_scan_result(*record, table);
+    parse_rrm_scan_result(*record, table);
+    parse_assoc_sta(*record, stations);
+    parse_available_channels(*record, channels);
+    EXPECT_TRUE(table.empty() && stations.empty() && channels.empty());
+    for (const char* text : {"> scanning result are absent\n", "> rrm scanning result are absent\n",
+                             "> associated clients are absent\n", "> available channels data are absent\n"})
+        EXPECT_EQ(log.count(text), 1) << text;
+}
+
+TEST_F(reply, entries) {
+    put(4, 2);
+    const std::size_t second = 8 + 28;
+    std::memcpy(record->bytes + second, "\x02\x11\x22\x33\x44\x55", 6);
+    put(second + 8, static_cast<std::uint32_t>(-61));
+    put(second + 12, 40);
+    put(second + 16, 80);
+    put(second + 20, static_cast<std::uint32_t>(-7));
+    put(second + 24, 0xd926, 2);  // 40 MHz, upper, bits without a meaning set
+    ap_table table;
+    parse_scan_result(*record, table);
+    EXPECT_EQ(table[1].bssid, (std::array<std::uint8_t, 6>{2, 0x11, 0x22, 0x33, 0x44, 0x55}));
+    EXPECT_THAT((std::array{table[1].rssi, table[1].tx_power}), ::testing::ElementsAre(-61, 0));
+    EXPECT_THAT((std::array{table[1].channel, table[1].bandwidth, table[1].sideband}),
+                ::testing::ElementsAre(40, 80, 0x100));
+    put(second + 12, 0);
+    put(second + 16, 0);
+    parse_rrm_scan_result(*record, table);
+    EXPECT_THAT((std::array{table[3].rssi, table[3].tx_power}), ::testing::ElementsAre(-61, -1));
+    EXPECT_THAT((std::array{table[3].channel, table[3].bandwidth, table[3].sideband}),
+                ::testing::ElementsAre(40, 40, 0x100));
+}
+
+TEST_F(reply, stations) {
+    put(8, 1);
+    std::memcpy(record->bytes + 12, "\xaa\xbb\xcc\x01\x02\x03", 6);
+    const std::uint32_t readings[] = {40, 55, 30, 0};
+    std::memcpy(record->bytes + 20, readings, sizeof readings);
+    put(12 + 24, 3, 1);
+    put(12 + 25, 9, 1);
+    std::vector<rrm_sta_realtek> stations;
+    parse_assoc_sta(*record, stations);
+    const rrm_sta_realtek& station = stations.at(0);
+    EXPECT_EQ(station.mac, "aa:bb:cc:01:02:03");
+    EXPECT_THAT(station.readings, ::testing::ElementsAre(-60, -45, -70, -100));
+    EXPECT_EQ(station.rssi, -45);
+    EXPECT_EQ(station.roam_attempts, 3);
+    EXPECT_TRUE(station.no_80211v);
+}
+
+TEST_F(reply, scan_orders_are_cut_to_the_record) {
+    channel_set channels;
+    for (std::uint32_t channel = 0; channel < 66000; ++channel)
+        channels.insert(channel);
+    fill_scan_channels(*record, channels);
+    std::uint32_t count = 0;
+    std::memcpy(&count, record->bytes + 4, sizeof count);
+    EXPECT_EQ(count, 65531u);
+    EXPECT_EQ(record->bytes[131068] | record->bytes[131069] << 8, 65530);
+    EXPECT_EQ(scan_channel_count({65536, 70000}), 0u);
+    EXPECT_STREQ(quarn_command_name(4), "QUARN_CMD_GET_ASSOC_STAS");
+    EXPECT_STREQ(quarn_command_name(7), "UNKNOWN");
+}
+
+}  // namespace
+}  // namespace ravd
