@@ -145,7 +145,6 @@ void websock_worker::fill_context_info() {
     info.connect_timeout_secs = connect_limit_s;
     // Else a proxy named in the environment would be looked up, on this thread, and used.
     info.http_proxy_address = "";
-    info.http_proxy_port = 1;
 }
 
 // The service's name goes into the request, its numeric address to the socket.

@@ -1,0 +1,118 @@
+// One link worker on the virtual clock, with a server on the loopback interface. The test plays the worker's thread.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "link/websock_worker.h"
+#include "tests/link/raw_server.h"
+#include "tests/support/fake_system.h"
+
+namespace ravd {
+
+struct worker_test_access {
+    static bool& active(abstract_worker& worker) { return worker.active_; }
+};
+
+namespace testing {
+
+inline std::shared_ptr<buffer_info_t> message(std::string_view text) {
+    auto buffer = make_buffer();
+    buffer->append(text.data(), text.size());
+    return buffer;
+}
+
+class link_test : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        fake_system::get().reset();
+        make();
+    }
+
+    void make(std::uint32_t initial = 0, std::uint32_t most = 0, const char* host = "127.0.0.1",
+              resolver::lookup_function lookup = look_up_addresses) {
+        worker = std::make_unique<websock_worker>(to_service, from_service, host, "/api?x=1", server.port, &running,
+                                                  initial, most, corvane_mode, std::move(lookup));
+        initialized = false;
+    }
+
+    // What the thread's loop does in one turn; `step_ms` passes on the clock. True while a cycle goes on.
+    bool turn(int step_ms = 0) {
+        bool& active = worker_test_access::active(*worker);
+        if (!initialized) {
+            initialized = active = worker->init();
+            if (!initialized) clock.advance_ms(1000);
+        } else if (active && worker->is_alive(&running)) {
+            EXPECT_TRUE(worker->process());
+            server.step();
+            clock.advance_ms(step_ms);
+        } else {
+            worker->deinit();
+            initialized = active = false;
+            clock.advance_ms(1000);
+        }
+        take_inbox();
+        return initialized;
+    }
+
+    template <typename Condition>
+    bool until(Condition condition, int step_ms = 0, int turns = 3000) {
+        while (turns-- > 0 && !condition())
+            turn(step_ms);
+        return condition();
+    }
+
+    // "+" for connected, "-" for disconnected, else the text.
+    void take_inbox() {
+        const auto take = [this](const std::shared_ptr<buffer_info_t>& buffer) {
+            if (buffer->text() == R"({"version":"2.4","service":"internal-ipc","cmd":"connected"})")
+                statuses += '+';
+            else if (buffer->text() == R"({"version":"2.4","service":"internal-ipc","cmd":"disconnected"})")
+                statuses += '-';
+            else
+                inbox.emplace_back(buffer->text());
+        };
+        while (reading_inbox && from_service.pop(take)) {
+        }
+    }
+
+    bool up() const { return server.open() && !statuses.empty() && statuses.back() == '+'; }
+    void connect() {
+        ASSERT_TRUE(until([this] { return up(); }));
+    }
+    // The link ends, and a healthy server gets it back.
+    void expect_recovery(int step_ms = 1000) {
+        ASSERT_TRUE(until([this] { return !initialized; }, step_ms)) << "the link did not end";
+        server.drain_backlog();
+        server.hang_up();
+        server.how = manner::healthy;
+        server.accepting = server.reading = server.answer_pings = true;
+        statuses.clear();
+        connect();
+        server.send_text("hello");
+        push("world");
+        ASSERT_TRUE(until([this] { return !inbox.empty() && !server.texts().empty(); }));
+        EXPECT_EQ(inbox.back(), "hello");
+        EXPECT_EQ(server.texts().back(), "world");
+    }
+    void push(std::string_view text) { ASSERT_TRUE(to_service.push(message(text))); }
+
+    fake_system& clock = fake_system::get();
+    run_flag running{true};
+    safe_queue to_service;    // test -> worker
+    safe_queue from_service;  // worker -> test
+    raw_server server;
+    std::unique_ptr<websock_worker> worker;
+    bool initialized = false;
+    bool reading_inbox = true;
+    std::string statuses;
+    std::vector<std::string> inbox;
+};
+
+}  // namespace testing
+}  // namespace ravd

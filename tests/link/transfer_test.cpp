@@ -1,0 +1,298 @@
+// Messages both ways, internal messages, pings and the cost of an idle turn.
+
+#include <libwebsockets.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <new>
+#include <thread>
+
+#include "tests/core/log_capture.h"
+#include "tests/link/link_fixture.h"
+
+namespace {
+
+std::atomic<long> allocations{0};
+
+void* counted_library_memory(void* old, std::size_t size, const char*) {
+    if (size) ++allocations;
+    if (size) return std::realloc(old, size);
+    std::free(old);
+    return nullptr;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* memory = std::malloc(size ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace ravd::testing {
+namespace {
+
+std::string pattern(std::size_t size, unsigned seed) {
+    std::string text(size, ' ');
+    for (std::size_t i = 0; i < size; ++i)
+        text[i] = static_cast<char>('a' + (seed + i * 7 + i / 4096) % 26);
+    return text;
+}
+
+TEST_F(link_test, handshake_names_the_service) {
+    connect();
+    const char* fields[] = {"GET /api?x=1 HTTP/1.1\r\n", "Host: 127.0.0.1", "Sec-WebSocket-Protocol: websock-rrm\r\n"};
+    for (const char* field : fields)
+        EXPECT_NE(server.request.find(field), std::string::npos) << field << "\n" << server.request;
+    EXPECT_EQ(server.request.find("Extensions"), std::string::npos);
+    EXPECT_EQ(statuses, "-+");
+}
+
+TEST_F(link_test, fragments_become_one_message) {
+    connect();
+    log_capture log(log_debug_bit);
+    server.send_frame(1, "one,", false);
+    server.send_frame(0, "two,", false);
+    server.send_frame(9, "between");  // a control frame may stand between fragments
+    server.send_frame(0, "three");
+    ASSERT_TRUE(until([this] { return inbox.size() == 1; }));
+    EXPECT_EQ(inbox[0], "one,two,three");
+    EXPECT_EQ(log.count("Get incomplete packet, beginning len 4, remaining len 0\n"), 2);
+    EXPECT_EQ(log.count("Recieve final msg len 13 from websocket\n"), 1);
+    EXPECT_EQ(log.count("can't receive message\n"), 0);
+
+    struct {
+        std::vector<std::string> parts;
+        int opcode;
+    } const cases[] = {{{"", "a", ""}, 1},
+                       {{"a", "", "b", ""}, 1},
+                       {{pattern(70000, 1), pattern(5, 2)}, 1},
+                       {{pattern(3, 1), pattern(200000, 2), "", pattern(1, 3)}, 1},
+                       {{"binary"}, 2}};
+    for (const auto& entry : cases) {
+        inbox.clear();
+        std::string whole;
+        for (std::size_t i = 0; i < entry.parts.size(); ++i) {
+            server.send_frame(i ? 0 : entry.opcode, entry.parts[i], i + 1 == entry.parts.size());
+            whole += entry.parts[i];
+        }
+        ASSERT_TRUE(until([this] { return !inbox.empty(); }));
+        EXPECT_TRUE(inbox.size() == 1 && inbox[0] == whole) << entry.parts.size();
+    }
+}
+
+TEST_F(link_test, what_cannot_be_kept_is_skipped) {
+    connect();
+    log_capture log(log_error_bit | log_warning_bit);
+    server.send_text("");
+    server.send_frame(1, std::string(received_message_limit, 'x'), false);
+    server.send_frame(0, "and more", false);
+    server.send_frame(0, std::string(100, 'y'), true);
+    server.send_text(std::string(received_message_limit + 1, 'x'));
+    server.send_text(std::string(received_message_limit, 'z'));
+    server.send_text("next");
+    ASSERT_TRUE(until([this] { return inbox.size() == 2; }));
+    EXPECT_EQ(inbox[0].size(), received_message_limit);
+    EXPECT_EQ(inbox[1], "next");
+    EXPECT_EQ(statuses, "-+");
+    EXPECT_EQ(log.count("websock-rrm->process_client_receive: can't receive message\n"), 1);
+    EXPECT_EQ(log.count("a message of more than 8388608 bytes is skipped\n"), 2);
+}
+
+TEST_F(link_test, five_megabytes_each_way) {
+    connect();
+    const std::string there = pattern(5000000, 3), back = pattern(5000000, 9);
+    push(there);
+    server.send_text(back);
+    ASSERT_TRUE(until([&] { return !inbox.empty() && !server.texts().empty(); }));
+    EXPECT_TRUE(inbox[0] == back);
+    EXPECT_TRUE(server.texts()[0] == there);
+    EXPECT_TRUE(server.received[0].masked && server.received[0].final);
+}
+
+TEST_F(link_test, many_messages_keep_their_order) {
+    connect();
+    const int total = 10000;
+    for (int i = 0; i < total; ++i) {
+        const std::string text = std::to_string(i) + std::string(195, '.');
+        push(text);
+        server.send_text(text);
+    }
+    ASSERT_TRUE(until([&] { return inbox.size() == total && server.received.size() == total; }));
+    for (std::size_t i = 0; i < total; ++i) {
+        ASSERT_EQ(std::stoul(inbox[i]), i);
+        ASSERT_EQ(std::stoul(server.received[i].payload), i);
+    }
+}
+
+TEST_F(link_test, partial_output_keeps_order_and_frames) {
+    connect();
+    server.reading = false;
+    for (unsigned i = 0; i < 40; ++i) {
+        push(pattern(300000, i));
+        push("small " + std::to_string(i));
+    }
+    for (int i = 0; i < 5; ++i)
+        turn(9000);  // a ping is due, and must wait
+    EXPECT_EQ(server.pings, 0);
+    server.reading = true;
+    ASSERT_TRUE(until([this] { return server.texts().size() == 80 && server.pings == 1; }));
+    const std::vector<std::string> texts = server.texts();
+    for (unsigned i = 0; i < 40; ++i) {
+        EXPECT_TRUE(texts[2 * i] == pattern(300000, i)) << i;
+        EXPECT_EQ(texts[2 * i + 1], "small " + std::to_string(i));
+    }
+}
+
+TEST_F(link_test, internal_messages) {
+    connect();
+    statuses.clear();
+    struct {
+        const char* text;
+        const char* status;
+        bool sent;
+    } const cases[] = {
+        {R"({"service":"internal-ipc","cmd":"status"})", "+", false},
+        {R"({"service":"INTERNAL-IPC","cmd":"StatuS"})", "+", false},
+        {R"({"service":"\u0069nternal-ipc","cmd":"status"})", "+", false},
+        {R"({"service":"internal-ipc","cmd":"unknown"})", "", false},
+        {R"({"service":"internal-ipc"})", "", false},
+        {R"({"service":"internal-ipc2","cmd":"status"})", "", true},
+        {R"({"service":"rrm","cmd":"status","text":"internal-ipc"})", "", true},
+        {R"({"command":"update-timezone"})", "", true},
+        {R"(["internal-ipc"])", "", true},
+        {"not JSON: internal-ipc", "", true},
+        {R"({"service":"internal-ipc","cmd":"status")", "", true},
+    };
+    for (const auto& entry : cases) {
+        server.received.clear();
+        statuses.clear();
+        push(entry.text);
+        push("end");
+        ASSERT_TRUE(until([this] { return !server.received.empty() && server.received.back().payload == "end"; }));
+        EXPECT_EQ(statuses, entry.status) << entry.text;
+        ASSERT_EQ(server.received.size(), entry.sent ? 2u : 1u) << entry.text;
+        EXPECT_EQ(server.received[0].payload, entry.sent ? entry.text : "end");
+    }
+
+    setenv("TZ", "UTC-5", 1);
+    worker->handle_internal(*message(R"({"command":"Update-Timezone"})"));
+    EXPECT_NE(timezone, -5 * 3600);
+    EXPECT_FALSE(worker->handle_internal(*message(R"({"command":"update-timezone"})")));
+    EXPECT_EQ(timezone, -5 * 3600);
+    unsetenv("TZ");
+    tzset();
+
+    push(R"({"service":"internal-ipc","cmd":"unlink"})");
+    ASSERT_TRUE(until([this] { return !initialized; }));
+    server.step();
+    EXPECT_FALSE(server.open());
+    statuses.clear();
+    push(R"({"service":"internal-ipc","cmd":"status"})");
+    push("dropped");
+    EXPECT_FALSE(until([this] { return initialized; }, 0, 10));
+    EXPECT_EQ(statuses, std::string(11, '-'));
+    EXPECT_EQ(server.accepted, 1);
+}
+
+TEST_F(link_test, pings_and_pongs) {
+    connect();
+    const double start = clock.now_s();
+    ASSERT_TRUE(until([&] { return clock.now_s() - start > 300; }, 1000));
+    EXPECT_EQ(server.pings, 10);
+    EXPECT_EQ(statuses, "-+");
+    // Two pings without a pong, then a pong: the count starts again.
+    server.answer_pings = false;
+    for (int round = 0; round < 3; ++round) {
+        const int before = server.pings;
+        ASSERT_TRUE(until([&] { return server.pings == before + 2; }, 1000));
+        server.send_frame(10, "late");
+    }
+    turn(1000);
+    EXPECT_EQ(statuses, "-+");
+    // Nor does a new connection reset it.
+    const int before = server.pings;
+    ASSERT_TRUE(until([&] { return server.pings == before + 2; }, 1000));
+    server.hang_up();
+    ASSERT_TRUE(until([this] { return !initialized; }));
+    connect();
+    ASSERT_TRUE(until([this] { return !initialized; }, 1000));
+    EXPECT_EQ(server.pings, before + 3);
+}
+
+TEST_F(link_test, status_waits_for_room_in_the_queue) {
+    reading_inbox = false;
+    const std::string large(1024 * 1024, 'x');
+    while (from_service.push(message(large))) {
+    }
+    while (from_service.push(message("x"))) {
+    }
+    log_capture log(log_warning_bit);
+    ASSERT_TRUE(until([this] { return server.open(); }));
+    server.send_text("lost");
+    for (int i = 0; i < 5; ++i)
+        turn();
+    EXPECT_EQ(log.count("queue is full, message of 4 bytes is lost\n"), 1);
+    reading_inbox = true;
+    take_inbox();
+    turn();
+    server.send_text("kept");
+    ASSERT_TRUE(until([this] { return inbox.back() == "kept"; }));
+    EXPECT_EQ(statuses, "-+");
+    EXPECT_EQ(inbox[inbox.size() - 2], "x");
+}
+
+TEST_F(link_test, a_push_wakes_the_waiting_worker) {
+    connect();
+    server.received.clear();
+    std::thread producer([this] {
+        for (int i = 0; i < 1000; ++i)
+            to_service.push(message(std::to_string(i)));
+    });
+    EXPECT_TRUE(until([this] { return server.received.size() >= 1000; }, 0, 1000000));
+    server.hang_up();
+    std::thread late([this] {  // against the end of the link
+        for (int i = 0; i < 1000; ++i)
+            to_service.push(message("late"));
+    });
+    EXPECT_TRUE(until([this] { return !initialized; }));
+    producer.join();
+    late.join();
+    for (std::size_t i = 0; i < 1000; ++i)
+        ASSERT_EQ(server.received[i].payload, std::to_string(i));
+}
+
+TEST_F(link_test, idle_turns_allocate_nothing) {
+    lws_set_allocator(counted_library_memory);
+    connect();
+    for (int i = 0; i < 10; ++i)
+        turn();
+    const long before = allocations;
+    for (int i = 0; i < 1000; ++i)
+        turn(10);
+    EXPECT_EQ(allocations - before, 0);
+}
+
+TEST_F(link_test, library_output_only_with_debug_output) {
+    {
+        log_capture log(log_error_bit | log_warning_bit | log_info_bit);
+        connect();
+        EXPECT_EQ(log.text(), "");
+    }
+    server.hang_up();
+    until([this] { return !initialized; });
+    {
+        log_capture log(log_debug_bit);
+        until([this] { return initialized; });
+        EXPECT_GT(log.count("rrm->libwebsocket-debug> "), 0);
+    }
+    worker.reset();  // deinit by the destructor
+    EXPECT_FALSE(current_lws_callback);
+}
+
+}  // namespace
+}  // namespace ravd::testing
