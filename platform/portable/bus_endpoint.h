@@ -72,6 +72,8 @@ class bus_endpoint {
     // Answers over the connection that brought a message. Never blocks.
     bus_result send_over(std::uint64_t connection, std::string_view text);
     bool is_open(std::uint64_t connection) const;
+    // The module at the other end of an open connection, else -1.
+    int peer_of(std::uint64_t connection) const;
     // Whether that connection is open and a message of ours was accepted for it: then it can bring answers.
     bool has_sent_over(std::uint64_t connection) const;
 

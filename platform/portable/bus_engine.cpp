@@ -144,6 +144,12 @@ bool bus_endpoint::engine::is_open(std::uint64_t connection) const {
     return find(connection) != nullptr;
 }
 
+int bus_endpoint::engine::peer_of(std::uint64_t connection) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const bus_connection* found = find(connection);
+    return found ? found->peer() : -1;
+}
+
 bool bus_endpoint::engine::has_sent_over(std::uint64_t connection) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     const bus_connection* found = find(connection);

@@ -42,6 +42,7 @@ class bus_endpoint::engine {
     bus_result send(int destination, std::string_view text, std::uint64_t* connection);
     bus_result send_over(std::uint64_t connection, std::string_view text);
     bool is_open(std::uint64_t connection) const;
+    int peer_of(std::uint64_t connection) const;
     bool has_sent_over(std::uint64_t connection) const;
     std::size_t unsent() const;
 

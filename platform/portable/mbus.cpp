@@ -1,11 +1,11 @@
 // The device's bus calls over a bus_endpoint.
 #include "platform/mbus.h"
 
-#include <cstring>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
-#include "platform/ctree.h"
+#include "platform/portable/bus_answer.h"
 #include "platform/portable/bus_endpoint.h"
 #include "platform/system.h"
 
@@ -13,26 +13,6 @@ struct mbus_endpoint {
     std::unique_ptr<ravd::bus_endpoint> bus;
     std::uint64_t request = 0;  // connection of the last send; 0 when it was not accepted
 };
-
-namespace {
-
-constexpr int longest_wait = 10000000;  // tenths of a second, so that milliseconds fit an int
-
-long long now_ms() {
-    const timespec now = ravd::sys::monotonic_now();
-    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-// The message as a tree when it is the awaited answer, else null.
-ctree* match_answer(const ravd::bus_message& message, const char* answer) {
-    ctree* tree = ctree_parse_buffer(message.text().data());  // a block ends in a zero byte
-    const char* command = ctree_get_param(tree, "command");
-    if (command && std::strcmp(command, answer) == 0) return tree;
-    ctree_release(tree);
-    return nullptr;
-}
-
-}  // namespace
 
 mbus_endpoint* mbus_init(int module, const void*, std::size_t) {
     auto bus = ravd::bus_endpoint::open(ravd::sys::device_path("/run/ravd-bus"), module);
@@ -64,20 +44,5 @@ int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::s
 }
 
 ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char*, int timeout) {
-    if (bus->request == 0 || timeout <= 0) return nullptr;
-    const long long end = now_ms() + 100LL * (timeout < longest_wait ? timeout : longest_wait);
-    for (;;) {
-        // Looked at before the messages are, so that none that came before the end is missed.
-        const bool open = bus->bus->is_open(bus->request);
-        ravd::bus_message message;
-        while (bus->bus->receive(message)) {
-            // What comes over a connection that never carried a request of ours answers an earlier one, if any.
-            if (message.connection == bus->request || bus->bus->has_sent_over(message.connection))
-                if (ctree* tree = match_answer(message, answer)) return tree;
-            if (now_ms() >= end) return nullptr;
-        }
-        const long long left = end - now_ms();
-        if (!open || left <= 0) return nullptr;
-        (void)ravd::sys::wait_readable(bus->bus->descriptor(), static_cast<int>(left));
-    }
+    return ravd::wait_bus_answer(*bus->bus, bus->request, answer, timeout);
 }

@@ -1,0 +1,30 @@
+// Command line of ravd-bus.
+#pragma once
+
+#include <string>
+
+namespace ravd::bus_tool {
+
+enum class command { attach, send, get };
+
+struct options {
+    command what = command::attach;
+    std::string directory;  // of the bus
+    int module = -1;        // attach: the number to register; otherwise that of --as, or -1
+    int destination = -1;   // send
+    std::string text;       // send: the message; get: the path
+    bool tags = false;
+    bool stay = false;
+    int idle_ms = 300;
+    int timeout = 20;  // tenths of a second
+};
+
+enum class options_result { run, help, wrong };
+// `error` says what is wrong.
+options_result parse_options(int argc, char** argv, options& out, std::string& error);
+const char* usage_text();
+
+// A module number: decimal digits only. -1 when it is none.
+int parse_module(const std::string& text);
+
+}  // namespace ravd::bus_tool
