@@ -1,0 +1,97 @@
+// The bus worker, driven step by step in the test's thread.
+#include <gtest/gtest.h>
+
+#include "ipc/ipc_worker.h"
+#include "tests/support/fake_bus.h"
+#include "tests/support/fake_system.h"
+
+namespace ravd {
+namespace {
+
+using testing::fake_bus;
+
+class IpcWorker : public ::testing::Test {
+  protected:
+    IpcWorker() {
+        testing::fake_system::get().reset();
+        bus.reset();
+    }
+    ~IpcWorker() override { bus.reset(); }
+    void queue_text(const std::string& text) {
+        const auto buffer = make_buffer();
+        buffer->append(text.data(), text.size());
+        in.push(buffer);
+    }
+    // The next forwarded message; "-" for none, "null" for a buffer without data.
+    std::string forwarded() {
+        std::string text = "-";
+        out.pop([&](const std::shared_ptr<buffer_info_t>& b) { text = b->data ? std::string(b->text()) : "null"; });
+        return text;
+    }
+
+    fake_bus& bus = fake_bus::get();
+    run_flag running{true};
+    safe_queue out, in;
+    ipc_worker worker{&running, 31, out, in};
+};
+
+TEST_F(IpcWorker, ServesTheBusFirstAndOneBufferAStep) {
+    EXPECT_FALSE(worker.process());  // not connected
+    ASSERT_TRUE(worker.init());
+    const std::string zeros("\0{}\0", 4);
+    for (const std::string& text : {std::string("one"), std::string(), zeros, std::string(70000, 'x')})
+        bus.deliver(31, text);
+    queue_text("a");
+    queue_text("");
+    queue_text("b");
+    for (const std::string& text : {std::string("one"), std::string("null"), zeros, std::string(70000, 'x')}) {
+        EXPECT_FALSE(worker.process());
+        EXPECT_EQ(forwarded(), text);
+        EXPECT_TRUE(bus.sent.empty());
+    }
+    for (const std::size_t sent : {1u, 1u, 2u}) {
+        EXPECT_FALSE(worker.process());
+        EXPECT_EQ(bus.sent.size(), sent);
+    }
+    EXPECT_TRUE(worker.process());
+    EXPECT_EQ(forwarded(), "-");
+    EXPECT_EQ(bus.sent[1].text, "b");
+    EXPECT_EQ(bus.sent[1].destination, 3);
+    EXPECT_EQ(bus.sent[1].source, 31);
+}
+
+TEST_F(IpcWorker, StartsOnlyOnAnEndpointThatAnswers) {
+    bus.refuse_init = true;
+    EXPECT_FALSE(worker.init());
+    bus.refuse_init = false;
+    bus.loop_value_sticks = false;
+    EXPECT_FALSE(worker.init());
+    EXPECT_EQ(bus.endpoints(), 0);
+    EXPECT_FALSE(worker.is_alive(&running));
+    bus.loop_value_sticks = true;
+    {
+        ipc_worker other(&running, 2, out, in);
+        EXPECT_TRUE(other.init());
+        EXPECT_TRUE(other.is_alive(&running));
+        running = false;
+        EXPECT_FALSE(other.is_alive(&running));
+        EXPECT_EQ(bus.endpoints(), 1);
+    }
+    EXPECT_EQ(bus.endpoints(), 0);  // released with the worker
+}
+
+TEST_F(IpcWorker, KeepsWaitingBuffersWhenTheEndpointIsLost) {
+    ASSERT_TRUE(worker.init());
+    bus.drop(31);
+    queue_text("kept");
+    EXPECT_FALSE(worker.is_alive(&running));
+    worker.deinit();
+    worker.deinit();
+    EXPECT_EQ(bus.endpoints(), 0);
+    ASSERT_TRUE(worker.init());
+    EXPECT_FALSE(worker.process());
+    EXPECT_EQ(bus.count_sent("kept"), 1);
+}
+
+}  // namespace
+}  // namespace ravd

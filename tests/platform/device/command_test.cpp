@@ -1,0 +1,81 @@
+// Real commands, run by the kernel port of a device.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/system.h"
+
+namespace ravd {
+namespace {
+
+std::string output_of(const std::string& command) {
+    std::string output = "old";
+    EXPECT_TRUE(sys::run_command_for_reading(command.c_str(), output)) << command;
+    return output;
+}
+
+TEST(Command, CollectsWhatItWrites) {
+    EXPECT_EQ(output_of("echo one; echo two >&2; exit 3"), "one\n");
+    EXPECT_EQ(output_of("cat"), "");  // nothing to read
+    EXPECT_EQ(output_of("/no/such/program"), "");
+    const std::string large = output_of("head -c 200000 /dev/zero | tr '\\0' x");
+    EXPECT_EQ(large, std::string(sys::command_output_limit, 'x'));
+    EXPECT_TRUE(sys::run_command_for_writing("test \"$(cat)\" = '' && head -c 200000 /dev/zero"));
+    EXPECT_EQ(output_of("exec >&-; sleep 0.05"), "");  // waits for the end, not for the output alone
+}
+
+TEST(Command, InheritsNeitherSignalsNorDescriptors) {
+    const auto before = signal(SIGPIPE, SIG_IGN);
+    sigset_t all, old;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &old);
+    const std::string ignored = output_of("exec sed -n 's/^SigIgn:.//p' /proc/self/status");
+    const std::string blocked = output_of("exec sed -n 's/^SigBlk:.//p' /proc/self/status");
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    signal(SIGPIPE, before);
+    EXPECT_EQ(std::stoull(ignored, nullptr, 16) >> (SIGPIPE - 1) & 1, 0u);
+    EXPECT_EQ(std::stoull(blocked, nullptr, 16), 0u);
+    EXPECT_EQ(output_of("exec sh -c 'for f in /proc/self/fd/*; do echo ${f##*/}; done' | sort -n | head -n 3"),
+              "0\n1\n2\n");
+    // With the standard descriptors closed, the pipe must not take their place.
+    const int saved = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10);
+    close(STDIN_FILENO);
+    EXPECT_EQ(output_of("cat; echo still"), "still\n");
+    if (saved >= 0) dup2(saved, STDIN_FILENO), close(saved);
+}
+
+TEST(Command, KillsTheWholeGroupAtTheLimit) {
+    const double start = static_cast<double>(sys::monotonic_now().tv_sec);
+    std::string output;
+    errno = 0;
+    // The shell ends at once; what it left behind holds the output and catches the polite signals.
+    EXPECT_FALSE(sys::run_command_for_reading(
+        "(trap '' TERM HUP; echo $(exec sh -c 'echo $PPID'); while :; do sleep 9; done) & exit", output));
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_NEAR(static_cast<double>(sys::monotonic_now().tv_sec) - start, 2.5, 1.1);
+    const pid_t left = static_cast<pid_t>(std::atoi(output.c_str()));
+    ASSERT_GT(left, 1) << output;
+    // Killed, though perhaps not yet reaped by its new parent.
+    const std::string state = output_of("sed -n 's/^State:.\\(.\\).*/\\1/p' /proc/" + std::to_string(left) + "/status");
+    EXPECT_TRUE(state.empty() || state == "Z\n" || state == "X\n") << state;
+}
+
+TEST(KernelPort, WaitsAndRefuses) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    EXPECT_EQ(sys::wait_readable(ends[0], 1), 0);
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    EXPECT_EQ(sys::wait_readable(ends[0], 0), 1);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(sys::wait_readable(ends[0], 0), -1);
+    EXPECT_EQ(sys::wireless_ioctl(-1, 0x8BE0, nullptr), -1);
+    EXPECT_EQ(sys::device_path("/proc/x"), "/proc/x");
+}
+
+}  // namespace
+}  // namespace ravd

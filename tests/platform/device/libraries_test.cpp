@@ -1,0 +1,210 @@
+// Configuration tree, factory data, board description and log of ordinary Linux.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "platform/ctree.h"
+#include "platform/factory.h"
+#include "platform/log_target.h"
+#include "platform/quarn_log.h"
+#include "platform/radio_description.h"
+#include "tests/support/fake_system.h"
+
+namespace ravd {
+namespace {
+
+using testing::fake_system;
+
+std::string text_of(char* text) {
+    const std::string copy = text ? text : "null";
+    std::free(text);
+    return copy;
+}
+
+TEST(ConfigurationTree, KeepsWhatItParsed) {
+    const char* text = R"({"s":"a/b","n":12,"u":18446744073709551615,"r":1.50,"b":true,"l":[1,"x",{"y":[]}],)"
+                       R"("t":{"k":"v"},"z":null})";
+    ctree* tree = ctree_parse_buffer(text);
+    EXPECT_EQ(text_of(ctree_serialize_compact(tree)), text);
+    const struct {
+        const char* name;
+        int type, contained;
+        const char* param;
+    } rows[] = {{"s", ctree_child_param, 1, "a/b"},     {"n", ctree_child_param, 1, "12"},
+                {"r", ctree_child_param, 1, "1.50"},    {"b", ctree_child_param, 1, "true"},
+                {"l", ctree_child_subtree, 1, nullptr}, {"t", ctree_child_subtree, 1, nullptr},
+                {"z", ctree_child_absent, 1, nullptr},  {"absent", ctree_child_absent, 0, nullptr}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(ctree_get_child_type(tree, row.name), row.type) << row.name;
+        EXPECT_EQ(ctree_contain_param(tree, row.name), row.contained) << row.name;
+        EXPECT_STREQ(ctree_get_param(tree, row.name), row.param) << row.name;
+        EXPECT_EQ(ctree_get_subtree(tree, row.name) != nullptr, row.type == ctree_child_subtree) << row.name;
+    }
+    EXPECT_EQ(ctree_set_param(ctree_get_subtree(tree, "l"), "x", "y"), -1);  // elements have no names
+    ctree* copy = ctree_get_empty();
+    EXPECT_EQ(ctree_insert_child(copy, "all", tree), 0);
+    EXPECT_EQ(ctree_insert_child(copy, "self", copy), 0);
+    EXPECT_EQ(ctree_set_param(ctree_get_subtree(tree, "t"), "k", "changed"), 0);
+    ctree_release(tree);
+    EXPECT_EQ(ctree_insert_child_string(copy, "self", "\"q\""), 0);
+    EXPECT_EQ(text_of(ctree_serialize_compact(copy)), R"({"all":)" + std::string(text) + R"(,"self":"\"q\""})");
+    EXPECT_EQ(ctree_set_param(copy, "all", "1"), 0);
+    EXPECT_EQ(text_of(ctree_serialize(copy)), "{\n  \"all\": \"1\",\n  \"self\": \"\\\"q\\\"\"\n}");
+    ctree_release(copy);
+}
+
+TEST(ConfigurationTree, RefusesWhatIsNoObjectAndNulls) {
+    std::string many = "{\"a\":[";
+    for (int i = 0; i < 65535; ++i)
+        many += "{},";
+    many += "0]}";
+    for (const char* text : {static_cast<const char*>(nullptr), "", "null", "[]", "\"a\"", "1", "{", many.c_str()})
+        EXPECT_EQ(ctree_parse_buffer(text), nullptr);
+    ctree_release(nullptr);
+    EXPECT_EQ(ctree_get_param(nullptr, "a"), nullptr);
+    EXPECT_EQ(ctree_get_subtree(nullptr, "a"), nullptr);
+    EXPECT_EQ(ctree_contain_param(nullptr, "a"), 0);
+    EXPECT_EQ(ctree_get_child_type(nullptr, "a"), ctree_child_absent);
+    EXPECT_EQ(ctree_serialize(nullptr), nullptr);
+    ctree* tree = ctree_get_empty();
+    EXPECT_EQ(ctree_set_param(nullptr, "a", "b"), -1);
+    EXPECT_EQ(ctree_set_param(tree, nullptr, "b"), -1);
+    EXPECT_EQ(ctree_set_param(tree, "a", nullptr), -1);
+    EXPECT_EQ(ctree_insert_child(tree, "a", nullptr), -1);
+    EXPECT_EQ(ctree_get_param(tree, nullptr), nullptr);
+    EXPECT_EQ(text_of(ctree_serialize_compact(tree)), "{}");
+    ctree_release(tree);
+}
+
+TEST(FactoryData, ReadsItsFileOrNothing) {
+    const std::string full(32, 'S');
+    const struct {
+        std::string file;
+        int result;
+        const char *board, *mac;
+    } rows[] = {{"board=B 1\r\nhw = H\nserial=" + full + "S\nmac=00:11:22:33:44:55", 0, "B 1", "00:11:22:33:44:55"},
+                {"# mac=1\nmac=\n\n=x\nother=y", 0, "", ""},
+                {"mac=a\nmac=b\n", 0, "", "b"},
+                {"", -1, "", ""},
+                {"board\nMAC=1", -1, "", ""},
+                {std::string(4096, '\n') + "mac=behind", -1, "", ""}};
+    factory_data data;
+    for (const auto& row : rows) {
+        fake_system::get().reset();
+        fake_system::get().write_file("/etc/ravd/factory", row.file);
+        std::memset(&data, 'x', sizeof data);
+        EXPECT_EQ(factory_data_load(&data), row.result) << row.file;
+        EXPECT_STREQ(data.board, row.board);
+        EXPECT_STREQ(data.mac, row.mac);
+        const std::string serial = &row == rows ? full : std::string(32, '\0');  // full: without a terminator
+        EXPECT_EQ(std::string(data.serial, 32), serial);
+    }
+    fake_system::get().reset();
+    for (const char* name : {"/etc/ravd/", "/etc/ravd/factory/"}) {  // absent, and a directory in its place
+        fake_system::get().write_file(name);
+        std::memset(&data, 'x', sizeof data);
+        EXPECT_EQ(factory_data_load(&data), -1);
+        EXPECT_STREQ(data.mac, "");
+    }
+}
+
+TEST(BoardDescription, TellsTheDriverByItsDirectory) {
+    fake_system& system = fake_system::get();
+    system.reset();
+    system.write_file("/proc/net/rtk_wifi6/wlan1/nb_report");
+    system.write_file("/proc/net/rtk_wifi6/wlan2");
+    const auto wifi6 = [](const char* name) {
+        return TOVA::get_radio_description(name).driver == TOVA::radio_driver::rtk_wifi6;
+    };
+    EXPECT_TRUE(wifi6("wlan1"));
+    for (const char* name : {"wlan0", "wlan2", "wlan", "", "wlan1/../wlan1", "../rtk_wifi6/wlan1", "wlan1 "})
+        EXPECT_FALSE(wifi6(name)) << name;
+    EXPECT_FALSE(wifi6(nullptr));
+}
+
+class Log : public ::testing::Test {
+  protected:
+    Log() {
+        fake_system::get().reset();
+        path = fake_system::get().root() + "/log";
+        quarn_log_set_daemonname("ravd");
+    }
+    ~Log() override { log_target_set_file(""); }
+    void write(int priority, const char* format, ...) __attribute__((format(printf, 3, 4))) {
+        va_list arguments;
+        va_start(arguments, format);
+        vquarn_log_msg_timed_new(LOG_MASK(priority), format, arguments);
+        va_end(arguments);
+    }
+    std::string text(const char* name = "/log") { return fake_system::get().read_file(name); }
+    std::string path;
+};
+
+TEST_F(Log, WritesOneStampedLineAMessage) {
+    fake_system::get().write_file("/log", "kept\n");
+    ASSERT_TRUE(log_target_set_file(path.c_str()));
+    write(LOG_ERR, "a %d\n", 1);
+    write(LOG_DEBUG, "b\n\n");
+    write(LOG_INFO, "%s", std::string(5000, 'c').c_str());
+    write(LOG_WARNING, "%s", std::string(1000, 'd').c_str());  // the line start makes it too long for the stack
+    write(LOG_INFO, "%s", std::string(300000, 'e').c_str());   // cut at 256 KiB
+    const std::string pid = " ravd[" + std::to_string(getpid()) + "] ";
+    std::string all = text();
+    const std::string wanted[] = {"error: a 1", "debug: b", "info: " + std::string(5000, 'c'),
+                                  "warning: " + std::string(1000, 'd'), "info: " + std::string(262144, 'e')};
+    ASSERT_EQ(all.substr(0, 5), "kept\n");
+    all.erase(0, 5);
+    for (const std::string& line : wanted) {
+        constexpr std::size_t stamp = sizeof "2000-01-01 00:00:00.000" - 1;
+        EXPECT_EQ(all.substr(stamp, pid.size() + line.size() + 1), pid + line + "\n");
+        all.erase(0, std::min(all.size(), stamp + pid.size() + line.size() + 1));
+    }
+    EXPECT_EQ(all, "");
+}
+
+TEST_F(Log, RotatesBeforeItOutgrowsItsLimit) {
+    ASSERT_TRUE(log_target_set_file(path.c_str()));
+    const std::string line(100000, 'x');
+    for (int i = 0; i < 25; ++i) {
+        write(LOG_INFO, "%d %s", i, line.c_str());
+        EXPECT_LE(text().size(), 1048576u);
+    }
+    EXPECT_NE(text("/log.1").find(" 10 xx"), std::string::npos);
+    EXPECT_EQ(text("/log.1").find(" 9 xx"), std::string::npos);
+    EXPECT_NE(text().find(" 24 xx"), std::string::npos);
+    fake_system::get().remove_file("/log");  // by somebody else
+    write(LOG_INFO, "anew");
+    EXPECT_NE(text().find("anew"), std::string::npos);
+    // The old name cannot be taken: the bound holds all the same.
+    fake_system::get().remove_file("/log.1");
+    fake_system::get().write_file("/log.1/");
+    for (int i = 0; i < 12; ++i)
+        write(LOG_INFO, "%s", line.c_str());
+    EXPECT_LE(text().size(), 1048576u);
+}
+
+TEST_F(Log, RefusesLinksAndSurvivesAFullDisk) {
+    fake_system::get().write_file("/victim", "precious");
+    const std::string victim = fake_system::get().root() + "/victim";
+    ASSERT_EQ(symlink(victim.c_str(), path.c_str()), 0);
+    EXPECT_FALSE(log_target_set_file(path.c_str()));
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    ASSERT_EQ(link(victim.c_str(), path.c_str()), 0);
+    EXPECT_FALSE(log_target_set_file(path.c_str()));
+    EXPECT_EQ(text("/victim"), "precious");
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_FALSE(log_target_set_file(path.c_str()));  // nobody reads it
+    EXPECT_FALSE(log_target_set_file((path + "/below").c_str()));
+    EXPECT_FALSE(log_target_set_file(std::string(2000, 'p').c_str()));
+    ASSERT_TRUE(log_target_set_file("/dev/full"));
+    write(LOG_ERR, "lost\n");
+}
+
+}  // namespace
+}  // namespace ravd
