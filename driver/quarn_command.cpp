@@ -43,11 +43,18 @@ bool for_each_entry(const quarn_command_t& record, const reply_layout& layout, R
     return count != 0;
 }
 
-// Makes room for the entries of a reply without giving up the container's doubling.
-template <typename Container>
-void make_room(Container& container, std::size_t count) {
-    const std::size_t wanted = container.size() + count;
-    if (wanted > container.capacity()) container.reserve(std::max(wanted, container.capacity() * 2));
+// Appends a record for each entry of a scan reply and has `read` fill it. False when there is no entry.
+template <typename Read>
+bool append_entries(const quarn_command_t& record, ap_table& table, Read read) {
+    const std::size_t count = entry_count(record, scan_reply);
+    table.resize(table.size() + count);
+    scan_record* ap = table.data() + (table.size() - count);
+    for_each_entry(record, scan_reply, [&ap, read](const unsigned char* entry) {
+        std::memcpy(ap->bssid.data(), entry, ap->bssid.size());
+        ap->rssi = load<std::int32_t>(entry + 8);
+        read(entry, *ap++);
+    });
+    return count != 0;
 }
 
 }  // namespace
@@ -87,11 +94,7 @@ std::uint32_t scan_channel_count(const channel_set& channels) {
 }
 
 void parse_scan_result(const quarn_command_t& record, ap_table& table) {
-    make_room(table, entry_count(record, scan_reply));
-    const bool any = for_each_entry(record, scan_reply, [&table](const unsigned char* entry) {
-        scan_record& ap = table.emplace_back();
-        std::memcpy(ap.bssid.data(), entry, ap.bssid.size());
-        ap.rssi = load<std::int32_t>(entry + 8);
+    const bool any = append_entries(record, table, [](const unsigned char* entry, scan_record& ap) {
         ap.channel = load<std::uint32_t>(entry + 12);
         ap.bandwidth = load<std::uint32_t>(entry + 16);
         ap.tx_power = 0;
@@ -101,12 +104,8 @@ void parse_scan_result(const quarn_command_t& record, ap_table& table) {
 }
 
 void parse_rrm_scan_result(const quarn_command_t& record, ap_table& table) {
-    make_room(table, entry_count(record, scan_reply));
-    const bool any = for_each_entry(record, scan_reply, [&table](const unsigned char* entry) {
+    const bool any = append_entries(record, table, [](const unsigned char* entry, scan_record& ap) {
         const std::uint32_t chanspec = load<std::uint16_t>(entry + 24);
-        scan_record& ap = table.emplace_back();
-        std::memcpy(ap.bssid.data(), entry, ap.bssid.size());
-        ap.rssi = load<std::int32_t>(entry + 8);
         ap.channel = chanspec_ctl_channel(chanspec);
         ap.bandwidth = chanspec_bw(chanspec);
         ap.tx_power = load<std::int32_t>(entry + 20) / 4;  // from quarters
