@@ -1,0 +1,54 @@
+// One module of the bus that answers requests, with its faults.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/portable/bus_endpoint.h"
+#include "sim/ap/event_log.h"
+#include "sim/ap/event_loop.h"
+#include "sim/ap/faults.h"
+
+struct json_object;
+
+namespace ravd::sim {
+
+class bus_service {
+  public:
+    // The answer to a request, which the caller of the handler owns; null for none. `command` is its "command" member.
+    using handler = std::function<json_object*(const std::string& command, json_object* request)>;
+
+    // `name` is the service's name in fault commands and in the log.
+    bus_service(event_loop& loop, const event_log& log, fault_list& faults, const char* name, int module,
+                std::string directory, handler answer);
+    ~bus_service();
+    bus_service(const bus_service&) = delete;
+    bus_service& operator=(const bus_service&) = delete;
+
+    // Registers the module and listens. False with the reason.
+    bool open(std::string& reason);
+    // Leaves or joins the bus as the faults say ("dead").
+    void follow_faults();
+    // To whom: a module's newest connection, or a new one. False when nobody serves it.
+    bool send(int destination, const std::string& text);
+
+  private:
+    void serve();
+    void take(const bus_message& message);
+    void close();
+
+    event_loop& loop_;
+    const event_log& log_;
+    fault_list& faults_;
+    const char* name_;
+    int module_;
+    std::string directory_;
+    handler answer_;
+    std::unique_ptr<bus_endpoint> endpoint_;
+};
+
+// {"command": "NAME-response", "status": "ok"}; with a reason: "status" "error" and "reason".
+json_object* make_answer(const std::string& command, const std::string& reason = {});
+
+}  // namespace ravd::sim

@@ -1,0 +1,175 @@
+#include "sim/ap/control.h"
+
+#include <json-c/json.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+#include "sim/ap/words.h"
+
+namespace ravd::sim {
+namespace {
+
+std::string ok(const std::string& text = {}) { return text.empty() ? "ok" : "ok " + text; }
+std::string error(const std::string& reason) { return "error " + reason; }
+// Empty: it worked.
+std::string outcome(const std::string& reason) { return reason.empty() ? ok() : error(reason); }
+
+bool parse_int(const std::string& text, int low, int high, int& value) {
+    char* end = nullptr;
+    errno = 0;
+    const long number = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || errno != 0 || number < low || number > high) return false;
+    value = static_cast<int>(number);
+    return true;
+}
+
+// Events of a station that leaves.
+bool is_leaving_event(const std::string& name) {
+    static const char* const known[] = {"recv-disassoc", "recv-deauth", "send-disassoc", "send-deauth",
+                                        "reassoc",       "auth-fail",   "8021x-fail"};
+    return std::find(std::begin(known), std::end(known), name) != std::end(known);
+}
+
+}  // namespace
+
+std::string control::run(const std::string& line) {
+    const words given = split_words(line);
+    if (given.empty()) return error("an empty line");
+    const std::string& verb = given[0];
+    if (verb == "hostapd") return run_hostapd(given);
+    if (verb == "station") return run_station(given);
+    if (verb == "radio") return run_radio(given);
+    if (verb == "config") return run_config(given, line);
+    if (verb == "fault") return run_fault(given);
+    if (verb == "notify") return run_notify(given);
+    if (verb == "show") return run_show(given);
+    if (verb == "quit") return run_quit(given);
+    return error("unknown command \"" + verb +
+                 "\"; there are hostapd, station, radio, config, fault, notify, show, quit");
+}
+
+std::string control::run_hostapd(const words& given) {
+    const std::string what = given.size() > 1 ? given[1] : "";
+    int pause_ms = 1000;
+    if (what == "restart" && given.size() == 3 && parse_int(given[2], 0, 3600000, pause_ms))
+        return outcome(used_.daemon.restart(pause_ms));
+    if (given.size() == 2 && what == "start") return outcome(used_.daemon.start());
+    if (given.size() == 2 && what == "stop") return outcome(used_.daemon.stop());
+    if (given.size() == 2 && what == "restart") return outcome(used_.daemon.restart(pause_ms));
+    return error("expected: hostapd start | stop | restart [MILLISECONDS]");
+}
+
+std::string control::run_station(const words& given) {
+    const std::string what = given.size() > 1 ? given[1] : "";
+    const auto mac = given.size() > 2 ? parse_mac(given[2]) : std::nullopt;
+    if (given.size() > 2 && !mac) return error("\"" + given[2] + "\" is not a hardware address");
+    if (what == "join" && given.size() >= 4) {
+        scenario_station who;
+        who.mac = *mac;
+        if (const auto known = used_.stations.find(*mac); known.one) who = known.one->is;
+        for (std::size_t i = 4; i < given.size(); ++i) {
+            if (given[i] == "no-v")
+                who.v = false;
+            else if (given[i] == "stays")
+                who.obeys = false;
+            else if (!parse_int(given[i], -100, -10, who.rssi))
+                return error("\"" + given[i] + "\" is no signal strength from -100 to -10, no-v or stays");
+        }
+        return outcome(used_.stations.join(given[3], who));
+    }
+    if (what == "leave" && (given.size() == 3 || given.size() == 4)) {
+        const std::string event = given.size() == 4 ? given[3] : "recv-disassoc";
+        if (!is_leaving_event(event)) return error("\"" + event + "\" is no event of a station that leaves");
+        return outcome(used_.stations.leave(*mac, event));
+    }
+    if (what == "roam" && given.size() == 4) {
+        const auto target = parse_mac(given[3]);
+        if (!target) return error("\"" + given[3] + "\" is not a hardware address");
+        return outcome(used_.stations.roam(*mac, *target));
+    }
+    return error("expected: station join MAC VAP [RSSI] [no-v] [stays] | leave MAC [EVENT] | roam MAC BSSID");
+}
+
+std::string control::run_radio(const words& given) {
+    int number = 0;
+    if (given.size() < 3 || !parse_int(given[1], 0, radio_count - 1, number))
+        return error("expected: radio 0|1 up | down | coex on | coex off");
+    radio_state& radio = used_.ap.radios[static_cast<std::size_t>(number)];
+    if (given.size() == 3 && (given[2] == "up" || given[2] == "down")) {
+        used_.daemon.set_radio(radio, given[2] == "up");
+        return ok();
+    }
+    if (given.size() == 4 && given[2] == "coex" && (given[3] == "on" || given[3] == "off")) {
+        radio.coex = given[3] == "on";
+        used_.files.refresh();
+        return ok();
+    }
+    return error("expected: radio 0|1 up | down | coex on | coex off");
+}
+
+std::string control::run_config(const words& given, const std::string& line) {
+    if (given.size() == 3 && given[1] == "get") {
+        json_object* value = used_.ap.config.find(given[2]);
+        if (!value) return error(given[2] + " is not configured");
+        return ok(json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE));
+    }
+    if (given.size() == 3 && given[1] == "remove") {
+        if (!used_.ap.config.find(given[2])) return error(given[2] + " is not configured");
+        used_.ap.config.remove(given[2]);
+        config_changed_();
+        return ok();
+    }
+    if (given.size() < 3 || given[1] != "set") return error("expected: config set PATH TEXT | get PATH | remove PATH");
+    // The text is everything behind the path and one blank, so that it may hold blanks, or nothing.
+    const std::size_t behind = line.find(given[2], line.find("set") + 3) + given[2].size();
+    const std::string text = behind < line.size() ? line.substr(behind + 1) : "";
+    if (!used_.ap.config.set(given[2], text)) return error("no setting can lie at " + given[2]);
+    std::string reason;
+    for (radio_state& radio : used_.ap.radios)
+        if (given[2].compare(0, radio_path(radio.name, "").size(), radio_path(radio.name, "")) == 0)
+            used_.ap.apply_radio_config(radio, reason);
+    config_changed_();
+    return ok(reason.empty() ? "" : "but the radio cannot do it: " + reason);
+}
+
+std::string control::run_fault(const words& given) {
+    if (given.size() == 2 && given[1] == "list") return ok(used_.faults.text());
+    if (given.size() >= 2 && given.size() <= 3 && given[1] == "clear") {
+        const int count = used_.faults.clear(given.size() == 3 ? given[2] : "");
+        faults_changed_();
+        return ok(std::to_string(count) + " cleared");
+    }
+    fault one;
+    std::string reason;
+    if (!parse_fault(words(given.begin() + 1, given.end()), one, reason)) return error(reason);
+    used_.faults.add(one);
+    faults_changed_();
+    return ok();
+}
+
+std::string control::run_notify(const words& given) {
+    static const char* const known[] = {"hostapd_started", "scoutd_started", "config_updated", "timezone_changed"};
+    if (given.size() == 2)
+        for (const char* name : known)
+            if (given[1] == name) return used_.files.notify(name), ok();
+    return error("expected: notify hostapd_started | scoutd_started | config_updated | timezone_changed");
+}
+
+std::string control::run_show(const words& given) {
+    const std::string what = given.size() == 2 ? given[1] : "";
+    if (what == "state") return ok(state_text(used_.ap, used_.files.agent_connected()));
+    if (what == "stations") return ok(stations_text(used_.ap, used_.stations));
+    if (what == "neighbours") return ok(neighbours_text(used_.ap));
+    return error("expected: show state | stations | neighbours");
+}
+
+std::string control::run_quit(const words& given) {
+    if (given.size() != 1) return error("quit stands alone");
+    // After the answer has gone out.
+    used_.loop.after(50, [this] { used_.loop.stop(); });
+    return ok();
+}
+
+}  // namespace ravd::sim

@@ -1,0 +1,228 @@
+#include "sim/ap/simulator.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "sim/ap/command_server.h"
+#include "sim/ap/control.h"
+#include "sim/ap/network_services.h"
+#include "sim/ap/radio_server.h"
+
+namespace ravd::sim {
+namespace {
+
+constexpr std::size_t line_limit = 64 * 1024;
+
+// Written by the signal handler, read by the loop.
+int signal_pipe[2] = {-1, -1};
+
+void on_signal(int) {
+    const int kept = errno;
+    const ssize_t written = write(signal_pipe[1], "", 1);
+    (void)written;
+    errno = kept;
+}
+
+// Takes whole lines from the front.
+template <typename Run>
+void each_line(std::string& input, Run run) {
+    for (std::size_t end; (end = input.find('\n')) != std::string::npos;) {
+        std::string line = input.substr(0, end);
+        input.erase(0, end + 1);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        run(line);
+    }
+}
+
+}  // namespace
+
+class simulator::body {
+  public:
+    body(const scenario& from, const simulator_options& options);
+    ~body();
+    bool open(std::string& reason);
+    void run() { loop_.run(); }
+
+  private:
+    bool take_directory(std::string& reason);
+    bool link_stand_ins(std::string& reason);
+    void watch_signals();
+    void read_standard_input();
+    void config_changed();
+    void told(const client_event& event);
+    void told_to_roam(const mac_octets& mac);
+
+    simulator_options options_;
+    int lock_ = -1;
+    std::string typed_;  // of standard input, without a line end yet
+
+    // What is used stands before what uses it.
+    event_log log_;
+    event_loop loop_;
+    access_point ap_;
+    fault_list faults_;
+    station_book stations_;
+    device_files files_;
+    hostapd hostapd_;
+    wireless_driver driver_;
+    configuration_service configuration_;
+    network_daemon porterd_;
+    control control_;
+    bus_service configuration_bus_;
+    bus_service porterd_bus_;
+    bus_service peer_bus_;
+    radio_server radio_server_;
+    command_server command_server_;
+    stream_server control_server_;
+};
+
+simulator::body::body(const scenario& from, const simulator_options& options)
+    : options_(options),
+      log_(options.quiet),
+      ap_(from),
+      stations_(ap_),
+      files_(loop_, log_, ap_, options.directory),
+      hostapd_(loop_, log_, ap_, files_, stations_),
+      driver_(ap_, stations_, faults_, log_),
+      configuration_(ap_, log_),
+      porterd_(ap_, log_, [this] { config_changed(); }),
+      control_(
+          control::parts{loop_, ap_, files_, stations_, hostapd_, faults_},
+          [this] {
+              configuration_bus_.follow_faults();
+              porterd_bus_.follow_faults();
+          },
+          [this] { config_changed(); }),
+      configuration_bus_(
+          loop_, log_, faults_, "config", module_configuration, options.directory + "/run/ravd-bus",
+          [this](const std::string& command, json_object* request) { return configuration_.answer(command, request); }),
+      porterd_bus_(
+          loop_, log_, faults_, "porterd", module_porterd, options.directory + "/run/ravd-bus",
+          [this](const std::string& command, json_object* request) { return porterd_.answer(command, request); }),
+      peer_bus_(loop_, log_, faults_, "peer", module_peer, options.directory + "/run/ravd-bus",
+                [this](const std::string& command, json_object*) -> json_object* {
+                    log_.line("peer", "the agent sent \"%s\"", command.c_str());
+                    return nullptr;
+                }),
+      radio_server_(loop_, options.directory, driver_),
+      command_server_(loop_, options.directory, ap_, hostapd_, faults_, log_),
+      control_server_(loop_, options.directory + "/control.sock", line_limit,
+                      [this](std::uint64_t connection, std::string& input) {
+                          each_line(input, [&](const std::string& line) {
+                              control_server_.send(connection, control_.run(line) + "\n", false);
+                          });
+                          return true;
+                      }) {
+    stations_.set_listener([this](const client_event& event) { told(event); });
+    driver_.set_roam_listener([this](const mac_octets& mac) { told_to_roam(mac); });
+}
+
+simulator::body::~body() {
+    if (lock_ >= 0) close(lock_);
+}
+
+bool simulator::body::take_directory(std::string& reason) {
+    if (mkdir(options_.directory.c_str(), 0755) != 0 && errno != EEXIST) {
+        reason = options_.directory + ": " + std::strerror(errno);
+        return false;
+    }
+    const std::string path = options_.directory + "/lock";
+    lock_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (lock_ >= 0 && flock(lock_, LOCK_EX | LOCK_NB) == 0) return true;
+    reason = errno == EWOULDBLOCK ? options_.directory + ": a simulated access point runs there already"
+                                  : path + ": " + std::strerror(errno);
+    return false;
+}
+
+// The stand-in program lies beside this one.
+bool simulator::body::link_stand_ins(std::string& reason) {
+    char own[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", own, sizeof own - 1);
+    std::string program(own, length > 0 ? static_cast<std::size_t>(length) : 0);
+    program.erase(program.rfind('/') + 1);
+    program += "ravd-sim-command";
+    if (access(program.c_str(), X_OK) != 0) {
+        reason = program + ": missing; it stands for iwpriv and wpa_cli";
+        return false;
+    }
+    for (const char* name : {"/bin/iwpriv", "/bin/wpa_cli"}) {
+        const std::string path = options_.directory + name;
+        unlink(path.c_str());
+        if (symlink(program.c_str(), path.c_str()) == 0) continue;
+        reason = path + ": " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+void simulator::body::watch_signals() {
+    if (pipe2(signal_pipe, O_CLOEXEC | O_NONBLOCK) != 0) return;
+    signal(SIGTERM, on_signal);
+    signal(SIGINT, on_signal);
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGTTIN, SIG_IGN);  // reading the terminal from the background then fails instead of stopping us
+    loop_.watch(signal_pipe[0], [this] { loop_.stop(); });
+}
+
+void simulator::body::read_standard_input() {
+    char piece[4096];
+    const ssize_t n = read(STDIN_FILENO, piece, sizeof piece);
+    if (n < 0 && (errno == EINTR || errno == EAGAIN)) return;
+    if (n <= 0 || typed_.size() > line_limit) {
+        loop_.forget(STDIN_FILENO);
+        if (options_.exit_on_eof) loop_.stop();
+        return;
+    }
+    typed_.append(piece, static_cast<std::size_t>(n));
+    each_line(typed_, [&](const std::string& line) {
+        std::printf("%s\n", control_.run(line).c_str());
+        std::fflush(stdout);
+    });
+}
+
+bool simulator::body::open(std::string& reason) {
+    if (!take_directory(reason) || !files_.create(reason) || !link_stand_ins(reason)) return false;
+    for (bus_service* service : {&configuration_bus_, &porterd_bus_, &peer_bus_})
+        if (!service->open(reason)) return false;
+    if (!radio_server_.open(reason) || !command_server_.open(reason) || !control_server_.open(reason)) return false;
+    watch_signals();
+    loop_.watch(STDIN_FILENO, [this] { read_standard_input(); });
+    if (options_.hostapd_at_start) hostapd_.start();
+    stations_.settle(false);  // they were there before us
+    log_.line("sim", "\"%s\" is ready in %s", ap_.start.name.c_str(), options_.directory.c_str());
+    return true;
+}
+
+void simulator::body::config_changed() {
+    hostapd_.follow_config();
+    files_.notify("config_updated");
+}
+
+void simulator::body::told(const client_event& event) {
+    const bool heard = peer_bus_.send(module_agent, client_event_text(event));
+    log_.line("station", "%s: %s at %s%s%s%s", event.mac.c_str(), event.type.c_str(), event.dev.c_str(),
+              event.target_mac.empty() ? "" : " to ", event.target_mac.c_str(), heard ? "" : " (no agent to tell)");
+}
+
+void simulator::body::told_to_roam(const mac_octets& mac) {
+    loop_.after(ap_.start.steer_delay_ms, [this, mac] {
+        const auto at = stations_.find(mac);
+        if (at.one && at.one->associated) stations_.roam(mac, stations_.roam_target(*at.vap));
+    });
+}
+
+simulator::simulator(const scenario& from, const simulator_options& options)
+    : body_(std::make_unique<body>(from, options)) {}
+simulator::~simulator() = default;
+bool simulator::open(std::string& reason) { return body_->open(reason); }
+void simulator::run() { body_->run(); }
+
+}  // namespace ravd::sim

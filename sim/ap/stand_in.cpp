@@ -1,0 +1,40 @@
+// Stand-in for iwpriv and wpa_cli: hands its arguments to the simulated access point and prints its answer. Installed
+// under the names of the commands it stands for.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "platform/sim/socket_io.h"
+
+int main(int argc, char** argv) {
+    const char* directory = std::getenv("RAVD_SIM_DIR");
+    if (!directory || argc < 1) {
+        std::fprintf(stderr, "RAVD_SIM_DIR is not set: it names the directory of the simulated access point\n");
+        return 255;
+    }
+    const char* slash = std::strrchr(argv[0], '/');
+    std::string request = slash ? slash + 1 : argv[0];
+    request += '\0';
+    for (int i = 1; i < argc; ++i) {
+        if (argv[i][0] == '\0') continue;  // an empty argument would end the request
+        request += argv[i];
+        request += '\0';
+    }
+    request += '\0';
+    const int fd = ravd::sim::connect_unix(std::string(directory) + "/command.sock");
+    if (fd < 0 || !ravd::sim::send_all(fd, request.data(), request.size())) {
+        std::fprintf(stderr, "%s: no simulated access point in %s\n", argv[0], directory);
+        return 255;
+    }
+    char status = 1;
+    if (!ravd::sim::receive_all(fd, &status, 1)) return 255;
+    char piece[4096];
+    ssize_t n;
+    while ((n = read(fd, piece, sizeof piece)) > 0)
+        std::fwrite(piece, 1, static_cast<std::size_t>(n), stdout);
+    close(fd);
+    return static_cast<unsigned char>(status);
+}
