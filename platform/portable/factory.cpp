@@ -39,7 +39,7 @@ bool take_line(std::string_view line, factory_data& data) {
         if (f.key != key) continue;
         char(&text)[32] = data.*f.text;
         std::memset(text, 0, sizeof text);
-        std::memcpy(text, value.data(), std::min(value.size(), sizeof text));
+        value.copy(text, sizeof text);
         return true;
     }
     return false;

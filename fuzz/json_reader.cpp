@@ -1,0 +1,75 @@
+// Texts from outside through the message reader, the configuration tree and back out through the writer.
+#include <json-c/json.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "platform/ctree.h"
+#include "platform/json_bound.h"
+#include "rrm/json.h"
+#include "rrm/utf8.h"
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) std::abort();
+}
+
+std::size_t containers(json_object* value) {
+    std::size_t count = 0;
+    if (json_object_is_type(value, json_type_array)) {
+        count = 1;
+        for (std::size_t i = 0; i < json_object_array_length(value); ++i)
+            count += containers(json_object_array_get_idx(value, i));
+    } else if (json_object_is_type(value, json_type_object)) {
+        count = 1;
+        json_object_object_foreach(value, key, member) {
+            (void)key;
+            count += containers(member);
+        }
+    }
+    return count;
+}
+
+void read(const ravd::json_reader& value, int depth) {
+    for (const char* key : {"version", "cmd", "a", ""}) {
+        const char* text = value.get_string(key);
+        require((text || value.get_int(key) == 0) && value.child(key).valid() == (text != nullptr));
+        if (depth < 4) read(value.child(key), depth + 1);
+    }
+    for (std::int32_t i = -1; i <= value.size(); ++i)
+        if (depth < 4) read(value.at(i), depth + 1);
+}
+
+void through_tree(const char* text) {
+    ctree* tree = ctree_parse_buffer(text);
+    if (!tree) return;
+    ctree* outer = ctree_get_empty();
+    require(ctree_insert_child(outer, "inner", tree) == 0);
+    char* compact = ctree_serialize_compact(tree);
+    char* inner = ctree_serialize_compact(ctree_get_subtree(outer, "inner"));
+    require(compact && inner && std::string(compact) == inner);
+    for (char* copy : {compact, inner, ctree_serialize(outer)})
+        std::free(copy);
+    ctree_release(outer);
+    ctree_release(tree);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    json_object* parsed = json_tokener_parse(text.c_str());
+    require(containers(parsed) <= ravd::json_container_bound(text.c_str()));
+    json_object_put(parsed);
+    read(ravd::json_reader(text.c_str()), 0);
+    through_tree(text.c_str());
+
+    ravd::json_writer writer("fuzz", text.c_str(), nullptr);
+    ravd::json_writer list(true, writer, "list");
+    list.add_string(nullptr, text.c_str());
+    const char* out = writer.text();
+    require(out && ravd::is_utf8(out, std::string(out).size()) && ravd::json_reader(out).valid());
+    return 0;
+}
