@@ -61,8 +61,7 @@ TEST(Queue, RefusesBeyondItsLimitCountedWithOverhead) {
     EXPECT_FALSE(queue.push(make_buffer()));
     while (queue.pop([](auto) {})) {
     }
-    const auto big = message(std::string(queue_limit - queue_cost(make_buffer()), 'x'));
-    EXPECT_TRUE(queue.push(big));
+    EXPECT_TRUE(queue.push(message(std::string(queue_limit - queue_cost(make_buffer()), 'x'))));
     EXPECT_FALSE(queue.push(make_buffer()));
     EXPECT_FALSE(safe_queue().push(message(std::string(queue_limit, 'x'))));
 }
