@@ -1,0 +1,191 @@
+// What the agent's messages cost beside the bare json-c calls for the same text, and how the cost of its largest inputs
+// grows.
+
+#include <benchmark/benchmark.h>
+#include <json-c/json.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "rrm/rrm_worker.h"
+#include "tests/rrm/fake_driver.h"
+#include "tests/support/fake_bus.h"
+
+namespace ravd {
+
+struct rrm_test_access {
+    static auto& scan_results(rrm_worker& worker) { return worker.scan_results_; }
+    static void send_rrm_response(rrm_worker& worker) { worker.send_rrm_response(); }
+};
+
+namespace {
+
+template <typename Work>
+double timed_ns(Work&& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::shared_ptr<buffer_info_t> buffer_of(const std::string& text) {
+    auto buffer = make_buffer();
+    buffer->append(text.data(), text.size());
+    return buffer;
+}
+
+struct agent {
+    testing::fake_driver driver;
+    safe_queue from_service, to_service, from_bus, to_bus;
+    run_flag running{true};
+    rrm_worker worker{&running, driver, "home", from_service, to_service, from_bus, to_bus};
+
+    agent() {
+        driver.hostapd = true;
+        driver.record = false;
+        worker.on_service_message(buffer_of(
+            R"({"version":"2.4","service":"rrm","cmd":"subscribe-response","status":"success","config":{"use-80211r":1}})"));
+    }
+    std::string sent() {
+        std::string text;
+        to_service.pop([&](const std::shared_ptr<buffer_info_t>& message) { text = message->text(); });
+        testing::fake_bus::get().sent.clear();
+        return text;
+    }
+};
+
+void report(benchmark::State& state, double ours_ns, double bare_ns) {
+    state.counters["us_each"] = benchmark::Counter(ours_ns / 1000, benchmark::Counter::kAvgIterations);
+    state.counters["bare_us_each"] = benchmark::Counter(bare_ns / 1000, benchmark::Counter::kAvgIterations);
+    state.counters["ratio"] = ours_ns / bare_ns;
+}
+
+// The least that builds the text of "rrm-response": json-c and one copy into a buffer.
+std::string bare_response(const std::array<ap_table, 5>& rounds, json_object* radios) {
+    json_object* root = json_object_new_object();
+    json_object_object_add(root, "version", json_object_new_string("2.4"));
+    json_object_object_add(root, "service", json_object_new_string("rrm"));
+    json_object_object_add(root, "cmd", json_object_new_string("rrm-response"));
+    json_object_object_add(root, "ap-mac", json_object_new_string("02:00:00:00:00:10"));
+    json_object_object_add(root, "domain", json_object_new_string("home"));
+    json_object_object_add(root, "radios", json_object_get(radios));
+    json_object* environment = json_object_new_array();
+    json_object_object_add(root, "rf-environment", environment);
+    for (const ap_table& heard : rounds) {
+        json_object* round = json_object_new_array();
+        json_object_array_add(environment, round);
+        for (const scan_record& bss : heard) {
+            char bssid[18];
+            const auto& o = bss.bssid;
+            std::snprintf(bssid, sizeof bssid, "%02x:%02x:%02x:%02x:%02x:%02x", o[0], o[1], o[2], o[3], o[4], o[5]);
+            json_object* object = json_object_new_object();
+            json_object_array_add(round, object);
+            json_object_object_add(object, "bssid", json_object_new_string(bssid));
+            json_object_object_add(object, "rssi", json_object_new_int(bss.rssi));
+            json_object_object_add(object, "channel", json_object_new_int(static_cast<int>(bss.channel)));
+            json_object_object_add(object, "tx-power", json_object_new_int(bss.tx_power));
+            json_object_object_add(object, "primary-channel", json_object_new_string("upper"));
+            json_object_object_add(object, "bandwidth", json_object_new_int(static_cast<int>(bss.bandwidth)));
+        }
+    }
+    std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
+    json_object_put(root);
+    return text;
+}
+
+// Both in turns, so that what else the machine does hits both alike.
+void rrm_response(benchmark::State& state) {
+    agent one;
+    auto& rounds = rrm_test_access::scan_results(one.worker);
+    for (ap_table& heard : rounds)
+        for (std::int64_t i = 0; i < state.range(0); ++i)
+            heard.push_back({{{2, 0, 0, 0, static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)}},
+                             static_cast<std::int32_t>(-30 - i % 60),
+                             36,
+                             40,
+                             12,
+                             0x100});
+    rrm_test_access::send_rrm_response(one.worker);
+    const std::string text = one.sent();
+    json_object* parsed = json_tokener_parse(text.c_str());
+    json_object* radios = json_object_object_get(parsed, "radios");
+    if (bare_response(rounds, radios) != text) state.SkipWithError("the texts differ");
+    double ours_ns = 0;
+    double bare_ns = 0;
+    for (auto unused : state) {
+        ours_ns += timed_ns([&] { rrm_test_access::send_rrm_response(one.worker); });
+        one.sent();
+        bare_ns += timed_ns([&] { benchmark::DoNotOptimize(buffer_of(bare_response(rounds, radios))); });
+    }
+    json_object_put(parsed);
+    report(state, ours_ns, bare_ns);
+    state.counters["us_per_1000_bss"] =
+        benchmark::Counter(ours_ns / static_cast<double>(5 * state.range(0)), benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(rrm_response)->Arg(300)->Arg(1000)->Arg(4680)->Unit(benchmark::kMillisecond);
+
+void dispatch_small_message(benchmark::State& state) {
+    agent one;
+    const auto message = buffer_of(R"({"version":"2.4","service":"rrm","cmd":"rrm-client-assoc-ack"})");
+    double ours_ns = 0;
+    double bare_ns = 0;
+    for (auto unused : state) {
+        ours_ns += timed_ns([&] {
+            for (int i = 0; i < 100; ++i)
+                benchmark::DoNotOptimize(one.worker.on_service_message(message));
+        });
+        bare_ns += timed_ns([&] {
+            for (int i = 0; i < 100; ++i) {
+                json_object* root = json_tokener_parse(message->data);
+                benchmark::DoNotOptimize(root);
+                json_object_put(root);
+            }
+        });
+    }
+    report(state, ours_ns / 100, bare_ns / 100);
+}
+BENCHMARK(dispatch_small_message);
+
+// 32 VAP entries with so many remotes each.
+void fbt_info(benchmark::State& state) {
+    agent one;
+    std::string remotes;
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        remotes += (i ? ",{" : "{") + std::string(R"("remote-r1-kh-id":"02:00:00:00:)") + std::to_string(i) +
+                   R"(","remote-r0-kh-id":"holder","remote-r1-kh-key":"000102030405060708090a0b0c0d0e0f"})";
+    std::string text = R"({"version":"2.4","service":"rrm","cmd":"fbt-info","vaps":[)";
+    for (int vap = 0; vap < 32; ++vap)
+        text += (vap ? ",{" : "{") + std::string(R"("vap_id":1,"radio_id":0,"r0-key-holder-id":"a",)") +
+                R"("r1-key-holder-id":"b","fbt-rrb-key":"000102030405060708090a0b0c0d0e0f","remotes":[)" + remotes +
+                "]}";
+    const auto message = buffer_of(text + "]}");
+    double ours_ns = 0;
+    double bare_ns = 0;
+    for (auto unused : state) {
+        ours_ns += timed_ns([&] { one.worker.on_service_message(message); });
+        bare_ns += timed_ns([&] { json_object_put(json_tokener_parse(message->data)); });
+    }
+    report(state, ours_ns, bare_ns);
+    state.counters["us_per_1000_remotes"] =
+        benchmark::Counter(ours_ns / static_cast<double>(32 * state.range(0)), benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(fbt_info)->Arg(256)->Arg(512)->Arg(1025)->Unit(benchmark::kMillisecond);
+
+void overload(benchmark::State& state) {
+    agent one;
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        one.driver.add_station(0, "0A:00:00:00:00:01", static_cast<int>(-20 - (i * 7919) % 80));
+    const auto message = buffer_of(R"({"version":"2.4","service":"rrm","cmd":"rrm-sta-overload","ap-mac":"A",)"
+                                   R"("radios":[{"id":0,"roam-count":2000}]})");
+    double ns = 0;
+    for (auto unused : state)
+        ns += timed_ns([&] { one.worker.on_service_message(message); });
+    state.counters["us_each"] = benchmark::Counter(ns / 1000, benchmark::Counter::kAvgIterations);
+    state.counters["us_per_1000_stations"] =
+        benchmark::Counter(ns / static_cast<double>(state.range(0)), benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(overload)->Arg(500)->Arg(1000)->Arg(2000)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace ravd
