@@ -137,8 +137,8 @@ void websock_worker::fill_context_info() {
     lws_context_creation_info& info = records.context_info;
     info.port = CONTEXT_PORT_NO_LISTEN;
     info.protocols = records.protocols;
-    info.gid = static_cast<gid_t>(-1);
-    info.uid = static_cast<uid_t>(-1);
+    info.gid = -1;
+    info.uid = -1;
     info.fd_limit_per_thread = descriptor_limit;
     info.pt_serv_buf_size = receive_piece;
     info.timeout_secs = connect_limit_s;
