@@ -54,7 +54,8 @@ std::string to_hex(std::string_view bytes) {
     constexpr char digits[] = "0123456789abcdef";
     std::string text;
     text.reserve(bytes.size() * 2);
-    for (const unsigned char byte : bytes) {
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
         text += digits[byte >> 4];
         text += digits[byte & 15];
     }
