@@ -92,41 +92,29 @@ TEST(bus_endpoint, largest_messages_cross_both_ways_at_once) {
     EXPECT_EQ(text_of(take(*two)), "");
 }
 
-// Both begin at the same moment, so that each may have dialled the other.
-TEST(bus_endpoint, streams_in_both_directions_stay_in_order) {
-    constexpr int count = 10000;
-    auto one = started(40);
-    auto two = started(41);
-    const auto exchange = [](bus_endpoint& bus, int other) {
-        std::map<int, int> next;
-        int sent = 0;
-        while (sent < count || next[other] < count) {
-            if (sent < count && bus.send(other, numbered(sent, 200)) == bus_result::accepted) ++sent;
-            bus_message message;
-            while (bus.receive(message))
-                ASSERT_EQ(std::stoi(std::string(message.text())), next[message.source]++);
-            if (sent == count && next[other] < count) wait_for(bus.descriptor());
-        }
-    };
-    std::thread peer([&] { exchange(*two, 40); });
-    exchange(*one, 41);
-    peer.join();
-}
-
-TEST(bus_endpoint, many_senders_each_in_order) {
-    constexpr int senders = 8;
-    constexpr int each = 200;
-    auto bus = started(40);
+// All begin at the same moment, so that some dial each other at once.
+TEST(bus_endpoint, streams_of_all_to_all_stay_in_order) {
+    constexpr int modules = 3;
+    constexpr int count = 5000;
+    std::vector<std::unique_ptr<bus_endpoint>> buses;
     std::vector<std::thread> threads;
-    for (int i = 0; i < senders; ++i)
-        threads.emplace_back([i] {
-            auto sender = started(50 + i);
-            for (int n = 0; n < each; ++n)
-                EXPECT_EQ(sender->send(40, numbered(n, n % 50 == 0 ? mib / 4 : 100)), bus_result::accepted);
-            while (sender->unsent() > 0)
-                std::this_thread::yield();
+    for (int i = 0; i < modules; ++i)
+        buses.push_back(started(40 + i));
+    for (const auto& bus : buses)
+        threads.emplace_back([&bus] {
+            std::map<int, int> next;
+            for (int sent = 0, taken = 0; sent < count || taken < count * (modules - 1);) {
+                for (int other = 40; sent < count && other < 40 + modules; ++other) {
+                    const std::string text = numbered(sent, sent % 1000 == 0 ? mib / 4 : 200);
+                    if (other == bus->module()) continue;
+                    ASSERT_EQ(bus->send(other, text), bus_result::accepted);
+                }
+                ++sent;
+                for (bus_message message; bus->receive(message); ++taken)
+                    ASSERT_EQ(std::stoi(std::string(message.text().substr(0, 9))), next[message.source]++);
+                if (sent >= count && taken < count * (modules - 1)) wait_for(bus->descriptor());
+            }
         });
-    expect_in_order(*bus, senders * each);
     for (std::thread& thread : threads)
         thread.join();
 }
@@ -134,28 +122,37 @@ TEST(bus_endpoint, many_senders_each_in_order) {
 TEST(bus_endpoint, half_messages_and_bad_frames_end_only_their_connection) {
     auto bus = started(40);
     const std::string good = hello(7, 40);
-    const std::string cases[] = {
+    const std::string message = frame(7, 40, "whole");
+    EXPECT_EQ(good + message, std::string("\7\0\0\0\0\0\0\0\1\50\0\0\0RVB1\7\0\0\0\5\0\0\0\0\50\0\0\0RVB1whole", 39));
+    std::vector<std::string> cases = {
         good + frame(7, 40, std::string(100000, 'x')).substr(0, 70000),
         good.substr(0, 9),
-        frame(7, 40, "no hello"),
+        message,  // no hello
         hello(7, 41),
         good + good,
         good + frame(8, 40, "another's name"),
         good + frame(7, 41, "another's message"),
-        good + std::string(17, 'x'),
     };
-    for (const std::string& bytes : cases) {
+    // One byte of a good message changed: magic, kind, length beyond 16 MiB, module numbers.
+    const std::pair<std::size_t, char> changes[] = {{13, 'X'}, {16, '2'},   {8, 2},      {8, 1},
+                                                    {7, 1},    {3, '\x80'}, {12, '\x80'}};
+    for (const auto& [offset, value] : changes) {
+        cases.push_back(good + message);
+        cases.back()[mbus_header_size + offset] = value;
+    }
+    for (std::size_t i = 0; i < cases.size(); ++i) {
         raw_peer peer(40);
-        peer.write(bytes);
-        shutdown(peer.fd(), SHUT_WR);
-        EXPECT_EQ(peer.read(1), "");  // closed
+        peer.write(cases[i]);
+        if (i < 2) shutdown(peer.fd(), SHUT_WR);  // the unfinished ones; the others are bad as they stand
+        EXPECT_EQ(peer.read(1), "") << i;         // closed
     }
     raw_peer peer(40);
-    peer.write(good + frame(7, 40, "whole"));
-    const bus_message message = take(*bus);
-    EXPECT_EQ(text_of(message), "whole");
-    EXPECT_EQ(message.source, 7);
-    EXPECT_EQ(bus->send_over(message.connection, "answer"), bus_result::accepted);
+    for (const char byte : good + message)
+        peer.write(std::string(1, byte));
+    const bus_message received = take(*bus);
+    EXPECT_EQ(text_of(received), "whole");
+    EXPECT_EQ(received.source, 7);
+    EXPECT_EQ(bus->send_over(received.connection, "answer"), bus_result::accepted);
     EXPECT_EQ(peer.read(23), frame(40, 7, "answer"));
 }
 

@@ -1,7 +1,7 @@
 // What the bus tests share: a directory of the test program, endpoints in it, and a peer made of bare sockets.
 #pragma once
 
-#include <dirent.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -61,10 +61,8 @@ inline std::string text_of(const bus_message& message) {
 
 inline int open_descriptors() {
     int count = 0;
-    DIR* listing = opendir("/proc/self/fd");
-    while (readdir(listing))
-        ++count;
-    closedir(listing);
+    for (int fd = 0; fd < 1024; ++fd)
+        count += fcntl(fd, F_GETFD) >= 0;
     return count;
 }
 
