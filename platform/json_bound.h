@@ -14,22 +14,21 @@ constexpr std::size_t json_container_limit = 65536;
 // finds in its own way, so from the first slash outside a string on every bracket counts.
 inline std::size_t json_container_bound(const char* text) {
     std::size_t containers = 0;
-    char quote = 0;  // inside a string: the character that ends it
     bool plain = true;
-    for (; *text && containers <= json_container_limit; ++text) {
+    while (containers <= json_container_limit) {
         const char c = *text;
-        if (quote) {
-            if (c == '\\') {
-                if (!*++text) break;
-            } else if (c == quote) {
-                quote = 0;
+        if (c == '\0') break;
+        ++text;
+        if ((c == '"' || c == '\'') && plain) {
+            while (*text != c && *text != '\0') {
+                if (*text == '\\' && text[1] != '\0') ++text;
+                ++text;
             }
+            if (*text == c) ++text;
         } else if (c == '{' || c == '[') {
             ++containers;
         } else if (c == '/') {
             plain = false;
-        } else if ((c == '"' || c == '\'') && plain) {
-            quote = c;
         }
     }
     return containers;

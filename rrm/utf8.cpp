@@ -31,6 +31,10 @@ std::size_t utf8_sequence_length(const char* text, std::size_t length) {
 
 bool is_utf8(const char* text, std::size_t length) {
     for (std::size_t at = 0; at < length;) {
+        if (static_cast<std::uint8_t>(text[at]) < 0x80) {  // nearly every byte
+            ++at;
+            continue;
+        }
         const std::size_t size = utf8_sequence_length(text + at, length - at);
         if (size == 0) return false;
         at += size;
