@@ -9,7 +9,7 @@ namespace {
 
 constexpr int floor_dbm = -95;  // nothing is heard below
 constexpr int weak_dbm = -88;   // below, a scan may miss it
-constexpr int rssi_wobble_db = 5;
+constexpr int rssi_wobble_db = 10;
 
 std::int64_t scaled(const access_point& ap, std::int64_t ms) {
     return static_cast<std::int64_t>(static_cast<double>(ms) / ap.start.scan_speed);

@@ -111,7 +111,7 @@ std::array<int, 4> station_book::readings(const station& one, std::int64_t now_m
         const auto antenna = static_cast<std::uint32_t>(i);
         // The best antenna, a station's own, hears most; the others some dB less.
         const int less = antenna == name % 4 ? 0 : 3 + static_cast<int>(mix({name, antenna}) % 8);
-        const int moving = wobble(mix({ap_.start.seed, name, antenna, moment}), 3);
+        const int moving = wobble(mix({ap_.start.seed, name, antenna, moment}), 6);
         values[i] = std::clamp(one.is.rssi - less + moving, -100, -1);
     }
     return values;
