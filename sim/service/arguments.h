@@ -1,0 +1,44 @@
+// Words of a command: splitting, key=value pairs, numbers, lists of channels, texts that stand in a file.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ravd::lab {
+
+// "key=value", or a plain word with an empty key.
+struct argument {
+    std::string key;
+    std::string value;
+};
+
+// Which agents a command goes to.
+enum class target { newest, one, all };
+
+struct command_line {
+    target to = target::newest;
+    std::string selector;  // number or ap-mac, for target::one
+    std::string word;      // the command
+    std::string rest;      // what follows it, as typed
+    std::vector<argument> args;
+};
+
+// "[agent N|agent MAC|all] COMMAND ARGUMENTS...". A line that begins with '{' or '[' is the command "text". Double
+// quotes keep blanks together; \" and \\ stand for themselves inside. False with the reason in `error`; an empty line
+// or a comment (#) gives an empty word.
+bool parse_command_line(std::string_view line, command_line& out, std::string& error);
+
+// Splits at blanks as above. False when a quote is not closed.
+bool split_words(std::string_view text, std::vector<std::string>& words);
+
+// A whole decimal number, nothing else.
+bool parse_int(std::string_view text, int& out);
+// "1,6,11" or "1 6 11" into "1 6 11"; every piece a number below 65536.
+bool parse_channels(std::string_view text, std::string& out);
+// `text` itself when it begins with '{' or '[', otherwise what the file of that name holds (16 MiB at most).
+bool read_inline_or_file(const std::string& text, std::string& out, std::string& error);
+// "81 7e 00" into bytes.
+bool parse_hex(std::string_view text, std::string& out);
+
+}  // namespace ravd::lab

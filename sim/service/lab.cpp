@@ -1,0 +1,249 @@
+#include "sim/service/lab.h"
+
+#include <cstdio>
+#include <vector>
+
+#include "sim/service/clock.h"
+#include "sim/service/commands.h"
+#include "sim/service/presentation.h"
+#include "sim/service/protocol_check.h"
+
+namespace ravd::lab {
+
+namespace {
+
+constexpr std::size_t shown_text = 2000;
+constexpr std::size_t mac_limit = 32;
+
+}  // namespace
+
+lab::lab(const options& opts) : options_(opts), server_(*this), console_(*this) {}
+
+bool lab::start(std::string& error) {
+    if (!options_.config.empty() && !parse_json(options_.config, error)) {
+        error = "--config: " + error;
+        return false;
+    }
+    if (!options_.log_file.empty() && !log_.open(options_.log_file, error)) return false;
+    if (!options_.control.empty() && !console_.listen_on(options_.control, error)) return false;
+    if (!server_.start(options_.listening, error)) return false;
+    std::printf("listening on %s:%u\n", options_.listening.bind_address.c_str(), server_.port());
+    std::fflush(stdout);
+    if (!options_.no_input) console_.add_standard_input();
+    return true;
+}
+
+int lab::run(const volatile std::sig_atomic_t& stopped) {
+    std::vector<pollfd> entries;
+    while (running_ && !stopped) {
+        entries.clear();
+        console_.poll_entries(entries);
+        const std::size_t consoles = entries.size();
+        server_.poll_entries(entries);
+        poll(entries.data(), static_cast<nfds_t>(entries.size()), server_.wait_ms());
+        server_.turn(entries.data() + consoles);
+        console_.turn(entries.data(), monotonic_seconds());
+        run_pilots();
+    }
+    if (violations_ > 0) std::printf("%llu violations of the protocol\n", static_cast<unsigned long long>(violations_));
+    std::fflush(stdout);
+    if (status_ != 0) return status_;
+    if (wait_failed_) return 2;
+    return options_.strict && violations_ > 0 ? 1 : 0;
+}
+
+void lab::quit(int status) {
+    status_ = status;
+    running_ = false;
+}
+
+bool lab::send_message(agent& to, json_object* message) {
+    outgoing item;
+    item.bytes = json_compact(message);
+    const std::string shown = item.bytes;
+    return send_bytes(to, std::move(item), shown);
+}
+
+bool lab::send_bytes(agent& to, outgoing item, const std::string& shown) {
+    const bool message = item.what == outgoing::kind::text || item.what == outgoing::kind::binary;
+    const std::string copy = log_.enabled() && message ? item.bytes : "";
+    if (!server_.send(to.number, std::move(item))) return false;
+    if (log_.enabled()) {
+        if (message) {
+            log_.message(to.number, to.orders.ap_mac, "sent", copy);
+        } else if (!shown.empty()) {
+            log_.event(to.number, to.orders.ap_mac, "sent " + shown);
+        }
+    }
+    if (!shown.empty() && !options_.quiet) say(&to, "<- " + printable(shown, shown_text));
+    return true;
+}
+
+void lab::say(const agent* who, const std::string& text) {
+    const std::string name = who ? " " + who->name() : "";
+    std::printf("%s%s %s\n", time_of_day().c_str(), name.c_str(), text.c_str());
+    std::fflush(stdout);
+}
+
+void lab::violation(agent& who, const std::string& text) {
+    ++who.violations;
+    ++violations_;
+    say(&who, "VIOLATION " + printable(text, shown_text));
+    log_.event(who.number, who.orders.ap_mac, "violation: " + text);
+    console_.event("violation", who.number);
+}
+
+void lab::link_opened(unsigned link, const std::string& peer, const std::string& sub_protocol,
+                      const std::string& path) {
+    agent& who = agents_[link];
+    who.number = link;
+    who.peer = peer;
+    who.sub_protocol = sub_protocol;
+    who.path = printable(path, text_limit);
+    if (!options_.quiet) {
+        say(&who, "connected from " + peer + ", sub-protocol " + (sub_protocol.empty() ? "none" : sub_protocol) +
+                      ", path " + who.path);
+    }
+    log_.event(link, "", "connected from " + peer + " " + sub_protocol + " " + who.path);
+    console_.event("connected", link);
+}
+
+void lab::link_closed(unsigned link, const std::string& why) {
+    const auto it = agents_.find(link);
+    if (it == agents_.end()) return;
+    agent& who = it->second;
+    if (!options_.quiet) say(&who, why);
+    log_.event(link, who.orders.ap_mac, why);
+    console_.event("closed", link);
+    if (who.autopilot && !who.autopilot->done()) say(&who, "automatic mode: the link ended before it was done");
+    agents_.erase(it);
+}
+
+void lab::link_trouble(unsigned link, const std::string& what) {
+    const auto it = agents_.find(link);
+    if (it != agents_.end()) violation(it->second, what);
+}
+
+void lab::message_received(unsigned link, std::string_view text, bool binary) {
+    const auto it = agents_.find(link);
+    if (it == agents_.end()) return;
+    agent& who = it->second;
+    std::string error;
+    const json_ptr message = parse_json(text, error);
+    // The agent names itself in its first message.
+    if (who.speaks_rrm() && who.orders.ap_mac.empty()) {
+        who.orders.ap_mac = printable(json_text(message.get(), "ap-mac"), mac_limit);
+    }
+    log_.message(link, who.orders.ap_mac, "received", text);
+    if (!who.speaks_rrm()) {
+        if (!options_.quiet) say(&who, "-> " + printable(text, shown_text));
+        console_.event("message", link);
+        return;
+    }
+    if (binary) violation(who, "a binary frame; messages are text");
+    if (!message) {
+        if (!options_.quiet) say(&who, "-> " + printable(text, shown_text));
+        violation(who, "not JSON: " + error);
+        return;
+    }
+    rrm_message(who, message.get());
+}
+
+void lab::rrm_message(agent& who, json_object* message) {
+    const std::string cmd = printable(json_text(message, "cmd"), text_limit);
+    const bool known = is_agent_message(cmd);
+    ++who.received[known ? cmd : "other"];
+    const std::string domain = printable(json_text(message, "domain"), text_limit);
+    if (!domain.empty()) who.domain = domain;
+    if (!options_.quiet) say(&who, "-> " + present_message(message));
+    for (const std::string& fault : check_message(message))
+        violation(who, fault);
+    if (!who.subscribed && needs_subscription(cmd)) violation(who, cmd + " without a subscription");
+    const double now = monotonic_seconds();
+    if (json_member(message, "radios") && cmd != "rrm-probe-response") who.radios = read_radios(message);
+    if (cmd == "rrm-response") who.environment = read_environment(message);
+    if (cmd == "rrm-response" && !options_.quiet) {
+        std::printf("%s\n%s\n", environment_table(who.environment).c_str(),
+                    occupancy_chart(who.radios, who.environment).c_str());
+        std::fflush(stdout);
+    }
+    console_.event(cmd, who.number);
+    if (cmd == "subscribe-request") {
+        answer_subscription(who);
+    } else if (cmd == "unsubscribe-request") {
+        who.subscribed = false;
+    } else if (who.autopilot) {
+        if (cmd == "rrm-response") who.autopilot->scanned(who.radios, who.environment, now);
+        if (cmd == "rrm-config-changed" || cmd == "rrm-mode-response") {
+            who.autopilot->described(cmd, who.radios, now);
+        }
+    }
+}
+
+void lab::answer_subscription(agent& who) {
+    if (policy_.silent) return;
+    const int code = policy_.refuse_code;
+    if (code != 0 && policy_.refuse_once) policy_.refuse_code = 0;
+    who.orders.default_domain = options_.domain;
+    who.orders.default_config = options_.config;
+    std::string error;
+    const json_ptr answer = subscribe_response(who.orders, code, error);
+    if (!answer || !send_message(who, answer.get())) {
+        say(&who, "the subscription could not be answered: " + error);
+        return;
+    }
+    if (code != 0) return;
+    who.subscribed = true;
+    console_.event("subscribed", who.number);
+    if (!options_.automatic.enabled) return;
+    if (!who.autopilot) {
+        const unsigned number = who.number;
+        who.autopilot = std::make_unique<pilot>(
+            options_.automatic,
+            [this, number](const std::string& line) {
+                return run_command(*this, "agent " + std::to_string(number) + " " + line).good;
+            },
+            [this, number](const std::string& text) {
+                const auto it = agents_.find(number);
+                say(it == agents_.end() ? nullptr : &it->second, "auto: " + text);
+            });
+    }
+    who.autopilot->subscribed(monotonic_seconds());
+}
+
+void lab::run_pilots() {
+    const double now = monotonic_seconds();
+    for (auto& entry : agents_) {
+        agent& who = entry.second;
+        if (!who.autopilot || who.pilot_counted) continue;
+        who.autopilot->turn(now);
+        if (!who.autopilot->done()) continue;
+        who.pilot_counted = true;
+        ++pilots_done_;
+        if (!who.autopilot->passed()) ++pilots_failed_;
+        console_.event("verified", who.number);
+    }
+    check_automatic_end();
+}
+
+void lab::check_automatic_end() {
+    if (!options_.automatic.exit_when_verified || !running_ || pilots_done_ < options_.automatic.agents) return;
+    std::printf("automatic mode: %u of %u agents verified\n", pilots_done_ - pilots_failed_, pilots_done_);
+    quit(pilots_failed_ > 0 ? 1 : 0);
+}
+
+line_result lab::handle_line(const std::string& line) { return run_command(*this, line); }
+
+bool lab::already(const wait_request& wait) const {
+    for (const auto& entry : agents_) {
+        if (wait.agent != 0 && entry.first != wait.agent) continue;
+        if (wait.event == "connected") return true;
+        if (wait.event == "subscribed" && entry.second.subscribed) return true;
+        if (wait.event == "verified" && entry.second.pilot_counted) return true;
+    }
+    return false;
+}
+
+void lab::wait_failed(const wait_request&) { wait_failed_ = true; }
+
+}  // namespace ravd::lab

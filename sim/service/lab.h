@@ -1,0 +1,72 @@
+// The lab service: agents, their messages, the commands of the user, all on one thread.
+#pragma once
+
+#include <csignal>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "sim/service/agent.h"
+#include "sim/service/console.h"
+#include "sim/service/message_log.h"
+#include "sim/service/options.h"
+#include "sim/service/server.h"
+
+namespace ravd::lab {
+
+class lab : public server_listener, public line_handler {
+  public:
+    explicit lab(const options& opts);
+
+    // Opens the port and the files. False with the reason in `error`.
+    bool start(std::string& error);
+    // Serves until "quit", a signal or the end of an automatic run. The exit status.
+    int run(const volatile std::sig_atomic_t& stopped);
+
+    // For the commands:
+    std::map<unsigned, agent>& agents() { return agents_; }
+    server& links() { return server_; }
+    subscription_policy& policy() { return policy_; }
+    options& settings() { return options_; }
+    std::uint64_t violations() const { return violations_; }
+    void quit(int status);
+    // Serialises, logs and queues. False when the link is gone or its output limit is reached.
+    bool send_message(agent& to, json_object* message);
+    // The same for bytes as they are. `shown` stands in the output.
+    bool send_bytes(agent& to, outgoing item, const std::string& shown);
+
+    void link_opened(unsigned link, const std::string& peer, const std::string& sub_protocol,
+                     const std::string& path) override;
+    void message_received(unsigned link, std::string_view text, bool binary) override;
+    void link_trouble(unsigned link, const std::string& what) override;
+    void link_closed(unsigned link, const std::string& why) override;
+
+    line_result handle_line(const std::string& line) override;
+    bool already(const wait_request& wait) const override;
+    void wait_failed(const wait_request& wait) override;
+
+  private:
+    void say(const agent* who, const std::string& text);
+    void violation(agent& who, const std::string& text);
+    void rrm_message(agent& who, json_object* message);
+    void answer_subscription(agent& who);
+    void run_pilots();
+    void check_automatic_end();
+
+    options options_;
+    server server_;
+    console console_;
+    message_log log_;
+    subscription_policy policy_;
+    std::map<unsigned, agent> agents_;
+    std::uint64_t violations_ = 0;
+    unsigned pilots_done_ = 0;
+    unsigned pilots_failed_ = 0;
+    bool running_ = true;
+    int status_ = 0;
+    bool wait_failed_ = false;
+};
+
+}  // namespace ravd::lab

@@ -1,0 +1,72 @@
+#include "sim/service/message_log.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "sim/service/clock.h"
+#include "sim/service/json_value.h"
+
+namespace ravd::lab {
+
+namespace {
+
+json_ptr line_start(unsigned agent, const std::string& ap_mac) {
+    json_ptr line(json_object_new_object());
+    json_put(line.get(), "time", timestamp());
+    json_put(line.get(), "agent", static_cast<int>(agent));
+    if (!ap_mac.empty()) json_put(line.get(), "ap-mac", ap_mac);
+    return line;
+}
+
+std::string hex(std::string_view bytes) {
+    static const char digits[] = "0123456789abcdef";
+    std::string out;
+    for (const char c : bytes) {
+        out += digits[static_cast<unsigned char>(c) >> 4];
+        out += digits[static_cast<unsigned char>(c) & 15];
+    }
+    return out;
+}
+
+void write_line(std::FILE* file, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), file);
+    std::fputc('\n', file);
+    std::fflush(file);
+}
+
+}  // namespace
+
+message_log::~message_log() {
+    if (file_ && file_ != stdout) std::fclose(file_);
+}
+
+bool message_log::open(const std::string& path, std::string& error) {
+    file_ = path == "-" ? stdout : std::fopen(path.c_str(), "a");
+    if (!file_) error = "cannot write " + path + ": " + std::strerror(errno);
+    return file_ != nullptr;
+}
+
+void message_log::message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes) {
+    if (!file_) return;
+    json_ptr line = line_start(agent, ap_mac);
+    json_put(line.get(), "direction", std::string(direction));
+    json_put(line.get(), "size", static_cast<int>(bytes.size()));
+    std::string error;
+    json_ptr message = parse_json(bytes, error);
+    const bool readable = printable(bytes).size() == bytes.size() && printable(bytes) == bytes;
+    if (json_object_is_type(message.get(), json_type_object)) {
+        json_put(line.get(), "message", std::move(message));
+    } else {
+        json_put(line.get(), readable ? "text" : "hex", readable ? std::string(bytes) : hex(bytes));
+    }
+    write_line(file_, json_compact(line.get()));
+}
+
+void message_log::event(unsigned agent, const std::string& ap_mac, const std::string& what) {
+    if (!file_) return;
+    json_ptr line = line_start(agent, ap_mac);
+    json_put(line.get(), "event", printable(what));
+    write_line(file_, json_compact(line.get()));
+}
+
+}  // namespace ravd::lab

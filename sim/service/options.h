@@ -1,0 +1,38 @@
+// Command line of ravd-sim-service.
+#pragma once
+
+#include <string>
+
+#include "sim/service/server.h"
+
+namespace ravd::lab {
+
+struct auto_options {
+    bool enabled = false;
+    unsigned rounds = 1;
+    std::string channels;         // scan list; empty: every channel
+    unsigned scan_timeout = 180;  // seconds
+    unsigned apply_timeout = 60;  // seconds
+    unsigned interval = 0;        // seconds between rounds
+    bool exit_when_verified = false;
+    unsigned agents = 1;  // how many agents have to finish
+};
+
+struct options {
+    server_options listening;
+    bool quiet = false;
+    bool strict = false;
+    bool no_input = false;
+    std::string log_file;
+    std::string control;
+    std::string domain;  // sent in "subscribe-response" when not empty
+    std::string config;  // its "config" object, as JSON text
+    auto_options automatic;
+};
+
+enum class options_result { run, help, wrong };
+// `error` says what is wrong.
+options_result parse_options(int argc, char** argv, options& out, std::string& error);
+const char* usage_text();
+
+}  // namespace ravd::lab

@@ -1,0 +1,121 @@
+#include "sim/service/pilot.h"
+
+#include <utility>
+
+namespace ravd::lab {
+
+namespace {
+
+// A description is asked for when none arrives by itself, and again at this distance in seconds.
+constexpr double ask_distance = 10;
+
+std::string setting(const decision& d) {
+    return "channel " + std::to_string(d.channel) + " at " + std::to_string(d.bandwidth) + " MHz" +
+           (d.bandwidth == 40 ? " " + d.primary : "") + ", power " + std::to_string(d.power);
+}
+
+std::string tail_of(const std::string& text) { return text.empty() ? "" : " (" + text + ")"; }
+
+}  // namespace
+
+pilot::pilot(const auto_options& options, std::function<bool(const std::string&)> send,
+             std::function<void(const std::string&)> say)
+    : options_(options), send_(std::move(send)), say_(std::move(say)) {}
+
+void pilot::subscribed(double now) {
+    if (phase_ != phase::unsubscribed) return;
+    order_scan(now);
+}
+
+void pilot::order_scan(double now) {
+    phase_ = phase::scanning;
+    due_ = now + options_.scan_timeout;
+    started_ = now;
+    say_("round " + std::to_string(round_ + 1) + " of " + std::to_string(options_.rounds) + ": scanning " +
+         (options_.channels.empty() ? "every channel" : options_.channels));
+    std::string list = options_.channels;
+    for (char& c : list)
+        c = c == ' ' ? ',' : c;
+    if (!send_("scan" + (list.empty() ? "" : " channels=" + list))) fail("the scan could not be ordered");
+}
+
+void pilot::scanned(const std::vector<radio_view>& radios, const std::vector<heard_bss>& environment, double now) {
+    if (phase_ != phase::scanning) return;
+    last_ = radios;
+    ordered_ = plan(radios, environment);
+    say_("heard " + std::to_string(environment.size()) + " entries after " +
+         std::to_string(static_cast<int>(now - started_)) + " s");
+    std::string config;
+    for (const decision& d : ordered_) {
+        say_("radio " + std::to_string(d.radio) + ": " + setting(d) + tail_of(d.reason));
+        if (!d.set_channel && !d.set_power) continue;
+        config += " radio=" + std::to_string(d.radio);
+        if (d.set_channel) {
+            config += " channel=" + std::to_string(d.channel) + " bandwidth=" + std::to_string(d.bandwidth);
+            if (d.bandwidth == 40) config += " primary=" + d.primary;
+        }
+        if (d.set_power) config += " power=" + std::to_string(d.power);
+    }
+    if (ordered_.empty()) return fail("no radio is up");
+    phase_ = phase::applying;
+    due_ = now + options_.apply_timeout;
+    ask_again_ = now + ask_distance;
+    changes_seen_ = 0;
+    if (config.empty()) {
+        say_("every radio is locked; nothing to order");
+        return finish_round(now);
+    }
+    if (!send_("config use-dca=1 use-tpc=1" + config)) fail("the settings could not be ordered");
+}
+
+void pilot::described(const std::string& cmd, const std::vector<radio_view>& radios, double now) {
+    last_ = radios;
+    if (phase_ != phase::applying) return;
+    if (cmd == "rrm-config-changed") ++changes_seen_;
+    for (const decision& d : ordered_) {
+        bool shown = false;
+        for (const radio_view& radio : radios)
+            shown = shown || (radio.id == d.radio && difference(d, radio).empty());
+        // The rest may be on its way: several messages can follow one order.
+        if (!shown) return;
+    }
+    finish_round(now);
+}
+
+void pilot::finish_round(double now) {
+    for (const decision& d : ordered_) {
+        std::string fault = "is not described";
+        for (const radio_view& radio : last_) {
+            if (radio.id == d.radio) fault = difference(d, radio);
+        }
+        passed_ = passed_ && fault.empty();
+        say_((fault.empty() ? "PASS" : "FAIL") + std::string(" radio ") + std::to_string(d.radio) + " " + setting(d) +
+             (fault.empty() ? "" : ": " + fault));
+    }
+    say_("after " + std::to_string(static_cast<int>(now - started_)) + " s and " + std::to_string(changes_seen_) +
+         " rrm-config-changed");
+    ++round_;
+    phase_ = round_ >= options_.rounds ? phase::done : phase::resting;
+    due_ = now + options_.interval;
+}
+
+void pilot::fail(const std::string& why) {
+    say_("FAIL " + why);
+    passed_ = false;
+    phase_ = phase::done;
+}
+
+void pilot::turn(double now) {
+    if (phase_ == phase::scanning && now >= due_) {
+        fail("no report of the scan within " + std::to_string(options_.scan_timeout) + " s");
+    } else if (phase_ == phase::resting && now >= due_) {
+        order_scan(now);
+    } else if (phase_ == phase::applying && now >= due_) {
+        finish_round(now);
+    } else if (phase_ == phase::applying && now >= ask_again_) {
+        ask_again_ = now + ask_distance;
+        send_("mode");
+    }
+}
+
+}  // namespace ravd::lab

@@ -1,0 +1,56 @@
+// The automatic mode for one agent: scan, choose, apply, verify, as many rounds as wanted.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sim/service/options.h"
+#include "sim/service/planner.h"
+#include "sim/service/radio_view.h"
+
+struct json_object;
+
+namespace ravd::lab {
+
+class pilot {
+  public:
+    // `send` delivers an order to the agent; `say` prints a line about it. Times are monotonic seconds.
+    pilot(const auto_options& options, std::function<bool(const std::string& command)> send,
+          std::function<void(const std::string&)> say);
+
+    // The agent's subscription was answered with success.
+    void subscribed(double now);
+    // An "rrm-response" arrived.
+    void scanned(const std::vector<radio_view>& radios, const std::vector<heard_bss>& environment, double now);
+    // A description of the radios arrived in a message of that name.
+    void described(const std::string& cmd, const std::vector<radio_view>& radios, double now);
+    // Looks at the clock.
+    void turn(double now);
+
+    bool done() const { return phase_ == phase::done; }
+    // Every radio of every round showed what was ordered.
+    bool passed() const { return passed_; }
+
+  private:
+    enum class phase { unsubscribed, scanning, applying, resting, done };
+
+    void order_scan(double now);
+    void finish_round(double now);
+    void fail(const std::string& why);
+
+    auto_options options_;
+    std::function<bool(const std::string&)> send_;
+    std::function<void(const std::string&)> say_;
+    phase phase_ = phase::unsubscribed;
+    std::vector<decision> ordered_;
+    std::vector<radio_view> last_;  // what the radios showed last
+    double due_ = 0;                // end of the phase
+    double ask_again_ = 0;          // while applying: when to ask for a description
+    double started_ = 0;
+    unsigned changes_seen_ = 0;
+    unsigned round_ = 0;
+    bool passed_ = true;
+};
+
+}  // namespace ravd::lab

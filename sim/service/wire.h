@@ -1,0 +1,76 @@
+// The wire between one agent's TCP connection and the websocket engine. The engine (libwebsockets) sits behind a
+// socket pair and every byte passes here, which gives the lab what the engine alone cannot do: bytes that are no
+// websocket frame, pings that nobody answers, a peer that stops reading, a reset.
+#pragma once
+
+#include <poll.h>
+
+#include <cstdint>
+#include <string>
+
+#include "sim/service/frame_filter.h"
+
+namespace ravd::lab {
+
+class wire {
+  public:
+    // Owns both descriptors; both are non-blocking.
+    wire(int tcp, int engine);
+    ~wire();
+    wire(const wire&) = delete;
+    wire& operator=(const wire&) = delete;
+
+    // The descriptors with the events that can move something; -1 for one that needs none. Two entries.
+    void poll_entries(pollfd* entries) const;
+    // Moves what can be moved without blocking. `tcp_events` is what poll said of the TCP side. True when anything
+    // moved.
+    bool pump(short tcp_events);
+    // Both directions have ended and everything was delivered, or the connection is beyond help.
+    bool finished() const { return finished_; }
+    // The engine has closed its side.
+    bool engine_ended() const { return engine_ended_; }
+    // The agent has closed its side.
+    bool tcp_ended() const { return tcp_ended_; }
+
+    // Pings of the agent vanish before the engine sees them.
+    void set_mute(bool on) { mute_ = on; }
+    bool mute() const { return mute_; }
+    // Nothing is read from the agent: its output stalls once the socket buffers are full.
+    void set_reading(bool on) { reading_ = on; }
+    bool reading() const { return reading_; }
+
+    // Puts bytes into the stream towards the agent, behind everything the engine has written so far, between two
+    // frames. One at a time: the caller waits until injecting() is false.
+    void inject(std::string bytes);
+    bool injecting() const { return inject_pending_; }
+    // A reset instead of an orderly end; whatever is on its way is lost.
+    void drop();
+
+    std::uint64_t pings() const { return pings_; }
+    std::uint64_t bytes_in() const { return bytes_in_; }
+    std::uint64_t bytes_out() const { return bytes_out_; }
+
+  private:
+    bool pump_in();
+    bool pump_out();
+    void end();
+
+    int tcp_;
+    int engine_;
+    frame_filter in_frames_;
+    frame_filter out_frames_;
+    std::string to_engine_;
+    std::string to_tcp_;
+    std::string inject_;
+    bool inject_pending_ = false;
+    bool mute_ = false;
+    bool reading_ = true;
+    bool tcp_ended_ = false;
+    bool engine_ended_ = false;
+    bool finished_ = false;
+    std::uint64_t pings_ = 0;
+    std::uint64_t bytes_in_ = 0;
+    std::uint64_t bytes_out_ = 0;
+};
+
+}  // namespace ravd::lab
