@@ -62,6 +62,7 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
             return bus_result::not_served;
         }
         done = static_cast<std::size_t>(n);
+        transferred_ += done;
     }
     carried_ = carried_ || header.kind == bus_frame_kind::message;
     if (done == whole) return bus_result::accepted;
@@ -82,6 +83,7 @@ void bus_connection::flush() {
         if (n == 0) return;
         front_done_ += static_cast<std::size_t>(n);
         backlog_ -= static_cast<std::size_t>(n);
+        transferred_ += static_cast<std::size_t>(n);
         if (front_done_ < front.size()) continue;
         output_.pop_front();
         front_done_ = 0;

@@ -38,6 +38,9 @@ class bus_connection {
     // Writes what is kept, as far as the socket takes it.
     void flush();
     std::size_t backlog() const { return backlog_; }
+    // Bytes read and written; who reads them counts them.
+    std::uint64_t transferred() const { return transferred_; }
+    void count_transferred(std::size_t bytes) { transferred_ += bytes; }
     // The other end no longer reads; what it wrote may still be read.
     bool write_failed() const { return write_failed_; }
     // Everything that was written has been read by the other end's process.
@@ -64,6 +67,7 @@ class bus_connection {
     std::deque<std::string> output_;
     std::size_t front_done_ = 0;  // bytes of output_.front() that are written
     std::size_t backlog_ = 0;
+    std::uint64_t transferred_ = 0;
 };
 
 }  // namespace ravd

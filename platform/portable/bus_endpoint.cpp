@@ -38,6 +38,7 @@ bool bus_endpoint::receive(bus_message& message) { return engine_->receive(messa
 bool bus_endpoint::is_open(std::uint64_t connection) const { return engine_->is_open(connection); }
 bool bus_endpoint::has_sent_over(std::uint64_t connection) const { return engine_->has_sent_over(connection); }
 int bus_endpoint::peer_of(std::uint64_t connection) const { return engine_->peer_of(connection); }
+std::uint64_t bus_endpoint::transferred() const { return engine_->transferred(); }
 std::size_t bus_endpoint::unsent() const { return engine_->unsent(); }
 
 bus_result bus_endpoint::send(int destination, std::string_view text, std::uint64_t* connection) {

@@ -79,6 +79,8 @@ class bus_endpoint {
 
     // Bytes accepted and not yet written to a socket.
     std::size_t unsent() const;
+    // Bytes read from and written to sockets since start(): while it grows, something moves.
+    std::uint64_t transferred() const;
 
   private:
     class engine;

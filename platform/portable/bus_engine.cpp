@@ -54,6 +54,7 @@ bool bus_endpoint::engine::start() {
     listener_ = registration_->listen();
     if (!listener_) return false;
     stopping_ = abandon_ = listener_rests_ = reading_rests_ = false;
+    transferred_ = 0;
 
     // Signals are the business of the program's own threads.
     sigset_t all;
@@ -161,6 +162,14 @@ std::size_t bus_endpoint::engine::unsent() const {
     std::size_t bytes = 0;
     for (const auto& connection : connections_)
         bytes += connection->backlog();
+    return bytes;
+}
+
+std::uint64_t bus_endpoint::engine::transferred() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::uint64_t bytes = transferred_;
+    for (const auto& connection : connections_)
+        bytes += connection->transferred();
     return bytes;
 }
 

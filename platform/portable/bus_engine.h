@@ -45,6 +45,7 @@ class bus_endpoint::engine {
     int peer_of(std::uint64_t connection) const;
     bool has_sent_over(std::uint64_t connection) const;
     std::size_t unsent() const;
+    std::uint64_t transferred() const;
 
   private:
     // What a waiting message costs beside its payload.
@@ -101,6 +102,7 @@ class bus_endpoint::engine {
     std::deque<bus_message> inbox_;
     std::size_t inbox_bytes_ = 0;
     std::size_t unfinished_bytes_ = 0;
+    std::uint64_t transferred_ = 0;  // of closed connections
 
     // The thread's own.
     std::vector<pollfd> poll_set_;

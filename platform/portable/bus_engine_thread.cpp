@@ -163,6 +163,7 @@ void bus_endpoint::engine::read_from(bus_connection& connection) {
     }
     bus_frame_reader& reader = connection.reader();
     const auto count = static_cast<std::size_t>(n);
+    connection.count_transferred(count);
     unfinished_bytes_ -= reader.held();
     bool good = true;
     for (std::size_t done = 0; good && done < count;) {
@@ -199,6 +200,7 @@ void bus_endpoint::engine::remove_closed() {
                                         [id](const auto& connection) { return connection->id() == id; });
         if (found == connections_.end()) continue;
         unfinished_bytes_ -= (*found)->reader().held();
+        transferred_ += (*found)->transferred();
         connections_.erase(found);
     }
     closed_.clear();

@@ -95,6 +95,7 @@ class line_exchange {
     std::string line_;
     bool line_waits_ = false;  // line_ is not sent yet
     long long full_since_ = 0;
+    std::uint64_t moved_ = 0;
     long long last_move_;
 };
 
@@ -112,9 +113,10 @@ bool line_exchange::print_received() {
         if (!print(out)) return false;
         out.clear();
     }
-    if (out.empty()) return true;
-    last_move_ = now_ms();
-    return print(out);
+    const std::uint64_t moved = bus_.transferred();
+    if (moved != moved_) last_move_ = now_ms();
+    moved_ = moved;
+    return out.empty() || print(out);
 }
 
 bool line_exchange::send_line() {
