@@ -20,7 +20,7 @@ TEST_P(either_chip, scans_both_radios) {
     EXPECT_EQ(driver->start_scan(true, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36, 70000}, wait), 0);
     EXPECT_EQ(wait, 10u);
     EXPECT_THAT(chip->asked,
-                ElementsAre("wlan0 1", HasSubstr("wlan0 0 0d00 0000 0100 0200"), "wlan1 1", "wlan1 0 0100 0000 24"));
+                ElementsAre("wlan0 1", HasSubstr("wlan0 0 0d00000001000200"), "wlan1 1", "wlan1 0 0100000024"));
     EXPECT_EQ(driver->start_scan(false, {1}, {36}, wait), 0);
     EXPECT_EQ(chip->asked.size(), 4u);
 
@@ -111,7 +111,7 @@ TEST_P(either_chip, lists_stations_of_active_vaps) {
     const auto add = [&stations](const rrm_sta_s& sta) { stations.push_back(sta.mac + sta.ssid + sta.ifname); };
     EXPECT_EQ(driver->get_assoc_stas("wlan0-va5", add), 0);
     EXPECT_THAT(stations, ElementsAre("02:aa:bb:cc:dd:01guestwlan0-va3", "00:00:00:00:00:00guestwlan0-va3"));
-    EXPECT_THAT(chip->asked, ElementsAre("wlan0-va0 4 0000 0000 9024", "wlan0-va3 4 0000 0000 9024"));
+    EXPECT_THAT(chip->asked, ElementsAre("wlan0-va0 4 000000009024", "wlan0-va3 4 000000009024"));
 
     chip->asked.clear();
     chip->failing = {"wlan0-va0 4", "wlan0 roam_attempt_timeout=30", "wlan0-va0 bss-transition"};
@@ -122,7 +122,7 @@ TEST_P(either_chip, lists_stations_of_active_vaps) {
     driver->send_bss_trans_req("wlan0-va0", "02:00:00:00:00", 0);
     EXPECT_THAT(chip->asked, ElementsAre(HasSubstr(" 4 "), HasSubstr(" 4 "), "wlan0 roam_attempt_timeout=30",
                                          "wlan0-va0 roam_attempt_timeout=30", "wlan0-va3 roam_attempt_timeout=30",
-                                         "wlan0-va0 bss-transition 15"));
+                                         "wlan0-va0 bss-transition 02000000000f"));
     EXPECT_EQ(log.count("(command = QUARN_CMD_GET_ASSOC_STAS)\n"), 1);
     EXPECT_EQ(log.count("> cannot setup roam attempt timeout for iface wlan0\n"), GetParam() ? 0 : 1);
     EXPECT_EQ(log.count("Error: 02:00:00:00:00:0f not found on wlan0-va0\n"), 1);
