@@ -1,12 +1,11 @@
-// The agent on a virtual clock with a fake driver: a small language to tell a device's story in.
+// The agent on a virtual clock with a fake driver: a small language to tell a device's story in. JSON is written with
+// single quotes, here and in what is compared.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <set>
 #include <string>
-#include <vector>
 
 #include "rrm/rrm_worker.h"
 #include "tests/rrm/fake_driver.h"
@@ -17,10 +16,8 @@ namespace ravd {
 
 struct worker_test_access {
     static int timers(const abstract_worker& worker, std::int32_t id) {
-        int n = 0;
-        for (const auto& timer : worker.timers_)
-            n += timer.id == id;
-        return n;
+        return static_cast<int>(std::count_if(worker.timers_.begin(), worker.timers_.end(),
+                                              [&](const auto& timer) { return timer.id == id; }));
     }
     // Seconds until the first timer of that id is due; -1 when there is none.
     static long long due(abstract_worker& worker, std::int32_t id) {
@@ -33,7 +30,6 @@ struct worker_test_access {
 struct rrm_test_access {
     static bool subscribed(const rrm_worker& w) { return w.subscribed_; }
     static bool subscribing(const rrm_worker& w) { return w.subscribing_; }
-    static bool hostapd_stopped(const rrm_worker& w) { return w.hostapd_stopped_; }
     static auto& probes(rrm_worker& w, std::size_t radio) { return w.probe_tables_[radio]; }
     static auto& blocked(rrm_worker& w, std::size_t radio) { return w.blocked_tables_[radio]; }
     static void arm(rrm_worker& w, int id, int delay) { w.arm(static_cast<rrm_worker::timer_id>(id), delay); }
@@ -41,17 +37,15 @@ struct rrm_test_access {
 
 namespace testing {
 
-inline constexpr const char* pid_file = "/var/run/hostapd.pid";
-inline constexpr const char* marker = "/tmp/.corvane-connected";
-inline constexpr const char* link_up = R"({"version":"2.4","service":"internal-ipc","cmd":"connected"})";
-inline constexpr const char* link_down = R"({"version":"2.4","service":"internal-ipc","cmd":"disconnected"})";
-inline constexpr const char* accepted =
-    R"({"version":"2.4","service":"rrm","cmd":"subscribe-response","status":"success"})";
+inline const std::string pid_file = "/var/run/hostapd.pid", notify_file = "/tmp/.corvane_notify",
+                         marker = "/tmp/.corvane-connected", link_up = "{'service':'internal-ipc','cmd':'connected'}",
+                         link_down = "{'service':'internal-ipc','cmd':'disconnected'}",
+                         rrm = "{'version':'2.4','service':'rrm','cmd':'";
 
-inline std::shared_ptr<buffer_info_t> buffer_of(const std::string& text) {
-    auto buffer = make_buffer();
-    buffer->append(text.data(), text.size());
-    return buffer;
+inline std::string swap_quotes(std::string text) {
+    for (char& c : text)
+        c = c == '"' ? '\'' : c == '\'' ? '"' : c;
+    return text;
 }
 
 class agent : public ::testing::Test {
@@ -67,11 +61,15 @@ class agent : public ::testing::Test {
         system.reset();
         fake_bus::get().reset();
         system.write_file("/tmp/");
+        restart();
+    }
+    void restart() {
+        worker.reset();
         worker = std::make_unique<rrm_worker>(&running, driver, "home", from_service, to_service, from_bus, to_bus);
-        driver.open_bus();
+        ready = driver.hostapd = driver.scanning = false;
+        system.remove_file(pid_file);
         driver.calls.clear();
     }
-
     // One turn of the worker's thread.
     void turn() {
         if (!ready) {
@@ -85,52 +83,52 @@ class agent : public ::testing::Test {
     }
     // Lets seconds pass, one turn after each.
     void pass(int seconds) {
-        for (int i = 0; i < seconds; ++i) {
+        for (; seconds > 0; --seconds) {
             system.advance_ms(1000);
             turn();
         }
     }
-    void notify(const char* what) {
-        system.write_file(std::string("/tmp/.corvane_notify_") + what);
-        system.write_file("/tmp/.corvane_notify");
+    void notify(const std::string& what) {
+        system.write_file(notify_file + what);
+        system.write_file(notify_file);
     }
     void start_hostapd() {
         system.write_file(pid_file);
         while (!ready)
             turn();
-        notify("hostapd_started");
+        notify("_hostapd_started");
         turn();
     }
-    void from(safe_queue& queue, const std::string& text) {
-        queue.push(buffer_of(text));
+    void from(safe_queue& queue, const std::string& json) {
+        const std::string text = swap_quotes(json);
+        auto buffer = make_buffer();
+        buffer->append(text.data(), text.size());
+        queue.push(buffer);
         turn();
     }
-    void service(const std::string& text) { from(from_service, text); }
+    void service(const std::string& json) { from(from_service, json); }
     // A command of the service; `members` begins with a comma.
-    void command(const std::string& cmd, const std::string& members = "") {
-        service(R"({"version":"2.4","service":"rrm","cmd":")" + cmd + "\"" + members + "}");
-    }
+    void command(const std::string& cmd, const std::string& members = "") { service(rrm + cmd + "'" + members + "}"); }
     // Subscribed, with nothing left over of the way there.
     void subscribe(const std::string& config = "{}") {
         start_hostapd();
         service(link_up);
-        command("subscribe-response", R"(,"status":"success","config":)" + config);
+        command("subscribe-response", ",'status':'success','config':" + config);
         sent();
         driver.calls.clear();
     }
     // What went to the service since the last time, one message a line.
     std::string sent() {
         std::string all;
-        while (to_service.pop([&](const std::shared_ptr<buffer_info_t>& m) { all += m->data + std::string("\n"); })) {
+        while (to_service.pop([&](const auto& message) { all += message->data + std::string("\n"); })) {
         }
-        return all;
+        return swap_quotes(all);
     }
-    // The same, only the names of the messages.
+    // The same, only the names of the messages, each followed by a blank.
     std::string sent_names() {
         std::string names;
-        while (to_service.pop([&](const std::shared_ptr<buffer_info_t>& m) {
-            names += (names.empty() ? "" : " ") + std::string(json_reader(m->data).get_string("cmd"));
-        })) {
+        while (to_service.pop(
+            [&](const auto& message) { names += json_reader(message->data).get_string("cmd") + std::string(" "); })) {
         }
         return names;
     }

@@ -2,9 +2,6 @@
 // agent neither crashes nor stops answering.
 #include <json-c/json.h>
 
-#include <cstring>
-
-#include "tests/core/log_capture.h"
 #include "tests/rrm/agent_fixture.h"
 
 namespace ravd::testing {
@@ -12,25 +9,21 @@ namespace {
 
 class hostile : public agent {
   protected:
-    // The agent as it was before, whatever the last message did to it.
     void expect_answers(const std::string& text) {
         driver.scanning = false;
         driver.calls.clear();
         sent();
-        service(R"({"version":"2.4","service":"rrm","cmd":"rrm-request-mode"})");
+        command("rrm-request-mode");
         turn();
-        const std::string answers = sent_names();
-        EXPECT_NE(answers.find("rrm-mode-response"), std::string::npos) << text.substr(0, 500);
+        EXPECT_NE(sent_names().find("rrm-mode-response"), std::string::npos) << text.substr(0, 500);
     }
-
     void feed(json_object* root) {
-        const std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
+        const std::string text = swap_quotes(json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN));
         from(from_bus, text);
         service(text);
         expect_answers(text);
         ++fed;
     }
-
     // Feeds `root` once for each way to spoil `value` or one of its members.
     void spoil(json_object* root, json_object* parent, const char* key, std::size_t index, json_object* value) {
         const auto put = [&](json_object* other) {
@@ -70,27 +63,25 @@ class hostile : public agent {
     int fed = 0;
 };
 
-constexpr const char* config =
-    R"("use-tpc":1,"use-dca":1,"use-80211v":1,"use-80211r":1,"radios":[{"id":0,"channel":1,"bandwidth":40,"power":9,)"
-    R"("quarn-roam-attempt-timeout":3,"primary-channel":"upper","roam-count":1}],"802dot11k":[{"neighbour-mac":"n",)"
-    R"("channel":1,"priority":2,"vaps":[{"ssid":"a","mac":"m"}]}]})";
-
 TEST_F(hostile, members) {
-    subscribe(R"({"use-80211v":1,"use-80211r":1})");
+    subscribe("{'use-80211v':1,'use-80211r':1}");
     driver.add_station(0, "A", -60);
-    const std::string head = R"({"version":"2.4","service":"rrm","cmd":")";
-    const std::string event = R"({"command":"wifi-client-trap","event":{"dev":"wlan0-va1","mac":"m","ssid":"s",)";
+    const std::string config =
+        "'use-tpc':1,'use-dca':1,'use-80211v':1,'use-80211r':1,'radios':[{'id':0,'channel':1,'bandwidth':40,'power':9,"
+        "'quarn-roam-attempt-timeout':3,'primary-channel':'upper','roam-count':1}],'802dot11k':[{'neighbour-mac':'n',"
+        "'channel':1,'priority':2,'vaps':[{'ssid':'a','mac':'m'}]}]}";
+    const std::string event = "{'command':'wifi-client-trap','event':{'dev':'wlan0-va1','mac':'m','ssid':'s',";
     for (const std::string& text :
-         {head + "rrm-info\"," + config, head + "rrm-sta-overload\",\"ap-mac\":\"A\"," + config,
-          head + R"(subscribe-response","status":"success","domain":"home","config":{)" + config + "}",
-          head + R"(subscribe-response","status":"no","code":503})",
-          head + R"(rrm-update","rrm-scan-delay":0,"quarn-rrm-scanning":1,"rrm-scan-channels":"1 36"})",
-          head + R"(fbt-info","fbt-reassoc-deadline":1,"fbt-over-ds":1,"vaps":[{"vap_id":1,"radio_id":0,)"
-                 R"("mobility-domain":1,"r0-key-holder-id":"a","r1-key-holder-id":"b","fbt-rrb-key":"c","remotes":[)"
-                 R"({"remote-r1-kh-id":"d","remote-r0-kh-id":"e","remote-r1-kh-key":"f"}]}]})",
-          event + R"("type":"auth","rssi":-4,"client-info":{"using-802.11v":"yes"}}})",
-          event + R"("type":"80211v-roam","target-mac":"t"}})", std::string(link_up), std::string(link_down)}) {
-        json_object* root = json_tokener_parse(text.c_str());
+         {rrm + "rrm-info'," + config, rrm + "rrm-sta-overload','ap-mac':'A'," + config,
+          rrm + "subscribe-response','status':'success','domain':'home','config':{" + config + "}",
+          rrm + "subscribe-response','status':'no','code':503}",
+          rrm + "rrm-update','rrm-scan-delay':0,'quarn-rrm-scanning':1,'rrm-scan-channels':'1 36'}",
+          rrm + "fbt-info','fbt-reassoc-deadline':1,'fbt-over-ds':1,'vaps':[{'vap_id':1,'radio_id':0,'mobility-domain':"
+                "1,'r0-key-holder-id':'a','r1-key-holder-id':'b','fbt-rrb-key':'c','remotes':[{'remote-r1-kh-id':'d',"
+                "'remote-r0-kh-id':'e','remote-r1-kh-key':'f'}]}]}",
+          event + "'type':'auth','rssi':-4,'client-info':{'using-802.11v':'yes'}}}",
+          event + "'type':'80211v-roam','target-mac':'t'}}", link_up, link_down}) {
+        json_object* root = json_tokener_parse(swap_quotes(text).c_str());
         ASSERT_TRUE(root) << text;
         spoil(root, nullptr, nullptr, 0, root);
         json_object_put(root);
@@ -99,11 +90,10 @@ TEST_F(hostile, members) {
 }
 
 TEST_F(hostile, sizes) {
-    subscribe(R"({"use-80211v":1,"use-80211r":1})");
-    const std::string head = R"({"version":"2.4","service":"rrm","cmd":")";
+    subscribe("{'use-80211v':1,'use-80211r':1}");
     const auto repeated = [](const std::string& piece, int count) {
         std::string all = piece;
-        for (int i = 1; i < count; ++i)
+        while (--count)
             all += "," + piece;
         return all;
     };
@@ -111,17 +101,16 @@ TEST_F(hostile, sizes) {
     for (int i = 0; i < 100000; ++i)
         channels += std::to_string(i) + " ";
     for (const std::string& text : {
-             head + "rrm-update\",\"rrm-scan-channels\":\"" + channels +
-                 "99999999999999999999 -99999999999999999999\"}",
-             head + "rrm-info\",\"radios\":[" + repeated("{\"id\":9}", 60000) + "]}",
-             head + "rrm-info\",\"802dot11k\":[" + repeated("0", 100000) + "]}",
-             head + "rrm-sta-overload\",\"radios\":[" + repeated("null", 100000) + "]}",
-             head + "fbt-info\",\"vaps\":[" + repeated("{}", 60000) + "]}",
-             head + "rrm-info\",\"radios\":" + std::string(100000, '['),
-             head + R"(rrm-info","radios":[{"id":0,"id":1,"id":-7}],"cmd":"rrm-update","cmd":"rrm-info"})",
-             head + std::string(1000000, 'x') + "\"}",
-             head + "rrm-info\",\"x\":\"\\u0000\xFF\xC0\"}",
-             std::string(1, '\0') + head,
+             rrm + "rrm-update','rrm-scan-channels':'" + channels + "99999999999999999999 -99999999999999999999'}",
+             rrm + "rrm-info','radios':[" + repeated("{'id':9}", 60000) + "]}",
+             rrm + "rrm-info','802dot11k':[" + repeated("0", 100000) + "]}",
+             rrm + "rrm-sta-overload','radios':[" + repeated("null", 100000) + "]}",
+             rrm + "fbt-info','vaps':[" + repeated("{}", 60000) + "]}",
+             rrm + "rrm-info','radios':" + std::string(100000, '['),
+             rrm + "rrm-info','radios':[{'id':0,'id':1,'id':-7}],'cmd':'rrm-update','cmd':'rrm-info'}",
+             rrm + std::string(1000000, 'x') + "'}",
+             rrm + "rrm-info','x':'\\u0000\xFF\xC0'}",
+             std::string(1, '\0') + rrm,
              std::string(5000000, ' '),
          }) {
         service(text);
@@ -132,19 +121,19 @@ TEST_F(hostile, sizes) {
 // While the network daemon or a driver takes long over each step, the worker's clock goes on being read, and a stop
 // ends the sequence early.
 TEST_F(hostile, slow_neighbours) {
-    subscribe(R"({"use-80211v":1})");
+    subscribe();
     std::string list;
-    for (int i = 0; i < 50; ++i)
-        list += R"({"ssid":"a","mac":"m"},)";
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 50; ++i) {
+        list += "{'ssid':'a','mac':'m'},";
         driver.add_station(0, "A", -60);
+    }
+    list = ",'802dot11k':[{'neighbour-mac':'n','vaps':[" + list + "0]}]";
     driver.in_call = [&] { system.advance_ms(5000); };
-    command("rrm-sta-overload",
-            R"(,"radios":[{"id":0,"roam-count":50}],"802dot11k":[{"neighbour-mac":"n","vaps":[)" + list + "0]}]");
+    command("rrm-sta-overload", ",'radios':[{'id':0,'roam-count':50}]" + list);
     EXPECT_EQ(driver.calls.size(), 101u);
     driver.calls.clear();
     driver.in_call = [&] { running = driver.calls.size() < 10; };
-    command("rrm-info", R"(,"802dot11k":[{"neighbour-mac":"n","vaps":[)" + list + "0]}]");
+    command("rrm-info", list);
     EXPECT_EQ(driver.calls.size(), 10u);
 }
 
