@@ -59,6 +59,9 @@ class access_point : public ::testing::Test {
         system.commands.clear();
         bus.sent.clear();
     }
+    void neighbor(const char* ssid, std::uint32_t channel, bool custom = false) {
+        driver->add_neighbor("02:AA:bb:cc:dd:ee", ssid, channel, 9, custom);
+    }
     std::string driver_file(const std::string& name) { return system.read_file(chip->directory() + name); }
 
     fake_system& system = fake_system::get();

@@ -1,4 +1,5 @@
 // The table of radios and VAPs, and what is answered from it and from the configuration.
+#include "driver/converters.h"
 #include "rrm/json.h"
 #include "tests/core/log_capture.h"
 #include "tests/driver/access_point.h"
@@ -82,49 +83,40 @@ TEST_F(access_point, knows_itself_from_factory_data) {
 
 TEST_P(either_chip, is_neutral_while_hostapd_does_not_run) {
     start();
-    log_capture log(0xf);
+    driver_realtek& d = *driver;
     for (const bool stopping : {false, true}) {
-        driver->set_hostapd_running(stopping);
+        d.set_hostapd_running(stopping);
         running = !stopping;
         bool called = false;
         std::uint32_t wait = 0, min = 0, max = 0;
         ap_table table;
         std::string text = "x";
-        driver->for_each_vap("wlan0", [&called](int, const char*, const char*, bool) { called = true; });
-        EXPECT_EQ(driver->get_assoc_stas("wlan0", [&called](const rrm_sta_s&) { called = true; }), 0);
-        EXPECT_FALSE(called || driver->is_radio_up("wlan0") || driver->radio_up(0) || driver->any_vap_active(0) ||
-                     driver->vap_is_up("wlan0", 0) || driver->vap_active(0, 0) || driver->vap_kv_enabled(0, 0) ||
-                     driver->radio_has_band(0, 2) || driver->radio_wds_enabled(0) || driver->is_ft_enabled(0, 0));
-        EXPECT_EQ(driver->set_tx_power("wlan0", 3) + driver->set_channel("wlan0", 6, 20, 0), 0);
-        EXPECT_EQ(driver->get_tx_power("wlan0"), 16);
-        driver->get_min_max_tx_power("DE", &min, &max, 2);
-        EXPECT_EQ(min * 100 + max, 1116u);
-        EXPECT_EQ(driver->get_chanspec("wlan0") + driver->get_config_bandwidth("wlan0"), 0u);
-        EXPECT_EQ(driver->get_config_sideband("wlan0"), 0u);
-        EXPECT_EQ(driver->start_scan(true, {1}, {36}, wait) + driver->stop_scan(true), 0);
-        EXPECT_FALSE(driver->is_scanning());
-        EXPECT_EQ(driver->fill_scan_results(table) + driver->fill_rrm_scan_results(table), 0);
-        driver->fill_chanspecs("wlan0", text);
+        d.for_each_vap("wlan0", [&called](int, const char*, const char*, bool) { called = true; });
+        EXPECT_EQ(d.get_assoc_stas("wlan0", [&called](const rrm_sta_s&) { called = true; }), 0);
+        EXPECT_FALSE(called || d.is_radio_up("wlan0") || d.radio_up(0) || d.any_vap_active(0) ||
+                     d.radio_has_band(0, 2) || d.vap_is_up("wlan0", 0) || d.vap_active(0, 0) ||
+                     d.vap_kv_enabled(0, 0) || d.radio_wds_enabled(0) || d.is_ft_enabled(0, 0));
+        EXPECT_FALSE(d.vap_name(0, 0) || d.vap_ssid(0, 0) || d.vap_mac(0, 0) || d.vap_name_by_ssid("home", 0));
+        d.get_min_max_tx_power("DE", &min, &max, 2);
+        EXPECT_EQ(min * 10000 + max * 100 + static_cast<unsigned>(d.get_tx_power("wlan0")), 111616u);
+        EXPECT_EQ(d.get_chanspec("wlan0") + d.get_config_bandwidth("wlan0") + d.get_config_sideband("wlan0"), 0u);
+        EXPECT_EQ(d.set_tx_power("wlan0", 3) + d.set_channel("wlan0", 6, 20, 0), 0);
+        EXPECT_EQ(d.start_scan(true, {1}, {36}, wait) + d.stop_scan(true) + d.set_roam_attempt_timeout("wlan0", 3), 0);
+        EXPECT_FALSE(d.is_scanning());
+        EXPECT_EQ(d.fill_scan_results(table) + d.fill_rrm_scan_results(table), 0);
+        d.fill_chanspecs("wlan0", text);
         EXPECT_EQ(text, "x");
-        EXPECT_FALSE(driver->vap_name(0, 0) || driver->vap_ssid(0, 0) || driver->vap_mac(0, 0) ||
-                     driver->vap_name_by_ssid("home", 0));
-        driver->add_neighbor("02:00:00:00:00:01", "home", 6, 1, false);
-        driver->send_bss_trans_req("wlan0-va0", "02:00:00:00:00:01", 0);
-        EXPECT_EQ(driver->set_roam_attempt_timeout("wlan0", 3), 0);
-        if (!stopping) {
-            driver->stop_all();
-            driver->del_neighbors("wlan0-va0");
-            driver->del_custom_neighbors("wlan0-va0");
-        }
+        neighbor("home", 6);
+        d.send_bss_trans_req("wlan0-va0", "02:00:00:00:00:01", 0);
         // What does not depend on hostapd.
-        EXPECT_EQ(driver->get_radio_bandwidth(0), 0x1900u);
-        EXPECT_EQ(driver->get_tx_power_max(2) * 100 + driver->get_tx_power_min(-1), 1611);
-        EXPECT_EQ(driver->get_vap_base(2) + driver->get_vap_span(2), 0);
+        EXPECT_EQ(d.get_radio_bandwidth(0), 0x1900u);
+        EXPECT_EQ(d.get_tx_power_max(2) * 100 + d.get_tx_power_min(-1) + d.get_vap_base(2) + d.get_vap_span(2), 1611);
     }
+    d.set_hostapd_running(false);
+    d.stop_all();
+    d.del_neighbors("wlan0-va0");
+    d.del_custom_neighbors("wlan0-va0");
     EXPECT_TRUE(bus.sent.empty() && chip->asked.empty() && system.commands.empty());
-    driver->block_sta("wlan0", "");
-    EXPECT_EQ(driver->probsup_find("wlan0", ""), 0);
-    EXPECT_EQ(log.count("block_sta: not supported\n") + log.count("probsup_find: not supported\n"), 2);
 }
 
 TEST_F(access_point, answers_for_missing_radios_with_an_error) {
@@ -136,15 +128,14 @@ TEST_F(access_point, answers_for_missing_radios_with_an_error) {
     EXPECT_FALSE(driver->vap_name(7, 0));
     EXPECT_EQ(driver->get_chanspec(nullptr), 0u);
     driver->get_min_max_tx_power("DE", nullptr, nullptr, 2);
+    driver->block_sta("wlan0", "");
     EXPECT_EQ(driver->get_config_bandwidth("eth0"), 0x1000u);
     EXPECT_FALSE(driver->is_radio_up("wlan5"));
-    EXPECT_FALSE(driver->getconf_vap("wlan0-va0", "/vap/none", [](const interface_context*, const std::string& text) {
-        return std::optional<std::string>(text);
-    }));
+    EXPECT_FALSE(driver->getconf_vap("wlan0-va0", "/vap/none", parse_text));
     const std::string text = log.text();
     for (const char* piece :
-         {"radio_id 2 are absence: ", "cannot parse interface name(eth0)\n",
-          "<get_radio:", "vap_id 7 are absence: ", "<get_chanspec:", "no pointer to tx_power_min or tx_power_max\n",
+         {"radio_id 2 are absence: ", "cannot parse interface name(eth0)\n", "<get_radio:", "vap_id 7 are absence: ",
+          "<get_chanspec:", "block_sta: not supported\n", "no pointer to tx_power_min or tx_power_max\n",
           "> cannot take  value of the eth0 interface\n", "cannot open entry from sysfs(/sys/class/net/wlan5/flags)\n",
           "<getconf_vap:265> ifname == wlan0-va0 path == /interface/wlan0-va0/vap/none value \n",
           "<getconf_vap:269> cannot take /interface/wlan0-va0/vap/none value of the wlan0-va0 interface\n"})
