@@ -27,6 +27,8 @@ struct handshake_case {
     const char* reply;
 };
 
+void PrintTo(const handshake_case& entry, std::ostream* out) { *out << entry.name; }
+
 class handshake_test : public link_test, public ::testing::WithParamInterface<handshake_case> {};
 
 TEST_P(handshake_test, recovers) {
@@ -37,24 +39,28 @@ TEST_P(handshake_test, recovers) {
     ASSERT_TRUE(until([this] { return !initialized; }, 7000));
     EXPECT_LE(clock.now_s() - start, 30);
     EXPECT_EQ(statuses.find('+'), std::string::npos);
-    const int before = server.accepted;
+    server.step();
+    EXPECT_EQ(server.accepted, 1);
     expect_recovery();
-    EXPECT_EQ(server.accepted, before + 1);
+    EXPECT_EQ(server.accepted, 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     all, handshake_test,
-    ::testing::Values(handshake_case{"mute", manner::mute, ""}, handshake_case{"hang_up", manner::hang_up, ""},
-                      handshake_case{"reset", manner::reset, ""},
-                      handshake_case{"garbage", manner::scripted, "\x01\x02garbage\r\n\r\n\r\n"},
-                      handshake_case{"not_found", manner::scripted,
-                                     "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"},
-                      handshake_case{"plain_ok", manner::scripted, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"},
-                      handshake_case{"redirect", manner::scripted,
-                                     "HTTP/1.1 302 Found\r\nLocation: ws://127.0.0.1:1/\r\nContent-Length: 0\r\n\r\n"},
-                      handshake_case{"wrong_key", manner::scripted,
-                                     "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-                                     "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n"}),
+    ::testing::Values(
+        handshake_case{"mute", manner::mute, ""}, handshake_case{"hang_up", manner::hang_up, ""},
+        handshake_case{"reset", manner::reset, ""},
+        handshake_case{"garbage", manner::scripted, "\x01\x02garbage\r\n\r\n\r\n"},
+        handshake_case{"not_found", manner::scripted, "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"},
+        handshake_case{"plain_ok", manner::scripted, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"},
+        handshake_case{"redirect", manner::scripted,
+                       "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:{port}/\r\nContent-Length: 0\r\n\r\n"},
+        handshake_case{"wrong_key", manner::scripted,
+                       "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                       "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n"},
+        handshake_case{"other_protocol", manner::scripted,
+                       "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                       "Sec-WebSocket-Protocol: other\r\nSec-WebSocket-Accept: {key}\r\n\r\n"}),
     [](const auto& info) { return info.param.name; });
 
 struct peer_case {
@@ -62,6 +68,8 @@ struct peer_case {
     std::string bytes;  // sent over the established link
     int action;         // then: 0 nothing, 1 closes, 2 resets, 3 stops answering pings
 };
+
+void PrintTo(const peer_case& entry, std::ostream* out) { *out << entry.name; }
 
 class peer_test : public link_test, public ::testing::WithParamInterface<peer_case> {};
 
@@ -156,12 +164,12 @@ TEST_F(link_test, peer_that_stops_reading) {
     for (int i = 0; i < 12; ++i)
         push(large);
     push(R"({"service":"internal-ipc","cmd":"status"})");
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 4; ++i)
         turn();
     EXPECT_EQ(statuses, "-+") << "a command overtook the messages before it";
     const double start = clock.now_s();
-    ASSERT_TRUE(until([this] { return !initialized; }, 5000, 20));
-    EXPECT_NEAR(clock.now_s() - start, 60, 7);
+    ASSERT_TRUE(until([this] { return !initialized; }, 9000, 20));
+    EXPECT_NEAR(clock.now_s() - start, 67, 8);
     EXPECT_EQ(server.pings, 0);
     // What the link no longer took is dropped in the wait before the next attempt, one message a step.
     server.hang_up();
@@ -182,6 +190,7 @@ TEST_F(link_test, pings_unanswered) {
 }
 
 TEST_F(link_test, reconnects_leave_no_descriptor_behind) {
+    const std::vector<raw_server> others(30);  // so that the link's descriptors are beyond the size of its tables
     connect();
     int before = 0;
     for (int i = 0; i < 300; ++i) {

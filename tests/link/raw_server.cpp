@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace ravd::testing {
 namespace {
@@ -103,8 +104,13 @@ void raw_server::answer_handshake() {
         out_ +=
             "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Accept: " +
             accept_key(request) + "\r\n\r\n";
+        if (!greeting.empty()) send_text(greeting);
         open_ = true;
     } else if (how == manner::scripted) {
+        const std::pair<std::string, std::string> marks[] = {{"{key}", accept_key(request)},
+                                                             {"{port}", std::to_string(port)}};
+        for (const auto& [mark, value] : marks)
+            if (const std::size_t at = reply.find(mark); at != std::string::npos) reply.replace(at, mark.size(), value);
         out_ += reply;
     } else {
         hang_up(how == manner::reset);

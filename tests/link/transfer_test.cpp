@@ -44,7 +44,9 @@ std::string pattern(std::size_t size, unsigned seed) {
 }
 
 TEST_F(link_test, handshake_names_the_service) {
+    server.greeting = "welcome";
     connect();
+    ASSERT_TRUE(until([this] { return inbox == std::vector<std::string>{"welcome"}; }));
     const char* fields[] = {"GET /api?x=1 HTTP/1.1\r\n", "Host: 127.0.0.1", "Sec-WebSocket-Protocol: websock-rrm\r\n"};
     for (const char* field : fields)
         EXPECT_NE(server.request.find(field), std::string::npos) << field << "\n" << server.request;
