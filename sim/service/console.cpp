@@ -106,7 +106,7 @@ void console::accept_client() {
     fcntl(fd, F_SETFD, FD_CLOEXEC);
     sources_.emplace_back();
     sources_.back().in = fd;
-    sources_.back().mark = next_event_ - 1;
+    sources_.back().mark = control_mark_;
 }
 
 void console::read_input(source& s) {
@@ -140,7 +140,7 @@ void console::run_lines(source& s, double now) {
             continue;
         }
         if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-        s.mark = next_event_ - 1;
+        spend(s, next_event_ - 1);
         reply(s, result.reply, true, result.good);
     }
     s.input.erase(0, start);
@@ -152,7 +152,7 @@ bool console::wait_is_over(source& s, double now) {
         for (const happened& e : events_) {
             if (e.number <= s.mark || e.name != s.wait.event) continue;
             if (s.wait.agent != 0 && e.agent != s.wait.agent) continue;
-            s.mark = e.number;
+            spend(s, e.number);
             done = true;
             break;
         }
@@ -167,6 +167,11 @@ bool console::wait_is_over(source& s, double now) {
     }
     s.wait = wait_request();
     return true;
+}
+
+void console::spend(source& s, std::uint64_t number) {
+    s.mark = number;
+    if (!s.standard) control_mark_ = std::max(control_mark_, number);
 }
 
 void console::event(const std::string& name, unsigned agent) {

@@ -72,6 +72,7 @@ class console {
     void read_input(source& s);
     void run_lines(source& s, double now);
     bool wait_is_over(source& s, double now);
+    void spend(source& s, std::uint64_t number);
     void reply(source& s, const std::string& text, bool finished, bool good);
     void write_output(source& s);
 
@@ -81,6 +82,9 @@ class console {
     std::deque<source> sources_;
     std::deque<happened> events_;
     std::uint64_t next_event_ = 1;
+    // Where a new client starts: behind what the commands of the clients before it have spent, so that a script may
+    // connect anew for every line.
+    std::uint64_t control_mark_ = 0;
     std::size_t polled_ = 0;
 };
 

@@ -134,7 +134,7 @@ void lab::message_received(unsigned link, std::string_view text, bool binary) {
     if (who.speaks_rrm() && who.orders.ap_mac.empty()) {
         who.orders.ap_mac = printable(json_text(message.get(), "ap-mac"), mac_limit);
     }
-    log_.message(link, who.orders.ap_mac, "received", text);
+    log_.message(link, who.orders.ap_mac, "received", text, message.get());
     if (!who.speaks_rrm()) {
         if (!options_.quiet) say(&who, "-> " + printable(text, shown_text));
         console_.event("message", link);

@@ -46,18 +46,22 @@ bool message_log::open(const std::string& path, std::string& error) {
     return file_ != nullptr;
 }
 
-void message_log::message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes) {
+void message_log::message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes,
+                          json_object* parsed) {
     if (!file_) return;
     json_ptr line = line_start(agent, ap_mac);
     json_put(line.get(), "direction", std::string(direction));
     json_put(line.get(), "size", static_cast<int>(bytes.size()));
     std::string error;
-    json_ptr message = parse_json(bytes, error);
-    const bool readable = printable(bytes).size() == bytes.size() && printable(bytes) == bytes;
-    if (json_object_is_type(message.get(), json_type_object)) {
-        json_put(line.get(), "message", std::move(message));
+    json_ptr own;
+    if (!parsed) own = parse_json(bytes, error);
+    json_object* message = parsed ? parsed : own.get();
+    if (json_object_is_type(message, json_type_object)) {
+        json_put(line.get(), "message", json_ptr(json_object_get(message)));
+    } else if (printable(bytes) == bytes) {
+        json_put(line.get(), "text", std::string(bytes));
     } else {
-        json_put(line.get(), readable ? "text" : "hex", readable ? std::string(bytes) : hex(bytes));
+        json_put(line.get(), "hex", hex(bytes));
     }
     write_line(file_, json_compact(line.get()));
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+struct json_object;
+
 namespace ravd::lab {
 
 class message_log {
@@ -19,8 +21,9 @@ class message_log {
     bool enabled() const { return file_ != nullptr; }
 
     // One line: {"time":...,"agent":N,"ap-mac":...,"direction":"received"|"sent","size":N,"message":{...}}; what is
-    // not one JSON object stands as "text" instead, other bytes as "hex".
-    void message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes);
+    // not one JSON object stands as "text" instead, other bytes as "hex". `parsed` saves parsing it again.
+    void message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes,
+                 json_object* parsed = nullptr);
     // {"time":...,"agent":N,"ap-mac":...,"event":...}
     void event(unsigned agent, const std::string& ap_mac, const std::string& what);
 
