@@ -198,6 +198,7 @@ class fake_driver final : public driver_interface {
     void disassoc_sta(const char*, const char*) override {}
 
   private:
+    int note(const char* text) { return note("%s", text); }
     template <typename... Args>
     int note(const char* format, Args... args) {
         if (!record) return 0;
@@ -217,7 +218,7 @@ class fake_driver final : public driver_interface {
         table.clear();
         if (!heard.empty()) table = std::move(heard.front());
         if (!heard.empty()) heard.pop_front();
-        return note("%s", what);
+        return note(what);
     }
 };
 
