@@ -67,7 +67,7 @@ ctree* ipc_helper::send_request(const ctree* tree, const char* answer, int desti
     if (!text) return nullptr;
     tick();
     mbus_peer_start(bus_);
-    // A refused send is not told apart: the wait knows of it, ends at once and prints the error text.
+    // A refused send is not told apart: the wait knows of it and ends at once.
     mbus_msg_send(bus_, text.get(), destination, std::strlen(text.get()));
     ctree* received = mbus_wait_answer(bus_, answer, error_text, timeout_);
     mbus_peer_stop(bus_);

@@ -39,12 +39,11 @@ TEST_F(IpcWorker, ServesTheBusFirstAndOneBufferAStep) {
     EXPECT_FALSE(worker.process());  // not connected
     ASSERT_TRUE(worker.init());
     const std::string zeros("\0{}\0", 4);
-    for (const std::string& text : {std::string("one"), std::string(), zeros, std::string(70000, 'x')})
+    for (const std::string& text : {std::string("one"), std::string(), zeros})
         bus.deliver(31, text);
-    queue_text("a");
-    queue_text("");
-    queue_text("b");
-    for (const std::string& text : {std::string("one"), std::string("null"), zeros, std::string(70000, 'x')}) {
+    for (const char* text : {"a", "", "b"})
+        queue_text(text);
+    for (const std::string& text : {std::string("one"), std::string("null"), zeros}) {
         EXPECT_FALSE(worker.process());
         EXPECT_EQ(forwarded(), text);
         EXPECT_TRUE(bus.sent.empty());
@@ -60,37 +59,29 @@ TEST_F(IpcWorker, ServesTheBusFirstAndOneBufferAStep) {
     EXPECT_EQ(bus.sent[1].source, 31);
 }
 
-TEST_F(IpcWorker, StartsOnlyOnAnEndpointThatAnswers) {
+TEST_F(IpcWorker, ComesBackWhenTheEndpointIsLost) {
     bus.refuse_init = true;
     EXPECT_FALSE(worker.init());
-    bus.refuse_init = false;
-    bus.loop_value_sticks = false;
+    bus.refuse_init = bus.loop_value_sticks = false;
     EXPECT_FALSE(worker.init());
-    EXPECT_EQ(bus.endpoints(), 0);
     EXPECT_FALSE(worker.is_alive(&running));
     bus.loop_value_sticks = true;
-    {
-        ipc_worker other(&running, 2, out, in);
-        EXPECT_TRUE(other.init());
-        EXPECT_TRUE(other.is_alive(&running));
-        running = false;
-        EXPECT_FALSE(other.is_alive(&running));
-        EXPECT_EQ(bus.endpoints(), 1);
-    }
-    EXPECT_EQ(bus.endpoints(), 0);  // released with the worker
-}
-
-TEST_F(IpcWorker, KeepsWaitingBuffersWhenTheEndpointIsLost) {
     ASSERT_TRUE(worker.init());
+    EXPECT_TRUE(worker.is_alive(&running));
     bus.drop(31);
     queue_text("kept");
     EXPECT_FALSE(worker.is_alive(&running));
     worker.deinit();
-    worker.deinit();
     EXPECT_EQ(bus.endpoints(), 0);
-    ASSERT_TRUE(worker.init());
-    EXPECT_FALSE(worker.process());
+    {
+        ipc_worker other(&running, 2, out, in);
+        ASSERT_TRUE(other.init());
+        EXPECT_FALSE(other.process());
+        running = false;
+        EXPECT_FALSE(other.is_alive(&running));
+    }
     EXPECT_EQ(bus.count_sent("kept"), 1);
+    EXPECT_EQ(bus.endpoints(), 0);  // released with the worker
 }
 
 }  // namespace
