@@ -112,7 +112,7 @@ unique_fd bus_registration::listen() {
     unique_fd holder;
     unique_fd listener = make_socket();
     if (!listener || !make_address(directory_, std::to_string(module_) + ".sock", address, holder)) return unique_fd();
-    hide();
+    (void)::unlink(path(module_, ".sock").c_str());  // a crash may have left one
     struct stat info {};
     if (::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::lstat(path(module_, ".sock").c_str(), &info) != 0 || ::listen(listener.get(), waiting_connections) != 0)
@@ -126,7 +126,9 @@ bool bus_registration::visible() const {
     return ::lstat(path(module_, ".sock").c_str(), &info) == 0 && info.st_ino == socket_inode_;
 }
 
-void bus_registration::hide() { (void)::unlink(path(module_, ".sock").c_str()); }
+void bus_registration::hide() {
+    if (visible()) (void)::unlink(path(module_, ".sock").c_str());
+}
 
 unique_fd bus_registration::connect(int module) const {
     sockaddr_un address;

@@ -36,7 +36,7 @@ class bus_registration {
     unique_fd listen();
     // Whether the directory still shows the socket of the last listen().
     bool visible() const;
-    // Removes the socket's name.
+    // Removes the socket's name, unless another socket has it by now.
     void hide();
     // A socket connected to another module, not blocking. No descriptor on failure, with errno set; EAGAIN: its queue
     // of waiting connections is full.

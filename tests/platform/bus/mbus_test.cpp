@@ -80,13 +80,13 @@ TEST_F(mbus, waits_for_the_named_answer_only) {
 TEST_F(mbus, wait_ends_at_its_limit_or_at_once_without_a_destination) {
     mbus_peer_start(bus_);
     EXPECT_EQ(send(99), -1);
-    EXPECT_LT(waited(20), 100);
+    EXPECT_LT(waited(20), 1000);
 
     auto hung = std::make_unique<raw_peer>(5, true);
     ASSERT_EQ(send(5), 0);
     const long long limit = waited(2);
     EXPECT_GE(limit, 199);
-    EXPECT_LT(limit, 1000);
+    EXPECT_LT(limit, 1500);
 
     // The destination dies in the middle of the wait.
     std::thread death([&] {
