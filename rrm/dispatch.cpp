@@ -10,6 +10,8 @@
 namespace ravd {
 namespace {
 
+// Parsing takes a while from here on, on a small device.
+constexpr std::uint32_t slow_message_bytes = 64 * 1024;
 constexpr long long oldest_version = 2 * 65536 + 4;
 
 // Reads one number as "%d" does, huge ones held at the 32-bit limits. False when there is none.
@@ -68,6 +70,7 @@ void rrm_worker::consume(safe_queue& queue) {
 bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& message) {
     if (!message || message->size == 0) return false;
     const json_reader root(message->data);
+    if (message->size > slow_message_bytes) progress().tick();
     if (!root.valid()) return false;
     const char* service = root.get_string("service");
     if (!service) {

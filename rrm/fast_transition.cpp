@@ -25,6 +25,7 @@ void rrm_worker::process_fbt_info(const json_reader& message) {
     driver_.begin_corvane_fbt_params();
     const json_reader vaps = message.child("vaps");
     for (std::int32_t i = 0; i < vap_entry_limit; ++i) {
+        if (progress().cancelled()) return;  // the next request begins anew
         progress().tick();
         const json_reader entry = vaps.at(i);
         if (!entry.valid()) break;

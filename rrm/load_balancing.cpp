@@ -53,7 +53,7 @@ void rrm_worker::collect_roam_candidate(const rrm_sta_s& station, sta_candidates
     if (!inserted && station.no_80211v)
         log_debug(process_log, "Client(%s) doesn`t support 802.11v\n", station.mac.c_str());
     // The listing grows with every station: only for those who read it.
-    if (!debug_enabled()) return;
+    if (!debug_enabled() || progress().cancelled()) return;
     progress().tick();
     log_debug(process_log, "There are %d posible sta to roam:\n", static_cast<int>(candidates.size()));
     for (const auto& [rssi, candidate] : candidates)

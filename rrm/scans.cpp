@@ -1,5 +1,6 @@
 // Scans on the service's order and the report of what they heard.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -55,9 +56,11 @@ void rrm_worker::parse_scan_channels(const char* text) {
     scan_channels_5g_.clear();
     std::uint32_t pieces = 0;
     while (*text != '\0') {
-        const char* blank = std::strchr(text, ' ');
-        // strtol would look past an empty piece for its number.
+        // strtol alone would look for a number in later pieces, each time to the end of a long run of white space.
+        while (*text != ' ' && std::isspace(static_cast<unsigned char>(*text)))
+            ++text;
         const long number = *text == ' ' ? 0 : std::strtol(text, nullptr, 10);
+        const char* blank = std::strchr(text, ' ');
         if (number >= 0 && number < channel_limit)
             (number < first_5g_channel ? scan_channels_2g_ : scan_channels_5g_)
                 .insert(static_cast<std::uint32_t>(number));

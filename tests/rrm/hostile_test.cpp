@@ -100,7 +100,11 @@ TEST_F(hostile, sizes) {
     std::string channels;
     for (int i = 0; i < 100000; ++i)
         channels += std::to_string(i) + " ";
+    std::string blanks;
+    for (int i = 0; i < 1000000; ++i)
+        blanks += "\\t ";
     for (const std::string& text : {
+             rrm + "rrm-update','rrm-scan-channels':'" + blanks + "'}",
              rrm + "rrm-update','rrm-scan-channels':'" + channels + "99999999999999999999 -99999999999999999999'}",
              rrm + "rrm-info','radios':[" + repeated("{'id':9}", 60000) + "]}",
              rrm + "rrm-info','802dot11k':[" + repeated("0", 100000) + "]}",

@@ -144,7 +144,7 @@ TEST_F(messages, scans) {
         driver.heard.push_back(round % 2 ? ap_table{}
                                          : ap_table{{{{2, 0, 0, 0, 0xAB, 1}}, -70 - round, 6, 20, 0, 0},
                                                     {{{2, 0, 0, 0, 0xAB, 2}}, -50, 36, 40, 12, 0x100}});
-    command("rrm-update", ",'rrm-scan-delay':10,'rrm-scan-channels':'1  6 11 36 149 40 36 x 70000 -3 '");
+    command("rrm-update", ",'rrm-scan-delay':10,'rrm-scan-channels':'1  6 11 36 149 40 36 x\\t 70000 -3 '");
     pass(9);
     EXPECT_EQ(driver.take_calls(), "");
     const std::string start = "start_scan active [0 1 6 11] [36 40 149]";
