@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::size_t line_limit = mbus_message_limit + 64;
 constexpr int retry_ms = 20;
+constexpr int check_ms = 1000;       // how often the place in the bus's directory is looked after
 constexpr int full_limit_ms = 5000;  // how long a receiver that does not read is waited for
 
 volatile sig_atomic_t ending = 0;
@@ -162,18 +163,22 @@ void line_exchange::send_lines() {
         complain("line longer than 16 MiB dropped");
 }
 
-// Milliseconds until something has to be looked at again; 0 when it is time to end, -1 when only events count.
+// Milliseconds until something has to be looked at again; 0 when it is time to end, otherwise at most check_ms.
 int line_exchange::wait_limit() const {
     if (line_waits_) return retry_ms;
-    if (!input_.ended() || chosen_.stay) return -1;
+    if (!input_.ended() || chosen_.stay) return check_ms;
     const long long left = last_move_ + chosen_.idle_ms - now_ms();
     const long long patience = last_move_ + chosen_.idle_ms + full_limit_ms - now_ms();
     if (left <= 0 && (bus_.unsent() == 0 || patience <= 0)) return 0;
-    return static_cast<int>(std::max<long long>(left, retry_ms));
+    return static_cast<int>(std::clamp<long long>(left, retry_ms, check_ms));
 }
 
 int line_exchange::run() {
     while (!ending) {
+        if (!bus_.running() && !bus_.start()) {
+            complain("lost the bus");
+            return 1;
+        }
         if (!print_received()) return ending ? 0 : 1;
         send_lines();
         const int limit = wait_limit();

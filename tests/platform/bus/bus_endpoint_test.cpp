@@ -44,9 +44,12 @@ TEST(bus_endpoint, number_is_taken_once_and_stale_files_are_replaced) {
     EXPECT_EQ(other->send(40, "new"), bus_result::accepted);
     EXPECT_EQ(text_of(take(*again)), "new");
     EXPECT_TRUE(again->running());
-    unlink((bus_directory() + "/40.sock").c_str());
+    // Somebody clears the directory away.
+    for (const char* file : {"/40.sock", "/40.lock"})
+        unlink((bus_directory() + file).c_str());
     EXPECT_FALSE(again->running());  // nobody can reach it any more
     EXPECT_TRUE(again->start() && again->running());
+    EXPECT_FALSE(bus_endpoint::open(bus_directory(), 40));
 }
 
 TEST(bus_endpoint, directory_must_be_ours_alone) {
