@@ -94,7 +94,7 @@ class driver_interface : public ipc_helper {
 
     // Calls back for each station of each active VAP of the interface's radio. 0.
     virtual int get_assoc_stas(const char* ifname, const station_callback& callback) = 0;
-    // Calls back for each VAP of the interface's radio that has an SSID and a BSSID, in index order.
+    // Calls back for each active VAP of the interface's radio, in index order. An SSID that could not be read is empty.
     virtual void for_each_vap(const char* ifname, const vap_callback& callback) = 0;
     // Results of the last scan of either kind. 0, or -1 with what was read before the failure.
     virtual int fill_scan_results(ap_table& table) = 0;

@@ -46,8 +46,8 @@ int rtl8192cd_ioctl_ops::set_mib(const char* name, const char* value, const char
 
 int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const char*) {
     output = 0;
-    unsigned char buffer[mib_buffer_size] = {};
-    std::memcpy(buffer, name, std::min(std::strlen(name), sizeof buffer - 1));
+    char buffer[mib_buffer_size] = {};
+    std::snprintf(buffer, sizeof buffer, "%s", name);
     const int result = request(get_mib_request, buffer, sizeof buffer);
     if (result < 0) {
         log_error(process_log, "<%s:%d> cannot get MIB parametr '%s'(errno = (%d)%s)(rc == %d)\n", __func__, __LINE__,

@@ -71,6 +71,12 @@ TEST_P(either_chip, waits_for_the_slower_radio) {
     driver->start_scan(true, {}, {36}, wait);
     EXPECT_EQ(wait, 1u);
     EXPECT_THAT(chip->asked, ElementsAre("wlan1 1", "wlan1 0 0100000024"));
+    driver->stop_scan(true);
+    interface("wlan0", "0x1002\n");
+    start();
+    driver->start_scan(false, {5}, {36}, wait);
+    driver->stop_scan(false);
+    EXPECT_THAT(chip->asked, ::testing::Each(::testing::StartsWith("wlan1 ")));
 }
 
 TEST_P(either_chip, lists_channels) {
