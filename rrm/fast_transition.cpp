@@ -1,5 +1,6 @@
 // Fast BSS transition: the service's key-holder settings, handed to the network daemon per VAP.
 #include <cstdio>
+#include <cstring>
 
 #include "core/logger.h"
 #include "rrm/json.h"
@@ -11,6 +12,13 @@ namespace {
 constexpr std::int32_t vap_entry_limit = 32;
 constexpr std::int32_t remote_limit = 1025;
 constexpr int fbt_reset = 0;
+// It goes out once for every remote: a longer text would multiply.
+constexpr std::size_t rrb_key_limit = 512;
+
+const char* rrb_key_of(const json_reader& entry) {
+    const char* key = entry.get_string("fbt-rrb-key");
+    return key && std::strlen(key) <= rrb_key_limit ? key : nullptr;
+}
 
 }  // namespace
 
@@ -63,7 +71,7 @@ bool rrm_worker::add_fbt_vap(const json_reader& entry) {
     config.add_string("r1-key-holder-id", r1_holder);
     const json_reader remotes = entry.child("remotes");
     if (!remotes.valid()) return true;
-    add_fbt_remotes(remotes, entry.get_string("fbt-rrb-key"), config);
+    add_fbt_remotes(remotes, rrb_key_of(entry), config);
     driver_.add_corvane_fbt_params(ifname, root.text());
     return true;
 }

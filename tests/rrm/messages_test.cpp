@@ -326,8 +326,10 @@ TEST_F(messages, fast_transition) {
                   ",{'remote-r1-kh-id':'c','remote-r1-kh-key':'y'},{'remote-r1-kh-id':'d','remote-r0-kh-id':'z'}," +
                   remote("a") + "]}]",
               vap("900,'mobility-domain':77", mac("a", 5) + "," + mac("b", 2)) + "fbt finish"},
-             {",'vaps':[{'vap_id':1,'radio_id':1," + holders + ",'remotes':[" + remote("a") + "]}]",
-              vap(zero, "") + "fbt finish"},
+             {",'vaps':[{'vap_id':1,'radio_id':1," + holders + ",'remotes':[" + remote("a") +
+                  "]},{'vap_id':1,'radio_id':1," + holders + ",'fbt-rrb-key':'" + std::string(513, 'k') +
+                  "','remotes':[" + remote("a") + "]}]",
+              vap(zero, "") + vap(zero, "") + "fbt finish"},
              {",'vaps':[" + good + "}]", "fbt finish"},
              {",'vaps':[" + many + good + ",'remotes':[]}]", "fbt finish"},
              {",'vaps':[" + good + ",'remotes':[" + crowd + "," + remote("x") + "]}]",
