@@ -26,8 +26,10 @@ int on_event(lws* wsi, lws_callback_reasons reason, void*, void*, size_t) {
             lws_sul_schedule(lws_get_context(wsi), 0, &ping_timer, ask_for_ping, 30 * LWS_US_PER_SEC);
             break;
         case LWS_CALLBACK_CLIENT_CLOSED:
-        case LWS_CALLBACK_CLIENT_CONNECTION_ERROR: std::exit(1);
-        default: break;
+        case LWS_CALLBACK_CLIENT_CONNECTION_ERROR:
+            std::exit(1);
+        default:
+            break;
     }
     return 0;
 }
@@ -37,7 +39,8 @@ int on_event(lws* wsi, lws_callback_reasons reason, void*, void*, size_t) {
 int main(int argc, char** argv) {
     if (argc != 3) return 2;
     lws_set_log_level(0, nullptr);
-    const lws_protocols protocols[2] = {{"bare", on_event, 0, 0, 0, nullptr, 0}, {nullptr, nullptr, 0, 0, 0, nullptr, 0}};
+    const lws_protocols protocols[2] = {{"bare", on_event, 0, 0, 0, nullptr, 0},
+                                        {nullptr, nullptr, 0, 0, 0, nullptr, 0}};
     lws_context_creation_info info{};
     info.port = CONTEXT_PORT_NO_LISTEN;
     info.protocols = protocols;
