@@ -1,5 +1,6 @@
 """The agent mode in a closed loop: a radio service, the daemon and a simulated access point."""
 
+import json
 import os
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -11,8 +12,22 @@ def of_service(line):
     return line if len(line) <= 130 else line[:130] + " ..."
 
 
+def scenario_for(stage, g6):
+    """The small office, on radios of either chip."""
+    office = os.path.join(ROOT, "sim/ap/scenarios/small-office.json")
+    if not g6:
+        return office
+    with open(office, encoding="utf-8") as file:
+        scenario = json.load(file)
+    for radio in scenario["radios"]:
+        radio["kind"] = "rtk_wifi6"
+    with open(stage.path("scenario.json"), "w", encoding="utf-8") as file:
+        json.dump(scenario, file)
+    return stage.path("scenario.json")
+
+
 def story(stage, g6=False):
-    scenario = os.path.join(ROOT, "sim/ap/scenarios", "wifi6.json" if g6 else "small-office.json")
+    scenario = scenario_for(stage, g6)
     home = stage.path("device")
     marker = os.path.join(home, "tmp/.corvane-connected")
 
