@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "platform/system.h"
+
 namespace ravd::lab {
 
 namespace {
@@ -24,7 +26,8 @@ std::string formatted(bool local, const char* format, const char* tail) {
 }  // namespace
 
 double monotonic_seconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    const timespec now = sys::monotonic_now();
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
 std::string timestamp() { return formatted(false, "%Y-%m-%dT%H:%M:%S", "Z"); }

@@ -136,9 +136,12 @@ double load_on(const span& where, const std::vector<heard_bss>& heard, const std
         const span theirs = channel_span(bss.channel, bss.bandwidth, bss.primary);
         const int overlap = std::min(where.high, theirs.high) - std::max(where.low, theirs.low);
         if (overlap <= 0) continue;
+        // On overlapping 2.4 GHz channels nobody hears the other's frames well enough to wait for their end: any
+        // overlap counts in full.
         const int narrower = std::min(where.high - where.low, theirs.high - theirs.low);
+        const double part = where.low < 2500 ? 1.0 : static_cast<double>(overlap) / narrower;
         double& load = loads[name];
-        load = std::max(load, weight(bss.rssi) * overlap / narrower);
+        load = std::max(load, weight(bss.rssi) * part);
     }
     double sum = 0;
     for (const auto& entry : loads)

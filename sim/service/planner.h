@@ -35,7 +35,8 @@ span channel_span(int channel, int bandwidth, const std::string& primary);
 double weight(int rssi);
 
 // Load that `heard` puts on a span: for every BSS its weight times the part of the narrower of both spans that
-// overlaps. BSSs of `own` (upper or lower case) do not count; of one BSS heard in several rounds the loudest counts.
+// overlaps; at 2.4 GHz any overlap counts in full. BSSs of `own` (upper or lower case) do not count; of one BSS heard
+// in several rounds the loudest counts.
 double load_on(const span& where, const std::vector<heard_bss>& heard, const std::vector<std::string>& own);
 
 // One decision per radio that is up. Lock flags are respected: a locked radio keeps its channel or power.

@@ -1,0 +1,203 @@
+#!/usr/bin/env python3
+"""Drives ravd-sim-service with real websocket clients: usage smoke_test.py PROGRAM"""
+import asyncio
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import time
+
+import websockets
+
+PROGRAM = sys.argv[1]
+MAC = "00:1A:2B:3C:4D:5E"
+services = []  # every process started, to leave none behind
+
+
+def radio(number, channel, power):
+    return {"id": number, "status": 1, "mac-offset": 8 * number, "radio-mac-count": 8, "locked-for-dca": 0,
+            "locked-for-tpc": 0, "locked-for-balancer": 1, "locked-for-80211v": 0, "power": power, "power-max": 20,
+            "power-min": 8, "channel": channel, "band": 2 if channel < 30 else 5, "bandwidth": 20,
+            "primary-channel": "none", "available-channels": "1 6 11 " if channel < 30 else "36 ", "vaps": []}
+
+
+def message(cmd, **members):
+    return {"version": "2.4", "service": "rrm", "cmd": cmd, "ap-mac": MAC, "domain": "lab", **members}
+
+
+def subscription():
+    return message("subscribe-request", **{"ap-mac-count": 16, "use-wildcard-80211r": 0,
+                                           "factory": {"board": "b", "hw": "1", "serial": "s", "mac": MAC},
+                                           "radios": [radio(0, 6, 20)]})
+
+
+class Service:
+    """The program under test with its control socket."""
+
+    def __init__(self, *arguments):
+        self.directory = tempfile.TemporaryDirectory()
+        control = os.path.join(self.directory.name, "control")
+        self.log = os.path.join(self.directory.name, "log")
+        self.process = subprocess.Popen([PROGRAM, "--no-input", "--control", control, "--log", self.log, *arguments],
+                                        stdout=subprocess.PIPE, text=True)
+        services.append(self.process)
+        self.port = int(re.match(r"listening on 127\.0\.0\.1:(\d+)\n", self.process.stdout.readline())[1])
+        self.control = control
+
+    async def command(self, line):
+        reader, writer = await asyncio.open_unix_connection(self.control, limit=1 << 26)
+        writer.write(line.encode() + b"\n")
+        writer.write_eof()
+        reply = (await reader.read()).decode()
+        writer.close()
+        assert reply.endswith("ok\n"), (line, reply)
+        return reply
+
+    async def connect(self, protocol="websock-rrm"):
+        return await websockets.connect(f"ws://127.0.0.1:{self.port}/path", subprotocols=[protocol], max_size=1 << 25,
+                                        ping_interval=None)
+
+    async def end(self, status=0):
+        await self.command("quit")
+        output = self.process.stdout.read()
+        assert self.process.wait(10) == status, (self.process.returncode, output)
+        self.directory.cleanup()
+        return output
+
+
+async def subscribed(service):
+    agent = await service.connect()
+    await agent.send(json.dumps(subscription()))
+    assert json.loads(await agent.recv())["status"] == "success"
+    return agent
+
+
+async def closed(agent):
+    try:
+        while True:
+            await asyncio.wait_for(agent.recv(), 5)
+    except websockets.ConnectionClosed as end:
+        return end
+
+
+async def orders_and_link():
+    service = Service("--domain", "plan", "--strict")
+    await service.command("refuse 503")
+    first = await service.connect()
+    await first.send(json.dumps(subscription()))
+    assert json.loads(await first.recv()) == {"version": "2.4", "service": "rrm", "cmd": "subscribe-response",
+                                             "ap-mac": MAC, "status": "failure", "code": 503}
+    agent = await subscribed(service)
+    await service.command("wait subscribed 5")
+    await service.command("all scan channels=1,6 delay=2")
+    for each in (first, agent):
+        order = json.loads(await each.recv())
+        assert order["cmd"] == "rrm-update" and order["rrm-scan-channels"] == "1 6" and order["rrm-scan-delay"] == 2
+    await service.command('fragments 3 {"a":"bcd"}')
+    assert await agent.recv() == '{"a":"bcd"}'
+    await service.command("raw 89 00 81 02 68 69")  # a ping, and a text of two letters
+    assert await agent.recv() == "hi"
+
+    # Large messages, both ways.
+    start = time.monotonic()
+    await service.command("send-many 2 5000000")
+    for number in range(2):
+        assert json.loads(await agent.recv())["number"] == number
+    await agent.send(json.dumps(message("rrm-mode-response", radios=[radio(0, 6, 20)])) + " " * 5_000_000)
+    await service.command("wait rrm-mode-response 5")
+    took = time.monotonic() - start
+    assert took < 10, took
+    print(f"10 MB to the agent and 5 MB from it in {took:.2f} s")
+
+    # Pings: answered, not answered, answered again.
+    await asyncio.wait_for(await agent.ping(), 5)
+    await service.command("agent 2 mute")
+    lost = await agent.ping()
+    await agent.send(json.dumps(message("rrm-config-changed", radios=[radio(0, 11, 20)])))
+    await service.command("wait rrm-config-changed 5")
+    assert not lost.done()
+    await service.command("agent 2 resume")
+    await asyncio.wait_for(await agent.ping(), 5)
+    assert " pings 3," in await service.command("agent 2 stats")
+
+    # A peer that stops reading takes nothing more.
+    await service.command("agent 2 stop-reading")
+    filler = asyncio.create_task(agent.send("[" + " " * 12_000_000 + "]"))
+    await asyncio.sleep(0.3)
+    assert not filler.done()
+    await service.command("agent 2 resume")
+    await asyncio.wait_for(filler, 5)
+
+    # The three ways to end a link.
+    await service.command("agent 1 close 1001 bye")
+    assert (await closed(first)).code == 1001
+    await service.command("wait violation 5")  # the array is no message
+    await service.command("agent 2 drop")
+    assert (await closed(agent)).code == 1006
+    agent = await service.connect("websock-roaming")
+    await agent.send("not checked")
+    await service.command("wait message 5")
+    log = [json.loads(line) for line in open(service.log)]
+    assert {line.get("direction") for line in log} == {"received", "sent", None}
+    await agent.close()
+    output = await service.end(1)
+    assert output.count("VIOLATION") == 1, output
+
+
+async def garbage():
+    service = Service("--quiet")
+    for bytes_sent in (b"", b"\r\n\r\n", b"GET / HTTP/1.1\r\n\r\n", b"\xff" * 5000, os.urandom(100_000)):
+        reader, writer = await asyncio.open_connection("127.0.0.1", service.port)
+        writer.write(bytes_sent)
+        writer.write_eof()
+        try:
+            await asyncio.wait_for(reader.read(), 10)
+        except ConnectionError:
+            pass
+        writer.close()
+    agent = await service.connect()
+    for text in ("", "nonsense", "{" * 70000, '{"cmd":7}', '{"version":"2.4","service":"rrm","cmd":"x","ap-mac":"\\u001b[2J"}'):
+        await agent.send(text)
+    await agent.send(b"\x00\xff")
+    agent.transport.write(b"\xf1\x85abcdefghi")  # reserved bits
+    assert (await closed(agent)).code in (1002, 1006)
+    await subscribed(service)  # still alive
+    output = await service.end()
+    assert "\x1b" not in output, output
+
+
+async def automatic(lying):
+    service = Service("--exit-when-verified", "--auto-channels", "1,6,11", "--auto-apply-timeout", "1")
+    agent = await subscribed(service)
+    assert json.loads(await agent.recv())["rrm-scan-channels"] == "1 6 11"
+    heard = [{"bssid": "00:00:00:00:00:0%d" % n, "rssi": -40, "channel": c, "tx-power": 0, "primary-channel": "none",
+              "bandwidth": 20} for n, c in enumerate((1, 6, 6))]
+    await agent.send(json.dumps(message("rrm-response", radios=[radio(0, 6, 20)], **{"rf-environment": [heard]})))
+    order = json.loads(await agent.recv())
+    assert order["cmd"] == "rrm-info" and order["use-dca"] == 1 and order["use-tpc"] == 1
+    chosen = order["radios"][0]
+    assert chosen["channel"] == 11 and chosen["bandwidth"] == 20 and chosen["power"] == 20, chosen
+    for channel, power in ((6, chosen["power"]), (6 if lying else 11, chosen["power"])):
+        await agent.send(json.dumps(message("rrm-config-changed", radios=[radio(0, channel, power)])))
+    output = service.process.stdout.read()
+    assert service.process.wait(10) == (1 if lying else 0), output
+    assert ("FAIL radio 0" if lying else "PASS radio 0") in output, output
+    assert "VIOLATION" not in output, output
+    service.directory.cleanup()
+
+
+async def main():
+    await orders_and_link()
+    await garbage()
+    await automatic(False)
+    await automatic(True)
+
+
+try:
+    asyncio.run(asyncio.wait_for(main(), 40))
+    print("passed")
+finally:
+    for process in services:
+        process.kill()
