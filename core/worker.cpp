@@ -44,8 +44,12 @@ abstract_worker::~abstract_worker() {
     if (event_fd_ != -1) close(event_fd_);
 }
 
-void abstract_worker::start() {
-    thread_ = std::thread([this] { run(); });
+void abstract_worker::start(int ended_fd) {
+    thread_ = std::thread([this, ended_fd] {
+        run();
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const ssize_t written = ended_fd != -1 ? write(ended_fd, &one, sizeof one) : 0;
+    });
     started_ = true;
 }
 
@@ -55,11 +59,14 @@ void abstract_worker::join() {
 
 void abstract_worker::run() {
     name_thread(name_);
+    pulse_.start(now_s());
     try {
         while (running_->load(std::memory_order_relaxed)) {
+            now_s();
             initialized_ = init();
             active_ = initialized_;
             while (active_ && is_alive(running_)) {
+                now_s();
                 if (process() && poll_timeout_us_ > 0 && event_fd_ != -1) wait_for_event();
             }
             if (initialized_) {
@@ -73,6 +80,7 @@ void abstract_worker::run() {
         std::printf("Unhandled exception at worker '%s'\n", name_);
         fatal_exit();
     }
+    pulse_.stop();
 }
 
 void abstract_worker::wait_for_event() {
@@ -100,6 +108,20 @@ void abstract_worker::run_timers() {
     due.splice(due.end(), timers_, timers_.begin(), end);
     for (const timer_node& node : due)
         node.run();
+}
+
+std::int64_t abstract_worker::now_s() {
+    const std::int64_t now = time_monotonic(last_time_);
+    pulse_.beat(now);
+    // Once told to stop, the main thread sees to it that the end comes in time.
+    if (!running_->load(std::memory_order_relaxed)) return now;
+    const std::int64_t silence = pulse::longest_silence(now);
+    if (silence > watchdog_gap_s) {
+        timespec last{};
+        last.tv_sec = static_cast<time_t>(now - silence);
+        time_monotonic(last);
+    }
+    return now;
 }
 
 std::int64_t abstract_worker::time_monotonic(timespec& last) {

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "core/activity.h"
+#include "core/pulse.h"
 
 namespace ravd {
 
@@ -25,7 +26,7 @@ class abstract_worker {
     using callback = std::function<void()>;
 
     // `name` is the worker's name, a literal. `poll_timeout_us` is the wait after an idle process(), 0 or less for
-    // none; `restart_delay_us` the pause between a deinit and the next init.
+    // none; `restart_delay_us` the pause between a deinit and the next init. Both below the watchdog's 10 s.
     abstract_worker(const run_flag* running, const char* name, std::int32_t poll_timeout_us,
                     std::uint32_t restart_delay_us);
     abstract_worker(const abstract_worker&) = delete;
@@ -42,8 +43,9 @@ class abstract_worker {
     // A worker whose thread is still attached must be joined first.
     virtual ~abstract_worker();
 
-    // Creates the thread; once per worker.
-    void start();
+    // Creates the thread; once per worker. When the thread is about to end it adds 1 to the event descriptor `ended_fd`
+    // (-1: none).
+    void start(int ended_fd = -1);
     // Waits for the thread's end; returns at once when none was started.
     void join();
     // Body of the thread: init, process loop, deinit and restart delay while `running` is set.
@@ -64,7 +66,9 @@ class abstract_worker {
     activity& progress() { return progress_; }
 
   protected:
-    std::int64_t now_s() { return time_monotonic(last_time_); }
+    // Seconds of the monotonic clock. Each reading feeds the watchdog, and while the worker runs it also looks after
+    // the others: one whose last reading is more than 10 s old ends the process as one of its own would.
+    std::int64_t now_s();
     const char* name() const { return name_; }
     const run_flag* running() const { return running_; }
     int event_fd() const { return event_fd_; }
@@ -101,6 +105,7 @@ class abstract_worker {
     std::thread thread_;
     std::list<timer_node> timers_;
     timespec last_time_{};
+    pulse pulse_;
     int event_fd_ = -1;
     worker_activity progress_{*this};
 };

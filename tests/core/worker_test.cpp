@@ -134,5 +134,28 @@ TEST(WatchdogDeathTest, EndsTheProcessAfterElevenLines) {
     EXPECT_EQ(log.count("\n"), 22);
 }
 
+TEST(WatchdogDeathTest, WorkersLookAfterEachOther) {
+    fake_system::get().reset();
+    testing::log_capture log(log_debug_bit);
+    // While one worker is in its processing step, another runs and takes a reading every 5 s.
+    const auto stuck_for = [](int seconds, bool stopping) {
+        scripted_worker stuck;
+        scripted_worker other;
+        stuck.on_process = [&] { return other.run(), stuck.flag = false; };
+        other.on_process = [&] {
+            other.flag = !stopping;
+            for (int s = 0; s < seconds; s += 5)
+                fake_system::get().advance_ms(5000), other.progress().tick();
+            return other.flag = false;
+        };
+        stuck.run();
+    };
+    stuck_for(10, false);
+    stuck_for(60, true);
+    EXPECT_EQ(log.text(), "");
+    EXPECT_EXIT(stuck_for(15, false), ::testing::ExitedWithCode(255), "");
+    EXPECT_EQ(log.count("Time error, need restart, expired [1085] [1070] cnt "), 11);
+}
+
 }  // namespace
 }  // namespace ravd
