@@ -6,7 +6,7 @@
 
 #include "core/agent_config.h"
 #include "core/safe_queue.h"
-#include "core/stop_signal.h"
+#include "core/worker_group.h"
 #include "driver/driver_realtek.h"
 #include "ipc/ipc_worker.h"
 #include "link/websock_worker.h"
@@ -41,12 +41,6 @@ void remove_marker_files() {
         unlink(sys::device_path(path).c_str());
 }
 
-// The first worker that ends tells of the signal.
-void join_worker(abstract_worker& worker) {
-    worker.join();
-    log_stop_signal();
-}
-
 }  // namespace
 
 int run_roaming_mode(const agent_config& config) {
@@ -57,12 +51,14 @@ int run_roaming_mode(const agent_config& config) {
     auto bus = make_bus(config, roam_bus_running, roaming_bus_module, to_service, from_service);
 
     apply_log_mask(config);
-    bus->start();
-    link->start();
+    worker_group threads;
+    threads.start(*bus);
+    threads.start(*link);
+    threads.wait();
 
-    join_worker(*bus);
+    bus->join();
     bus.reset();
-    join_worker(*link);
+    link->join();
     link.reset();
     return 0;
 }
@@ -83,13 +79,15 @@ int run_agent_mode(const agent_config& config) {
     auto bus = make_bus(config, agent_running, agent_bus_module, from_bus, to_bus);
 
     apply_log_mask(config);
-    bus->start();
-    link->start();
-    rrm->start();
+    worker_group threads;
+    threads.start(*bus);
+    threads.start(*link);
+    threads.start(*rrm);
+    threads.wait();
 
-    join_worker(*rrm);
-    join_worker(*link);
-    join_worker(*bus);
+    rrm->join();
+    link->join();
+    bus->join();
     bus.reset();
     rrm.reset();
     link.reset();

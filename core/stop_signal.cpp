@@ -1,7 +1,10 @@
 #include "core/stop_signal.h"
 
+#include <sys/time.h>
+
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 
 #include "core/agent_config.h"
 #include "core/logger.h"
@@ -10,6 +13,7 @@ namespace ravd {
 namespace {
 
 std::atomic<bool> signal_seen{false};
+std::atomic<bool> signal_unlogged{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler stores into it");
 
 }  // namespace
@@ -17,11 +21,14 @@ static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler stores
 extern "C" {
 static void ravd_handle_signal(int) {
     signal_seen.store(true, std::memory_order_relaxed);
+    signal_unlogged.store(true, std::memory_order_relaxed);
     roam_bus_running.store(false, std::memory_order_relaxed);
     roam_link_running.store(false, std::memory_order_relaxed);
     agent_running.store(false, std::memory_order_relaxed);
     agent_link_running.store(false, std::memory_order_relaxed);
 }
+
+static void ravd_end_process(int) { std::_Exit(0); }
 }
 
 void install_stop_handler() {
@@ -30,8 +37,19 @@ void install_stop_handler() {
     std::signal(SIGINT, ravd_handle_signal);
 }
 
+bool stop_requested() { return signal_seen.load(std::memory_order_relaxed); }
+
 void log_stop_signal() {
-    if (signal_seen.exchange(false, std::memory_order_relaxed)) log_debug(process_log, "ravd_handle_signal: TERM\n");
+    if (signal_unlogged.exchange(false, std::memory_order_relaxed))
+        log_debug(process_log, "ravd_handle_signal: TERM\n");
+}
+
+void end_process_after(std::int64_t ms) {
+    std::signal(SIGALRM, ravd_end_process);
+    itimerval once{};
+    once.it_value.tv_sec = static_cast<time_t>(ms / 1000);
+    once.it_value.tv_usec = static_cast<suseconds_t>(ms % 1000) * 1000;
+    setitimer(ITIMER_REAL, &once, nullptr);
 }
 
 }  // namespace ravd

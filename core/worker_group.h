@@ -1,0 +1,37 @@
+// The threads of one run mode, as the main thread sees them.
+#pragma once
+
+#include <csignal>
+#include <cstdint>
+
+#include "core/worker.h"
+
+namespace ravd {
+
+// Only on the main thread, and one at a time. From its construction on SIGTERM and SIGINT are blocked, in the workers'
+// threads too: they arrive inside wait(), which so learns of them without a lock and without looking at times.
+class worker_group {
+  public:
+    worker_group();
+    ~worker_group();
+    worker_group(const worker_group&) = delete;
+    worker_group& operator=(const worker_group&) = delete;
+
+    void start(abstract_worker& worker);
+
+    // Returns when all threads have ended, so that joining them does not block. A signal is logged as soon as it comes.
+    // A thread that still runs 2.5 s later is stuck: the process then ends with status 0 at once, for no destructor may
+    // run under a live thread. What hangs after this call, in a destructor or in the log, is cut off 2.9 s after the
+    // signal in the same way.
+    void wait();
+
+  private:
+    void wait_for_event(const timespec* limit);
+
+    int ended_fd_;  // event descriptor: counts the threads that ended
+    std::uint64_t started_ = 0;
+    std::uint64_t ended_ = 0;
+    sigset_t waiting_mask_;
+};
+
+}  // namespace ravd
