@@ -1,6 +1,7 @@
 // Messages both ways, internal messages, pings and the cost of an idle turn.
 
 #include <libwebsockets.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -9,6 +10,7 @@
 #include <new>
 #include <thread>
 
+#include "platform/system.h"
 #include "tests/core/log_capture.h"
 #include "tests/link/link_fixture.h"
 
@@ -227,25 +229,51 @@ TEST_F(link_test, pings_and_pongs) {
 }
 
 TEST_F(link_test, status_waits_for_room_in_the_queue) {
-    reading_inbox = false;
     const std::string large(1024 * 1024, 'x');
-    while (from_service.push(message(large))) {
-    }
-    while (from_service.push(message("x"))) {
-    }
-    log_capture log(log_warning_bit);
-    ASSERT_TRUE(until([this] { return server.open(); }));
-    server.send_text("lost");
-    for (int i = 0; i < 5; ++i)
+    for (const bool connecting : {false, true}) {  // full before the first status, or before the second
+        statuses.clear();
+        if (connecting) until([this] { return initialized; });
+        while (from_service.push(message(large))) {
+        }
+        while (from_service.push(message("x"))) {
+        }
+        reading_inbox = false;
+        log_capture log(log_warning_bit);
+        ASSERT_TRUE(until([this] { return server.open(); }));
+        server.send_text("lost");
+        for (int i = 0; i < 5; ++i)
+            turn();
+        EXPECT_EQ(log.count("queue is full, message of 4 bytes is lost\n"), 1);
+        reading_inbox = true;
+        take_inbox();
         turn();
-    EXPECT_EQ(log.count("queue is full, message of 4 bytes is lost\n"), 1);
-    reading_inbox = true;
-    take_inbox();
-    turn();
-    server.send_text("kept");
-    ASSERT_TRUE(until([this] { return inbox.back() == "kept"; }));
-    EXPECT_EQ(statuses, "-+");
-    EXPECT_EQ(inbox[inbox.size() - 2], "x");
+        server.send_text("kept");
+        ASSERT_TRUE(until([this] { return !inbox.empty() && inbox.back() == "kept"; }));
+        EXPECT_EQ(statuses, "-+");
+        EXPECT_EQ(inbox[inbox.size() - 2], "x");
+        server.hang_up();
+        ASSERT_TRUE(until([this] { return !initialized; }));
+    }
+}
+
+TEST_F(link_test, one_wake_up_for_what_is_pushed_between_turns) {
+    connect();
+    const auto woken = [this] { return sys::wait_readable(worker_test_access::event_fd(*worker), 0) == 1; };
+    const auto read_counter = [this] {
+        std::uint64_t count = 0;
+        EXPECT_EQ(read(worker_test_access::event_fd(*worker), &count, sizeof count), 8);
+        return count;
+    };
+    while (woken())
+        read_counter();
+    for (int round = 0; round < 3; ++round) {
+        push("a");
+        push("b");
+        EXPECT_TRUE(woken());
+        EXPECT_EQ(read_counter(), 1u);
+        turn();
+        EXPECT_FALSE(woken());
+    }
 }
 
 TEST_F(link_test, a_push_wakes_the_waiting_worker) {
