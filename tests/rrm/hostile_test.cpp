@@ -139,6 +139,7 @@ TEST_F(hostile, slow_neighbours) {
     driver.in_call = [&] { running = driver.calls.size() < 10; };
     command("rrm-info", list);
     EXPECT_EQ(driver.calls.size(), 10u);
+    EXPECT_TRUE(driver.cancelled());  // so are the driver's requests
 }
 
 }  // namespace

@@ -144,7 +144,7 @@ TEST_F(messages, scans) {
         driver.heard.push_back(round % 2 ? ap_table{}
                                          : ap_table{{{{2, 0, 0, 0, 0xAB, 1}}, -70 - round, 6, 20, 0, 0},
                                                     {{{2, 0, 0, 0, 0xAB, 2}}, -50, 36, 40, 12, 0x100}});
-    command("rrm-update", ",'rrm-scan-delay':10,'rrm-scan-channels':'1  6 11 36 149 40 36 x\\t 70000 -3 '");
+    command("rrm-update", ",'rrm-scan-delay':10,'rrm-scan-channels':'1 \\t 6 11 36x 149 40 36 70000 -3 '");
     pass(9);
     EXPECT_EQ(driver.take_calls(), "");
     const std::string start = "start_scan active [0 1 6 11] [36 40 149]";
@@ -170,9 +170,9 @@ TEST_F(messages, scans) {
     EXPECT_EQ(system.system_log, decltype(system.system_log)(5, {6, "Started scan by corvane"}));
 
     // A single round with a delayed report, of which nothing but its own results is left.
-    command("rrm-update", ",'rrm-scan-delay':10,'quarn-rrm-scanning':1,'rrm-scan-channels':'6 36'");
+    command("rrm-update", ",'rrm-scan-delay':10,'quarn-rrm-scanning':1,'rrm-scan-channels':'6  36 y'");
     pass(14);
-    EXPECT_EQ(driver.take_calls(), "stop_scan; start_scan rrm [6] [36]; stop_scan; fill_rrm");
+    EXPECT_EQ(driver.take_calls(), "stop_scan; start_scan rrm [0 6] [36]; stop_scan; fill_rrm");
     pass(9);
     EXPECT_EQ(sent(), "");
     command("rrm-update", ",'rrm-scan-delay':2");  // leaves the report alone
@@ -295,6 +295,8 @@ TEST_F(messages, fast_transition) {
     command("fbt-info", ",'vaps':[]");
     EXPECT_EQ(driver.take_calls(), "fbt reset 0");
     subscribe("{'use-80211r':1}");
+    command("rrm-info");  // leaves 802.11r on
+    driver.calls.clear();
     const std::string holders = "'r0-key-holder-id':'r0','r1-key-holder-id':'r1'";
     const std::string good = "{'vap_id':1,'radio_id':1,'fbt-rrb-key':'k'," + holders;
     const auto remote = [](const std::string& name) {
