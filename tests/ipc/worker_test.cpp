@@ -3,7 +3,6 @@
 
 #include "ipc/ipc_worker.h"
 #include "tests/support/fake_bus.h"
-#include "tests/support/fake_system.h"
 
 namespace ravd {
 namespace {
@@ -12,11 +11,7 @@ using testing::fake_bus;
 
 class IpcWorker : public ::testing::Test {
   protected:
-    IpcWorker() {
-        testing::fake_system::get().reset();
-        bus.reset();
-    }
-    ~IpcWorker() override { bus.reset(); }
+    IpcWorker() { bus.reset(); }
     void queue_text(const std::string& text) {
         const auto buffer = make_buffer();
         buffer->append(text.data(), text.size());

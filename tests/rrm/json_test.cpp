@@ -1,7 +1,6 @@
 #include "rrm/json.h"
 
 #include <gtest/gtest.h>
-#include <json-c/json.h>
 
 #include <string>
 
@@ -48,18 +47,12 @@ TEST(JsonWriter, WritesTheEnvelopeAndMembersInOrder) {
     root.add_int("last", INT32_MIN);
     root.add_int(nullptr, 1);  // no name, no member
     json_writer unnamed(true, root, nullptr);
-    EXPECT_FALSE(unnamed.valid());
-    unnamed.add_int("x", 1);
     json_writer below(false, unnamed, "x");  // of a container that is not there
     below.add_string("x", "y");
     EXPECT_EQ(sent(root), R"({"version":"2.4","service":"rrm","cmd":"a\/b","ap-mac":"00:11","flag":1,)"
                           R"("list":[-1,"x"],"objects":[{"name":"p"},{"name":"q"}],"last":-2147483648})");
-}
-
-TEST(JsonWriter, TellsWhenTheQueueRefuses) {
-    safe_queue queue;
-    json_writer root("", "", "");
     root.add_string("long", std::string(queue_limit, 'x').c_str());
+    safe_queue queue;
     EXPECT_FALSE(send_json(queue, root));
 }
 
@@ -107,14 +100,12 @@ TEST(JsonReader, ConvertsAsJsonCAndNeverFails) {
     const json_reader list = root.child("list");
     EXPECT_EQ(list.size(), 3);
     EXPECT_STREQ(list.at(2).get_string("x"), "y");
-    EXPECT_TRUE(list.at(0).valid());
     for (const int index : {-1, 1, 3, INT32_MAX, INT32_MIN})
         EXPECT_FALSE(list.at(index).valid()) << index;
     for (const char* key : {"text", "object", "absent", "empty"})
         EXPECT_EQ(root.child(key).size(), 0) << key;
     EXPECT_FALSE(root.at(0).valid());
-    EXPECT_FALSE(root.child("text").child("a").valid());
-    EXPECT_EQ(root.child("none").get_int("a"), 0);
+    EXPECT_EQ(root.child("none").get_int("a") + root.child("text").get_int("a"), 0);
     for (const char* text : {static_cast<const char*>(nullptr), "", "null", "{", "{\"a\":}", "\"a", "[1"})
         EXPECT_FALSE(json_reader(text).valid()) << (text ? text : "null pointer");
 }
@@ -129,9 +120,6 @@ TEST(JsonReader, BoundsObjectsAndArraysBeforeParsing) {
     // Comments that would hide the rest from a counter that took them for strings, or ended them too soon.
     for (const char* start : {"[/*\"*/", "[/***/\"*/", "[//\"\n", "[/*'*/"}) {
         const std::string bomb = start + repeated("{},", 70000) + "1]";
-        json_object* parsed = json_tokener_parse(bomb.c_str());
-        EXPECT_NE(parsed, nullptr) << start;  // the parser does see them
-        json_object_put(parsed);
         EXPECT_FALSE(json_reader(bomb.c_str()).valid()) << start;
     }
 }
