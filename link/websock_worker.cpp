@@ -137,7 +137,9 @@ void websock_worker::wake() {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!context_ || !established_) return;
     end_wait();
-    lws_cancel_service(context_);
+    // With debug output on the library formats its own lines into one buffer without a lock, from this call too: the
+    // event descriptor alone must do then, and a pass of the library that waits goes on for at most 100 ms.
+    if (!debug_enabled()) lws_cancel_service(context_);
 }
 
 // Ends the wait on the event descriptor, the running one or the next.
