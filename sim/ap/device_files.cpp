@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -83,8 +84,10 @@ bool device_files::create(std::string& reason) {
         }
     }
     const scenario& s = ap_.start;
-    const std::string factory =
-        "board=" + s.board + "\nhw=" + s.hw + "\nserial=" + s.serial + "\nmac=" + mac_text(s.base_mac) + "\n";
+    std::string mac = mac_text(s.base_mac);
+    for (char& c : mac)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    const std::string factory = "board=" + s.board + "\nhw=" + s.hw + "\nserial=" + s.serial + "\nmac=" + mac + "\n";
     if (!write("/etc/ravd/factory", factory)) {
         reason = directory_ + "/etc/ravd/factory: " + std::strerror(errno);
         return false;
