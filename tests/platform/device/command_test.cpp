@@ -44,11 +44,6 @@ TEST(Command, InheritsNeitherSignalsNorDescriptors) {
     for (int fd = 3; fd < 1024; ++fd)  // what the test program itself was given
         fcntl(fd, F_SETFD, FD_CLOEXEC);
     EXPECT_EQ(output_of("ls /proc/$$/fd; :"), "0\n1\n2\n");
-    // With the standard descriptors closed, the pipe must not take their place.
-    const int saved = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10);
-    close(STDIN_FILENO);
-    EXPECT_EQ(output_of("cat; echo still"), "still\n");
-    if (saved >= 0) dup2(saved, STDIN_FILENO), close(saved);
 }
 
 TEST(Command, KillsTheWholeGroupAtTheLimit) {
@@ -65,19 +60,6 @@ TEST(Command, KillsTheWholeGroupAtTheLimit) {
     // Killed, though perhaps not yet reaped by its new parent.
     const std::string state = output_of("sed -n 's/^State:.\\(.\\).*/\\1/p' /proc/" + std::to_string(left) + "/status");
     EXPECT_TRUE(state.empty() || state == "Z\n" || state == "X\n") << state;
-}
-
-TEST(KernelPort, WaitsAndRefuses) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    EXPECT_EQ(sys::wait_readable(ends[0], 1), 0);
-    ASSERT_EQ(write(ends[1], "x", 1), 1);
-    EXPECT_EQ(sys::wait_readable(ends[0], 0), 1);
-    close(ends[0]);
-    close(ends[1]);
-    EXPECT_EQ(sys::wait_readable(ends[0], 0), -1);
-    EXPECT_EQ(sys::wireless_ioctl(-1, 0x8BE0, nullptr), -1);
-    EXPECT_EQ(sys::device_path("/proc/x"), "/proc/x");
 }
 
 }  // namespace
