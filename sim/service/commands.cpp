@@ -1,5 +1,7 @@
 #include "sim/service/commands.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <vector>
@@ -256,6 +258,8 @@ bool do_help(const command_call& c) {
     return true;
 }
 
+bool same_mac(const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
+
 // The agents a line is for; an error text when there are none.
 std::string select(lab& service, const command_line& line, std::vector<agent*>& out) {
     auto& agents = service.agents();
@@ -268,7 +272,7 @@ std::string select(lab& service, const command_line& line, std::vector<agent*>& 
     const bool numeric = line.to == target::one && parse_int(line.selector, number);
     for (auto& entry : agents) {
         if (line.to == target::all ||
-            (numeric ? static_cast<int>(entry.first) == number : entry.second.orders.ap_mac == line.selector)) {
+            (numeric ? static_cast<int>(entry.first) == number : same_mac(entry.second.orders.ap_mac, line.selector))) {
             out.push_back(&entry.second);
         }
     }

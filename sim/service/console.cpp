@@ -119,8 +119,9 @@ void console::read_input(source& s) {
         return;
     }
     s.input.append(chunk, static_cast<std::size_t>(n));
-    if (s.input.size() > line_limit && s.input.find('\n') == std::string::npos) {
+    if (s.scanned > line_limit) {
         s.input.clear();
+        s.scanned = 0;
         reply(s, "the line is too long", true, false);
         if (!s.standard) s.ended = true;
     }
@@ -129,8 +130,11 @@ void console::read_input(source& s) {
 void console::run_lines(source& s, double now) {
     std::size_t start = 0;
     while (!s.wait.active || wait_is_over(s, now)) {
-        const std::size_t end = s.input.find('\n', start);
-        if (end == std::string::npos) break;
+        const std::size_t end = s.input.find('\n', std::max(start, s.scanned));
+        if (end == std::string::npos) {
+            s.scanned = s.input.size();
+            break;
+        }
         const std::string line = s.input.substr(start, end - start);
         start = end + 1;
         line_result result = handler_.handle_line(line);
@@ -144,6 +148,7 @@ void console::run_lines(source& s, double now) {
         reply(s, result.reply, true, result.good);
     }
     s.input.erase(0, start);
+    s.scanned -= std::min(s.scanned, start);
 }
 
 bool console::wait_is_over(source& s, double now) {

@@ -57,6 +57,7 @@ class console {
         bool standard = false;
         bool ended = false;
         std::string input;
+        std::size_t scanned = 0;  // no line end stands before this place
         std::string output;
         std::uint64_t mark = 0;  // events up to here are spent
         wait_request wait;

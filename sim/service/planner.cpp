@@ -128,11 +128,14 @@ span channel_span(int channel, int bandwidth, const std::string& primary) {
 double weight(int rssi) { return std::clamp((dbm(rssi) + 95) / 60.0, 0.0, 1.0); }
 
 double load_on(const span& where, const std::vector<heard_bss>& heard, const std::vector<std::string>& own) {
+    std::vector<std::string> ours;
+    for (const std::string& bssid : own)
+        ours.push_back(upper_case(bssid));
     std::map<std::string, double> loads;
     for (const heard_bss& bss : heard) {
         if (bss.channel <= 0 || bss.channel > 233) continue;
         const std::string name = upper_case(bss.bssid);
-        if (std::find(own.begin(), own.end(), name) != own.end()) continue;
+        if (std::find(ours.begin(), ours.end(), name) != ours.end()) continue;
         const span theirs = channel_span(bss.channel, bss.bandwidth, bss.primary);
         const int overlap = std::min(where.high, theirs.high) - std::max(where.low, theirs.low);
         if (overlap <= 0) continue;
@@ -153,7 +156,7 @@ std::vector<decision> plan(const std::vector<radio_view>& radios, const std::vec
     std::vector<std::string> own;
     for (const radio_view& radio : radios) {
         for (const vap_view& vap : radio.vaps)
-            own.push_back(upper_case(vap.mac));
+            own.push_back(vap.mac);
     }
     std::vector<decision> out;
     for (const radio_view& radio : radios) {

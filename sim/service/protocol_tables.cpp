@@ -17,16 +17,16 @@ constexpr shape shape_of(const member_rule (&members)[n]) {
 constexpr member_rule version = {"version", k::fixed_text, p::always, nullptr, 0, "2.4"};
 constexpr member_rule service = {"service", k::fixed_text, p::always, nullptr, 0, "rrm"};
 constexpr member_rule cmd = {"cmd", k::text};
-constexpr member_rule ap_mac = {"ap-mac", k::mac};
+constexpr member_rule ap_mac = {"ap-mac", k::mac_any};  // as the factory data has it
 constexpr member_rule domain = {"domain", k::text};
 
 const member_rule vap_members[] = {
-    {"id", k::integer}, {"ssid", k::text}, {"mac", k::mac}, {"802dot11k", k::flag}, {"802dot11r", k::flag},
+    {"id", k::integer}, {"ssid", k::text}, {"mac", k::mac_lower}, {"802dot11k", k::flag}, {"802dot11r", k::flag},
 };
 const shape vap_shape = shape_of(vap_members);
 
 const member_rule station_members[] = {
-    {"mac", k::mac_any},
+    {"mac", k::mac_lower},
     {"ssid", k::text},
     {"rssi", k::integer},
 };

@@ -133,6 +133,9 @@ bool server::start(const server_options& options, std::string& error) {
         return false;
     }
     set_nonblocking(listen_fd_);
+    // Connections inherit it: small enough that an agent soon notices when nobody reads.
+    const int buffer = 4 * static_cast<int>(chunk_size);
+    setsockopt(listen_fd_, SOL_SOCKET, SO_RCVBUF, &buffer, sizeof buffer);
     socklen_t length = sizeof address;
     getsockname(listen_fd_, reinterpret_cast<sockaddr*>(&address), &length);
     port_ = ntohs(address.sin_port);

@@ -116,6 +116,8 @@ TEST(Planner, CountsEveryBssOnceAndNotItsOwn) {
     again.rssi = -35;
     EXPECT_DOUBLE_EQ(load_on(channel_span(6, 20, ""), {twice, again}, {}), 1.0);
     EXPECT_DOUBLE_EQ(load_on(channel_span(6, 20, ""), {twice}, {twice.bssid}), 0.0);
+    twice.bssid = "02:ab:00:00:00:01";
+    EXPECT_DOUBLE_EQ(load_on(channel_span(6, 20, ""), {twice}, {"02:AB:00:00:00:01"}), 0.0);
     EXPECT_DOUBLE_EQ(load_on(channel_span(8, 20, ""), {again}, {}), 1.0);
     EXPECT_DOUBLE_EQ(load_on(channel_span(36, 80, ""), {bss(40, -35), bss(44, -35, 40, "lower")}, {}), 2.0);
     EXPECT_DOUBLE_EQ(load_on(channel_span(36, 20, ""), {bss(40, -35, 80, "lu")}, {}), 1.0);

@@ -120,7 +120,7 @@ TEST(ProtocolCheck, SpoiledInnerMembersAreReportedWithTheirPlace) {
         {"subscribe-request", "\"ssid\":\"office\",\"rssi\"", "\"rssi\"", "assoclist[0].ssid: is missing"},
         {"subscribe-request", "12 13 \"", "12 13\"", "radios[0].available-channels: ascending"},
         {"subscribe-request", "\"1 2 3 ", "\"2 1 3 ", "radios[0].available-channels: ascending"},
-        {"subscribe-request", "00:1A:2B:3C:4D:51", "00:1a:2b:3c:4d:51", "vaps[1].mac: an address in upper case"},
+        {"subscribe-request", "00:1a:2b:3c:4d:52", "00:1A:2B:3C:4D:52", "vaps[1].mac: an address in lower case"},
         {"subscribe-request", "\"mac-offset\":8", "\"mac-offset\":7", "radios[1].mac-offset: 8"},
         {"subscribe-request", "\"locked-for-tpc\":1", "\"locked-for-tpc\":0", "radios[1].locked-for-tpc: 1"},
         {"subscribe-request", "\"power-min\":11", "\"power-min\":12", "radios[1].power-min: 11"},

@@ -56,7 +56,7 @@ class Service:
         return reply
 
     async def connect(self, protocol="websock-rrm"):
-        return await websockets.connect(f"ws://127.0.0.1:{self.port}/path", subprotocols=[protocol], max_size=1 << 25,
+        return await websockets.connect(f"ws://127.0.0.1:{self.port}/path", subprotocols=[protocol] if protocol else None, max_size=1 << 25,
                                         ping_interval=None)
 
     async def end(self, status=0):
@@ -157,7 +157,12 @@ async def garbage():
         except ConnectionError:
             pass
         writer.close()
-    agent = await service.connect()
+    try:
+        await service.connect("unknown")
+        raise AssertionError("an unknown sub-protocol was accepted")
+    except (websockets.InvalidHandshake, ConnectionError, EOFError):
+        pass
+    agent = await service.connect(None)
     for text in ("", "nonsense", "{" * 70000, '{"cmd":7}', '{"version":"2.4","service":"rrm","cmd":"x","ap-mac":"\\u001b[2J"}'):
         await agent.send(text)
     await agent.send(b"\x00\xff")
