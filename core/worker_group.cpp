@@ -16,7 +16,7 @@ namespace ravd {
 namespace {
 
 constexpr std::int64_t thread_limit_ms = 2500;
-constexpr std::int64_t process_limit_ms = 2900;
+constexpr std::int64_t process_limit_ms = 2800;
 
 std::int64_t now_ms() {
     const timespec now = sys::monotonic_now();

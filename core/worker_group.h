@@ -21,7 +21,7 @@ class worker_group {
 
     // Returns when all threads have ended, so that joining them does not block. A signal is logged as soon as it comes.
     // A thread that still runs 2.5 s later is stuck: the process then ends with status 0 at once, for no destructor may
-    // run under a live thread. What hangs after this call, in a destructor or in the log, is cut off 2.9 s after the
+    // run under a live thread. What hangs after this call, in a destructor or in the log, is cut off 2.8 s after the
     // signal in the same way.
     void wait();
 

@@ -1,0 +1,138 @@
+// The roaming mode from end to end: a peer on the bus, the real daemon, a websocket server.
+#include "platform/portable/bus_endpoint.h"
+#include "tests/link/raw_server.h"
+#include "tests/system/daemon_fixture.h"
+
+namespace ravd {
+namespace {
+
+using namespace testing;
+
+constexpr int daemon_module = 2;
+constexpr int peer_module = 3;
+
+class Roaming : public daemon_test {
+  protected:
+    void SetUp() override {
+        peer = bus_endpoint::open(bus(), peer_module);
+        ASSERT_TRUE(peer && peer->start());
+    }
+    // Moves what can be moved until `holds`.
+    bool until(const std::function<bool()>& holds, int limit_ms = 15000) {
+        return eventually(limit_ms, [&] {
+            server.step();
+            for (bus_message message; peer->receive(message);) {
+                const std::string text(message.text());
+                if (text.find("internal-ipc") == text.npos)
+                    at_peer.push_back(text);
+                else
+                    statuses += text.find("\"disconnected\"") == text.npos ? '+' : '-';
+            }
+            return holds();
+        });
+    }
+    bool up() const { return !statuses.empty() && statuses.back() == '+'; }
+    void send(const std::string& text) { EXPECT_EQ(peer->send(daemon_module, text), bus_result::accepted); }
+
+    // These arrive, whole and in order, whichever way they go.
+    void expect_exchange(const std::vector<std::string>& texts) {
+        at_peer.clear();
+        server.received.clear();
+        for (const std::string& text : texts) {
+            send(text);
+            server.send_text(text);
+        }
+        EXPECT_TRUE(until([&] { return at_peer.size() >= texts.size() && server.received.size() >= texts.size(); }))
+            << at_peer.size() << " " << server.received.size();
+        EXPECT_TRUE(at_peer == texts);
+        EXPECT_TRUE(server.texts() == texts);
+    }
+
+    raw_server server;
+    std::unique_ptr<bus_endpoint> peer;
+    std::vector<std::string> at_peer;
+    std::string statuses;
+};
+
+TEST_F(Roaming, CarriesEverythingBothWaysThroughLossAndGarbage) {
+    process daemon = start({"-f", config("roam", server.port)});
+    ASSERT_TRUE(until([&] { return up(); }));
+    EXPECT_EQ(statuses, "-+");
+    EXPECT_NE(server.request.find("GET /p HTTP/1.1\r\n"), std::string::npos);
+    EXPECT_NE(server.request.find("Sec-WebSocket-Protocol: websock-roaming\r\n"), std::string::npos);
+
+    std::vector<std::string> many(10000);
+    for (std::size_t i = 0; i < many.size(); ++i)
+        many[i] = std::to_string(i) + std::string(200 - std::to_string(i).size(), '.');
+    expect_exchange(many);
+    std::string large(5 * 1024 * 1024, '\0');
+    for (std::size_t i = 0; i < large.size(); ++i)
+        large[i] = static_cast<char>(i * 7 + i / 256);
+    expect_exchange({"before", large, "after"});
+
+    // What is no message of ours passes by; what breaks a frame ends that connection alone.
+    const std::string garbage[] = {"{",
+                                   std::string(3, '\0'),
+                                   "\xFF\xFE",
+                                   R"({"service":"internal-ipc","cmd":7})",
+                                   R"({"service":"internal-ipc"})",
+                                   std::string(40, '['),
+                                   "null"};
+    for (const std::string& text : garbage) {
+        send(text);
+        server.send_text(text);
+        server.send_frame(2, text);
+    }
+    server.send_frame(1, "cut", false);
+    server.send_bytes(std::string(4000, '\xFF'));
+    ASSERT_TRUE(until([&] { return !up(); })) << "broken frames end the link";
+    ASSERT_TRUE(until([&] { return up(); })) << "and it comes back";
+    expect_exchange({"after", "garbage"});
+
+    for (const bool with_reset : {false, true}) {
+        server.hang_up(with_reset);
+        ASSERT_TRUE(until([&] { return !up(); }));
+        ASSERT_TRUE(until([&] { return up(); }));
+        expect_exchange({"after", "a", "loss"});
+    }
+    // The peer on the bus may come and go.
+    peer->stop();
+    server.send_text("nobody is there");
+    EXPECT_TRUE(until([] { return false; }, 300) || peer->start());
+    expect_exchange({"peer", "is", "back"});
+    daemon.signal(SIGTERM);
+    EXPECT_EQ(daemon.wait(3000), 0);
+}
+
+// A server that is not ours: it repeats each message as two fragments.
+TEST_F(Roaming, SpeaksToAForeignServer) {
+    const std::string script = write_file("/server.py", R"(
+import asyncio, websockets
+async def repeat(ws, *_):
+    await ws.ping()
+    async for text in ws:
+        await ws.send([text[:len(text) // 2], text[len(text) // 2:]])
+async def main():
+    async with websockets.serve(repeat, "127.0.0.1", 0, subprotocols=["websock-roaming"], max_size=None) as server:
+        print(server.sockets[0].getsockname()[1], flush=True)
+        await asyncio.Future()
+asyncio.run(main())
+)");
+    process foreign({"/usr/bin/python3", script}, directory + "/port");
+    std::uint32_t port = 0;
+    ASSERT_TRUE(eventually(10000, [&] { return bool(std::ifstream(directory + "/port") >> port); }));
+    process daemon = start({"-f", config("roam", port)});
+    ASSERT_TRUE(until([&] { return up(); })) << output();
+    const std::vector<std::string> texts = {"a", R"({"cmd":"\u00e9\u20ac"})", std::string(300000, 'x'), "the last"};
+    for (const std::string& text : texts)
+        send(text);
+    EXPECT_TRUE(until([&] { return at_peer.size() == texts.size(); }));
+    EXPECT_TRUE(at_peer == texts);
+    foreign.signal(SIGTERM);
+    EXPECT_TRUE(until([&] { return !up(); }));
+    daemon.signal(SIGINT);
+    EXPECT_EQ(daemon.wait(3000), 0);
+}
+
+}  // namespace
+}  // namespace ravd

@@ -1,0 +1,129 @@
+// The end of the real daemon: by a signal, whatever it is doing, and by its watchdog.
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include "platform/portable/bus_endpoint.h"
+#include "tests/link/raw_server.h"
+#include "tests/system/daemon_fixture.h"
+
+namespace ravd {
+namespace {
+
+using namespace testing;
+using std::chrono::steady_clock;
+
+class Stop : public daemon_test {
+  protected:
+    ~Stop() override { close(driver_); }
+
+    // A driver whose calls never return.
+    void hang_driver() {
+        show_radio();
+        driver_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        (directory + "/radio.sock").copy(address.sun_path, sizeof address.sun_path - 1);
+        ASSERT_EQ(bind(driver_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        ASSERT_EQ(listen(driver_, 5), 0);
+    }
+    bool driver_called() const {
+        pollfd entry{driver_, POLLIN, 0};
+        return poll(&entry, 1, 0) == 1;
+    }
+    // Brings the daemon where `reached` holds, tells it to stop, and looks how it ended.
+    void expect_stop(const char* what, const std::string& configuration, int signal,
+                     const std::function<bool()>& reached, bool leaves_nothing = true) {
+        process daemon = start({"-f", configuration});
+        ASSERT_TRUE(eventually(8000, [&] { return server.step(), reached(); })) << what << "\n" << output();
+        daemon.signal(signal);
+        const auto begin = steady_clock::now();
+        EXPECT_EQ(daemon.wait(4000), 0) << what << "\n" << output();
+        EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(3)) << what;
+        EXPECT_FALSE(leaves_nothing && bus_socket_left()) << what;
+        server.hang_up();
+        server.drain_backlog();
+    }
+
+    raw_server server;
+    int driver_ = -1;
+};
+
+TEST_F(Stop, WithinThreeSecondsInEveryStateOfTheLink) {
+    for (const auto& [mode, signal] : {std::pair("roam", SIGTERM), std::pair("corvane", SIGINT)}) {
+        const std::string debug = "log_level=15\n";
+        const auto reached = [&](const char* line) { return [this, line] { return written(line); }; };
+        server.how = manner::healthy;
+        expect_stop("established", config(mode, server.port), signal, [&] { return server.open(); });
+        write_file("/output", "");
+        expect_stop("established, debug", config(mode, server.port, debug), signal,
+                    reached("Connection established - reset"));
+        EXPECT_TRUE(written("ravd_handle_signal: TERM\n"));
+        server.how = manner::mute;
+        server.accepted = 0;
+        expect_stop("handshake", config(mode, server.port), signal, [&] { return server.accepted == 1; });
+        write_file("/output", "");
+        server.fill_backlog();
+        server.accepting = false;
+        expect_stop("connecting", config(mode, server.port, debug), signal, reached("Try to establish connect"));
+        server.accepting = true;
+        write_file("/output", "");
+        expect_stop("waiting", config(mode, 1, "initial_connection_delay=99\nmax_connection_delay=99\nlog_level=8\n"),
+                    signal, reached("Delay before connection"));
+    }
+}
+
+TEST_F(Stop, WithinThreeSecondsWhileANeighbourHangs) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        show_radio();
+        const auto configuration = bus_endpoint::open(bus(), 1);
+        ASSERT_TRUE(configuration && configuration->start());
+        bus_message request;
+        const auto asked = [&] { return configuration->receive(request); };
+        expect_stop("configuration", config("corvane", server.port), signal, asked, false);
+        configuration->stop();
+        EXPECT_FALSE(bus_socket_left());
+    }
+}
+
+TEST_F(Stop, WithinThreeSecondsWhileASystemCallHangs) {
+    hang_driver();
+    for (const int signal : {SIGTERM, SIGINT}) {
+        show_radio();
+        write_file("/output", "");
+        expect_stop(
+            "driver", config("corvane", server.port, "log_level=1\n"), signal, [&] { return driver_called(); }, false);
+        EXPECT_TRUE(written("A worker is stuck, the process ends without it\n"));
+        close(accept(driver_, nullptr, nullptr));
+    }
+    // A log that nobody reads.
+    unlink((directory + "/output").c_str());
+    ASSERT_EQ(mkfifo((directory + "/output").c_str(), 0600), 0);
+    const int log = open((directory + "/output").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    while (write(log, "full", 4) > 0) {
+    }
+    expect_stop(
+        "log", config("roam", 1, "log_level=15\n"), SIGTERM, [&] { return bus_socket_left(); }, false);
+    close(log);
+}
+
+using WatchdogSlow = Stop;
+
+TEST_F(WatchdogSlow, EndsTheProcessWhenASystemCallHangs) {
+    hang_driver();
+    process daemon = start({"-f", config("corvane", server.port, "log_level=8\n")});
+    ASSERT_TRUE(eventually(8000, [&] { return driver_called(); }));
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(daemon.wait(14000), 255);
+    EXPECT_GT(steady_clock::now() - begin, std::chrono::milliseconds(9900));
+    const std::string log = output();
+    int lines = 0;
+    for (std::size_t at = 0;
+         (at = log.find("time_monotonic: Time error, need restart, expired [", at + 1)) != log.npos;)
+        ++lines;
+    EXPECT_EQ(lines, 11);
+    EXPECT_NE(log.find("] cnt 10\n"), log.npos);
+}
+
+}  // namespace
+}  // namespace ravd
