@@ -61,7 +61,7 @@ const option table[] = {
 }  // namespace
 
 options_result parse_options(int argc, char** argv, options& out, std::string& error) {
-    optind = 1;
+    optind = 0;  // starts afresh, also after a call that ended in the middle
     opterr = 0;
     const auto number = [&](const char* name, unsigned low, unsigned high, unsigned& value) {
         int parsed = 0;

@@ -4,21 +4,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <deque>
-
 namespace ravd::lab {
 namespace {
 
 options_result parse(std::vector<std::string> words, options& out, std::string& error) {
-    // getopt looks at the words of its last call once more.
-    static std::deque<std::vector<std::string>> kept;
     words.insert(words.begin(), "ravd-sim-service");
-    kept.push_back(std::move(words));
     std::vector<char*> argv;
     for (std::string& word : words)
         argv.push_back(&word[0]);
     argv.push_back(nullptr);
-    return parse_options(static_cast<int>(kept.back().size()), argv.data(), out, error);
+    return parse_options(static_cast<int>(words.size()), argv.data(), out, error);
 }
 
 TEST(Options, AreRead) {
