@@ -174,28 +174,23 @@ class fake_driver final : public driver_interface {
     void del_custom_neighbors(const char* name) override { note("del_custom %s", name); }
 
     // What the agent does not call.
-    bool get_obss_coex(const char*) override { return false; }
-    std::uint32_t band_of_chanspec(std::uint32_t) override { return 0; }
-    std::uint32_t band_of_channel(std::uint32_t) override { return 0; }
-    int parse_sideband(const char*) override { return 0; }
-    bool is_radio_up(const char*) override { return true; }
-    bool vap_is_up(const char*, std::int32_t) override { return true; }
-    bool vap_active(std::int32_t, std::int32_t) override { return true; }
-    bool radio_has_band(std::int32_t, std::uint32_t) override { return true; }
-    void get_min_max_tx_power(const char*, std::uint32_t*, std::uint32_t*, std::uint32_t) override {}
-    std::uint32_t get_config_sideband(const char*) override { return 0; }
-    std::uint32_t get_config_bandwidth(const char*) override { return 0; }
-    const char* vap_name_by_ssid(const char*, std::int32_t) override { return nullptr; }
-    int vap_index_by_ssid(const char*, std::int32_t) override { return -1; }
-    void block_sta(const char*, const char*) override {}
-    void block_sta_data(const char*, const char*) override {}
-    void unblock_all_sta(const char*) override {}
-    void set_quarn_sta_rssi_thr_high(const char*, int) override {}
-    void set_quarn_sta_rssi_thr_low(const char*, int) override {}
-    void probsup_rrm_max_age(const char*, int) override {}
-    void probsup_rrm_client_try_no_balance(const char*, int) override {}
-    void rssi_renew_interval(const char*, int) override {}
-    void disassoc_sta(const char*, const char*) override {}
+    // clang-format off
+    using text = const char*;
+    using u32 = std::uint32_t;
+    using i32 = std::int32_t;
+    bool get_obss_coex(text) override { return false; }        bool is_radio_up(text) override { return true; }
+    bool vap_is_up(text, i32) override { return true; }        bool vap_active(i32, i32) override { return true; }
+    bool radio_has_band(i32, u32) override { return true; }    u32 band_of_chanspec(u32) override { return 0; }
+    u32 band_of_channel(u32) override { return 0; }            int parse_sideband(text) override { return 0; }
+    u32 get_config_sideband(text) override { return 0; }       u32 get_config_bandwidth(text) override { return 0; }
+    text vap_name_by_ssid(text, i32) override { return ""; }   int vap_index_by_ssid(text, i32) override { return -1; }
+    void block_sta(text, text) override {}                     void block_sta_data(text, text) override {}
+    void unblock_all_sta(text) override {}                     void rssi_renew_interval(text, int) override {}
+    void set_quarn_sta_rssi_thr_high(text, int) override {}    void set_quarn_sta_rssi_thr_low(text, int) override {}
+    void probsup_rrm_max_age(text, int) override {}            void disassoc_sta(text, text) override {}
+    void probsup_rrm_client_try_no_balance(text, int) override {}
+    void get_min_max_tx_power(text, u32*, u32*, u32) override {}
+    // clang-format on
 
   private:
     int note(const char* text) { return note("%s", text); }

@@ -73,8 +73,6 @@ TEST_F(lifecycle, subscription_table) {
     for (const row& r : std::initializer_list<row>{
              {"U", "", true, false, -1},
              {"UH", "subscribe-request ", true, false, 30},  // H: hostapd starts
-             {"HU", "subscribe-request ", true, false, 30},
-             {"HUU", "subscribe-request subscribe-request ", true, false, 30},
              {"HUN", "subscribe-request ", true, false, 30},
              {"HUB", "subscribe-request ", true, false, 60},
              {"HUBBB", "subscribe-request ", true, false, 120},
@@ -82,8 +80,7 @@ TEST_F(lifecycle, subscription_table) {
              {"HUA", "subscribe-request ", false, true, -1},
              {"HUAH", "subscribe-request rrm-config-changed ", false, true, -1},
              {"HUAD", "subscribe-request ", false, false, -1},
-             {"HUD", "subscribe-request ", false, false, -1},
-             {"HUADU", "subscribe-request subscribe-request ", true, false, 30},
+             {"HU", "subscribe-request ", true, false, 30},
          }) {
         SCOPED_TRACE(r.story);
         restart();
