@@ -41,7 +41,7 @@ bool command_server::take(std::uint64_t connection, std::string& input) {
     input.clear();
     if (arguments.empty()) return false;
     const auto fault = faults_.strike({arguments[0]}, arguments.size() > 1 ? arguments[1] : "");
-    if (fault) log_.line("fault", "%s: %s", arguments[0].c_str(), faults_.text().c_str());
+    if (fault) log_.line("fault", "%s strikes", arguments[0].c_str());
     if (fault && fault->kind == fault_kind::hang) return true;
     outcome result;
     if (!fault || fault->kind == fault_kind::late)

@@ -62,20 +62,28 @@ bool device_files::write(const std::string& device_path, const std::string& text
     return whole && rename(fresh.c_str(), path.c_str()) == 0;
 }
 
+// What a run with another scenario left would tell the wrong chip, and VAPs that are not there.
+void device_files::remove_leftovers(const radio_state& radio) const {
+    const std::string wifi6 = directory_ + "/proc/net/rtk_wifi6/" + radio.name;
+    unlink((wifi6 + "/coex_2g_40m").c_str());
+    rmdir(wifi6.c_str());
+    for (int v = 0; v < vap_limit; ++v) {
+        const std::string interface = directory_ + "/sys/class/net/" + radio.name + "-va" + std::to_string(v);
+        unlink((interface + "/flags").c_str());
+        rmdir(interface.c_str());
+    }
+}
+
 bool device_files::create(std::string& reason) {
     for (const char* path : {"/tmp", "/var/run", "/etc/ravd", "/sys/class/net", "/proc/net", "/bin"})
         if (!make_directory(path, reason)) return false;
     for (const char* name : {"", "_hostapd_started", "_scoutd_started", "_config_updated", "_timezone_changed"})
         unlink((directory_ + notify_path + name).c_str());
     remove_pid();
-    // What a run with another scenario left would tell the wrong chip.
     for (const radio_state& radio : ap_.radios) {
+        remove_leftovers(radio);
         const std::string wifi6 = "/proc/net/rtk_wifi6/" + radio.name;
         const bool is_wifi6 = radio.kind == chip_kind::rtk_wifi6;
-        if (!is_wifi6) {
-            unlink((directory_ + wifi6 + "/coex_2g_40m").c_str());
-            rmdir((directory_ + wifi6).c_str());
-        }
         if (!make_directory(is_wifi6 ? wifi6 : "/proc/" + radio.name, reason)) return false;
         if (!make_directory("/sys/class/net/" + radio.name, reason)) return false;
         for (const vap_state& vap : radio.vaps) {

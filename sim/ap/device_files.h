@@ -32,6 +32,7 @@ class device_files {
     bool agent_connected() const;
 
   private:
+    void remove_leftovers(const radio_state& radio) const;
     bool make_directory(const std::string& device_path, std::string& reason) const;
     bool write(const std::string& device_path, const std::string& text) const;
     bool open_neighbour_file(const radio_state& radio, vap_state& vap, bool custom, std::string& reason);

@@ -13,6 +13,7 @@ namespace ravd::sim {
 namespace {
 
 constexpr std::size_t link_limit = 200;
+constexpr std::size_t output_limit = 16 * 1024 * 1024;  // a client that asks and does not read is let go
 
 }  // namespace
 
@@ -84,7 +85,11 @@ void stream_server::send(std::uint64_t connection, const std::string& bytes, boo
     if (found == links_.end()) return;
     found->second.output += bytes;
     found->second.last |= last;
-    // Not closed here: the caller may be a reader that still holds the connection's input.
+    // Never closed here: the caller may be a reader that still holds the connection's input.
+    if (found->second.output.size() > output_limit) {
+        found->second.output.clear();
+        found->second.last = true;
+    }
     flush(connection);
 }
 

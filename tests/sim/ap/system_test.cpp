@@ -57,12 +57,29 @@ sim::scenario scenario_of(const char* name) {
     return s;
 }
 
+// What ravd-probe-sim prints.
+std::string probe(const std::string& options = {}) {
+    std::string output;
+    EXPECT_TRUE(sys::run_command_for_reading((std::string(RAVD_PROBE) + " " + options).c_str(), output));
+    return output;
+}
+
+int count_of(const std::string& text, const std::string& piece) {
+    int count = 0;
+    for (std::size_t at = 0; (at = text.find(piece, at)) != std::string::npos; ++at)
+        ++count;
+    return count;
+}
+
 // What the daemon sees of each scenario is what the scenario says.
 class EveryScenario : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(EveryScenario, IsWhatTheDaemonSees) {
     const sim::scenario s = scenario_of(GetParam());
     const running_ap ap(GetParam());
+    const std::string printed = probe();  // before our own driver takes its number on the bus
+    EXPECT_EQ(count_of(printed, "\nFAIL "), 0) << printed;
+    int stations = 0;
     started_driver d;
     EXPECT_STREQ(d.driver.get_factory_info()->serial, s.serial.c_str());
     for (int r = 0; r < 2; ++r) {
@@ -103,7 +120,9 @@ TEST_P(EveryScenario, IsWhatTheDaemonSees) {
             EXPECT_EQ(one.rssi, *std::max_element(one.readings.begin(), one.readings.end()));
         }
         EXPECT_EQ(seen, expected);
+        stations += static_cast<int>(expected.size());
     }
+    EXPECT_EQ(count_of(printed, "\n  station "), stations);
 
     std::uint32_t wait = 0;
     EXPECT_EQ(d.driver.start_scan(true, {}, {}, wait), 0);
@@ -276,6 +295,26 @@ TEST(FaultsStrike, DriverServicesAndCommands) {
     EXPECT_EQ(d.driver.set_tx_power("wlan0", 12), -1);
     EXPECT_EQ(d.driver.set_tx_power("wlan0", 12), 0);
     EXPECT_EQ(ap.ask("fault list"), "none");
+}
+
+TEST(Probe, NamesTheCallThatFails) {
+    const running_ap ap("wifi6-upper-band");
+    EXPECT_THAT(probe("--scan 1,44 --wait 1"), HasSubstr("  bss 06:aa:00:00:03:02 "));
+    ap.ask("fault stations fail EOPNOTSUPP on wlan0-va0");
+    ap.ask("fault iwpriv empty on wlan1");
+    ap.ask("config remove /corvane/tpc");
+    ap.ask("hostapd stop");
+    ap.ask("radio 0 down");
+    std::string printed = probe();
+    EXPECT_THAT(printed, HasSubstr("FAIL /var/run/hostapd.pid: hostapd does not run"));
+    EXPECT_THAT(printed, HasSubstr("FAIL wlan1 MIB chanspec"));
+    EXPECT_THAT(printed, HasSubstr("FAIL get /corvane/tpc"));
+    EXPECT_THAT(printed, HasSubstr("radio wlan0 down"));
+    ap.ask("hostapd start");
+    ap.ask("radio 0 up");
+    EXPECT_THAT(probe(), HasSubstr("FAIL wlan0-va0 stations: Operation not supported"));
+    ap.ask("fault config dead");
+    EXPECT_THAT(probe(), HasSubstr("FAIL get /interface/wlan0/wlan/radio/country: no answer"));
 }
 
 // Bytes without sense on each socket end their connection, or get an error, and nothing more.
