@@ -103,8 +103,8 @@ class websock_worker final : public abstract_worker {
     void process_internal_unlink();
     bool flush_link_status();
 
-    std::mutex
-        mutex_;  // guards context_, established_ and the unlinked check; taken after a queue's lock, never before
+    // Guards context_, established_ and the unlinked check. Taken after the input queue's lock, never before.
+    std::mutex mutex_;
     const int mode_;
     safe_queue& input_;
     safe_queue& output_;

@@ -2,9 +2,9 @@
 
 #include <dirent.h>
 
-#include <condition_variable>
+#include <atomic>
 #include <cstdlib>
-#include <mutex>
+#include <future>
 
 #include "tests/core/log_capture.h"
 #include "tests/link/link_fixture.h"
@@ -21,129 +21,107 @@ int open_descriptors() {
     return count;
 }
 
-struct handshake_case {
-    const char* name;
-    manner how;
-    const char* reply;
-};
+// Upgrade answer whose last fields are up to the case.
+#define UPGRADE "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
 
-void PrintTo(const handshake_case& entry, std::ostream* out) { *out << entry.name; }
-
-class handshake_test : public link_test, public ::testing::WithParamInterface<handshake_case> {};
-
-TEST_P(handshake_test, recovers) {
-    server.how = GetParam().how;
-    server.reply = GetParam().reply;
-    ASSERT_TRUE(until([this] { return server.accepted > 0; }));
-    const double start = clock.now_s();
-    ASSERT_TRUE(until([this] { return !initialized; }, 7000));
-    EXPECT_LE(clock.now_s() - start, 30);
-    EXPECT_EQ(statuses.find('+'), std::string::npos);
-    server.step();
-    EXPECT_EQ(server.accepted, 1);
-    expect_recovery();
-    EXPECT_EQ(server.accepted, 2);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    all, handshake_test,
-    ::testing::Values(
-        handshake_case{"mute", manner::mute, ""}, handshake_case{"hang_up", manner::hang_up, ""},
-        handshake_case{"reset", manner::reset, ""},
-        handshake_case{"garbage", manner::scripted, "\x01\x02garbage\r\n\r\n\r\n"},
-        handshake_case{"not_found", manner::scripted, "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"},
-        handshake_case{"plain_ok", manner::scripted, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"},
-        handshake_case{"redirect", manner::scripted,
-                       "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:{port}/\r\nContent-Length: 0\r\n\r\n"},
-        handshake_case{"wrong_key", manner::scripted,
-                       "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-                       "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n"},
-        handshake_case{"other_protocol", manner::scripted,
-                       "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-                       "Sec-WebSocket-Protocol: other\r\nSec-WebSocket-Accept: {key}\r\n\r\n"}),
-    [](const auto& info) { return info.param.name; });
-
-struct peer_case {
-    const char* name;
-    std::string bytes;  // sent over the established link
-    int action;         // then: 0 nothing, 1 closes, 2 resets, 3 stops answering pings
-};
-
-void PrintTo(const peer_case& entry, std::ostream* out) { *out << entry.name; }
-
-class peer_test : public link_test, public ::testing::WithParamInterface<peer_case> {};
-
-TEST_P(peer_test, recovers) {
-    connect();
-    push(R"({"to":"peer"})");
-    ASSERT_TRUE(until([this] { return server.texts().size() == 1; }));
-    server.received.clear();
-    server.send_bytes(GetParam().bytes);
-    server.step();
-    if (GetParam().action == 1 || GetParam().action == 2) server.hang_up(GetParam().action == 2);
-    server.answer_pings = GetParam().action != 3;
-    expect_recovery(GetParam().action == 3 ? 9000 : 1);
-    EXPECT_EQ(inbox.size(), 1u) << "a part of a message survived its link";
-}
-
-INSTANTIATE_TEST_SUITE_P(all, peer_test,
-                         ::testing::Values(peer_case{"closes", "", 1}, peer_case{"resets", "", 2},
-                                           peer_case{"closes_in_a_message",
-                                                     std::string("\x01\x03"
-                                                                 "abc\x00\x05xy",
-                                                                 9),
-                                                     1},
-                                           peer_case{"close_frame", std::string("\x88\x02\x03\xe8", 4), 0},
-                                           peer_case{"reserved_bits", std::string("\xf1\x01x", 3), 0},
-                                           peer_case{"unknown_opcode", std::string("\x83\x01x", 3), 0},
-                                           peer_case{"stray_continuation", std::string("\x80\x01x", 3), 0},
-                                           peer_case{"silent_in_a_message",
-                                                     std::string("\x01\x03"
-                                                                 "abc\x00\x05xy",
-                                                                 9),
-                                                     3}),
-                         [](const auto& info) { return info.param.name; });
-
-TEST_F(link_test, connection_refused) {
-    const std::uint32_t healthy = server.port;
-    server.port = 1;
-    make(10, 60);
-    log_capture log(log_debug_bit);
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        ASSERT_TRUE(until([this] { return initialized; }));
-        ASSERT_TRUE(until([this] { return !initialized; }));
+TEST_F(link_test, handshakes_that_fail) {
+    struct {
+        manner how;
+        const char* reply;
+    } const cases[] = {
+        {manner::mute, ""},
+        {manner::hang_up, ""},
+        {manner::reset, ""},
+        {manner::scripted, "\x01\x02garbage\r\n\r\n\r\n"},
+        {manner::scripted, "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"},
+        {manner::scripted, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"},
+        {manner::scripted, "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:{port}/\r\nContent-Length: 0\r\n\r\n"},
+        {manner::scripted, UPGRADE "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n"},
+        {manner::scripted, UPGRADE "Sec-WebSocket-Protocol: other\r\nSec-WebSocket-Accept: {key}\r\n\r\n"},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(&entry - cases);
+        SetUp();
+        server.hang_up();
+        server.how = entry.how;
+        server.reply = entry.reply;
+        statuses.clear();
+        const int before = server.accepted;
+        ASSERT_TRUE(until([&] { return server.accepted > before; }));
+        const double start = clock.now_s();
+        ASSERT_TRUE(until([this] { return !initialized; }, 7000));
+        EXPECT_LE(clock.now_s() - start, 30);
+        EXPECT_EQ(statuses.find('+'), std::string::npos);
+        server.step();
+        EXPECT_EQ(server.accepted, before + 1) << "went elsewhere";
+        expect_recovery();
     }
-    server.port = healthy;
-    const char* ranges[] = {"[5;15)", "[10;30)", "[20;60)", "[30;90)"};
-    const int counts[] = {1, 1, 1, 2};
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(log.count(std::string("Generate delay into ") + ranges[i] + " range\n"), counts[i]) << ranges[i];
 }
 
-TEST_F(link_test, back_off_without_delays_and_its_reset) {
+TEST_F(link_test, peers_that_fail) {
+    const std::string beginning(
+        "\x01\x03"
+        "abc\x00\x05xy",
+        9);  // a fragment and a part of the next
+    enum action { nothing, close, reset, no_pongs };
+    struct {
+        std::string bytes;
+        action then;
+    } const cases[] = {{"", close},
+                       {"", reset},
+                       {beginning, close},
+                       {beginning, no_pongs},
+                       {std::string("\x88\x02\x03\xe8", 4), nothing},  // a close frame
+                       {"\xf1\x01x", nothing},                         // reserved bits
+                       {"\x83\x01x", nothing},                         // an unknown opcode
+                       {"\x80\x01x", nothing}};                        // a stray continuation
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(&entry - cases);
+        SetUp();
+        server.hang_up();
+        inbox.clear();
+        statuses.clear();
+        connect();
+        server.received.clear();
+        server.send_bytes(entry.bytes);
+        server.step();
+        if (entry.then == close || entry.then == reset) server.hang_up(entry.then == reset);
+        server.answer_pings = entry.then != no_pongs;
+        expect_recovery(entry.then == no_pongs ? 9000 : 1);
+        EXPECT_EQ(inbox.size(), 1u) << "a part of a message survived its link";
+    }
+}
+
+TEST_F(link_test, back_off) {
     server.how = manner::hang_up;
-    make(0, 0);
-    {
-        log_capture log(log_debug_bit);
-        for (int attempt = 0; attempt < 3; ++attempt) {
-            const double start = clock.now_s();
-            ASSERT_TRUE(until([this] { return initialized; }));
-            EXPECT_GE(clock.now_s() - start, 1);
-            EXPECT_LT(clock.now_s() - start, 3);
-            ASSERT_TRUE(until([this] { return !initialized; }));
-        }
-        EXPECT_EQ(log.count("Generate delay into [1;3) range\n"), 3);
-        EXPECT_EQ(log.count("websock-rrm-> _connect: Try to establish connect with server 127.0.0.1:"), 3);
-    }
-    make(10, 60);
+    const auto attempt = [this] {
+        const double start = clock.now_s();
+        EXPECT_TRUE(until([this] { return initialized; }));
+        const double waited = clock.now_s() - start;
+        EXPECT_TRUE(until([this] { return !initialized; }));
+        return waited;
+    };
     log_capture log(log_debug_bit);
-    until([this] { return server.accepted == 6; });
+    for (int i = 0; i < 3; ++i) {
+        const double waited = attempt();
+        EXPECT_TRUE(waited >= 1 && waited < 3) << waited;
+    }
+    EXPECT_EQ(log.count("Generate delay into [1;3) range\n"), 3);
+    const std::uint32_t healthy = std::exchange(server.port, 1);  // where connections are refused
+    make(10, 60);
+    server.port = healthy;
+    for (int i = 0; i < 5; ++i)
+        attempt();
+    make(10, 60);
+    attempt();
     server.how = manner::healthy;
     connect();
     server.hang_up();
     until([this] { return !initialized; });
     until([this] { return initialized; });
-    EXPECT_EQ(log.count("Generate delay into [5;15) range\n"), 2);
+    const std::pair<const char*, int> ranges[] = {{"[5;15)", 3}, {"[10;30)", 2}, {"[20;60)", 1}, {"[30;90)", 2}};
+    for (const auto& [range, count] : ranges)
+        EXPECT_EQ(log.count(std::string("Generate delay into ") + range + " range\n"), count) << range;
     EXPECT_EQ(log.count("Connection established - reset connection delay\n"), 1);
 }
 
@@ -176,19 +154,6 @@ TEST_F(link_test, peer_that_stops_reading) {
     expect_recovery();
 }
 
-TEST_F(link_test, pings_unanswered) {
-    log_capture log(log_debug_bit);
-    connect();
-    server.answer_pings = false;
-    const double start = clock.now_s();
-    ASSERT_TRUE(until([this] { return !initialized; }, 1000));
-    EXPECT_NEAR(clock.now_s() - start, 92, 2);
-    EXPECT_EQ(server.pings, 3);
-    EXPECT_EQ(log.count("websock-rrm->There are no 3 pong answer in a row from server\n"), 1);
-    server.received.clear();
-    expect_recovery();
-}
-
 TEST_F(link_test, reconnects_leave_no_descriptor_behind) {
     const std::vector<raw_server> others(30);  // so that the link's descriptors are beyond the size of its tables
     connect();
@@ -205,34 +170,14 @@ TEST_F(link_test, reconnects_leave_no_descriptor_behind) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-// A name server in the test's hand.
-struct name_server {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool held = true;
-    int asked = 0;
-    std::vector<std::string> answer{"127.0.0.1"};
-
-    resolver::lookup_function function(const std::shared_ptr<name_server>& self) {
-        return [self](const std::string& host) {
-            EXPECT_EQ(host, "service.test");
-            std::unique_lock<std::mutex> lock(self->mutex);
-            ++self->asked;
-            self->changed.wait(lock, [&] { return !self->held; });
-            return self->answer;
-        };
-    }
-    void release(std::vector<std::string> with) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        held = false;
-        answer = std::move(with);
-        changed.notify_all();
-    }
-};
-
 TEST_F(link_test, name_server_that_never_answers) {
-    const auto names = std::make_shared<name_server>();
-    make(0, 0, "service.test", names->function(names));
+    std::promise<std::vector<std::string>> answer;
+    const auto asked = std::make_shared<std::atomic<int>>(0);
+    make(0, 0, "service.test", [asked, future = answer.get_future().share()](const std::string& host) {
+        EXPECT_EQ(host, "service.test");
+        ++*asked;
+        return future.get();
+    });
     for (int attempt = 0; attempt < 3; ++attempt) {
         push(R"({"service":"internal-ipc","cmd":"status"})");
         const double start = clock.now_s();
@@ -246,33 +191,31 @@ TEST_F(link_test, name_server_that_never_answers) {
     EXPECT_FALSE(worker->init());
     EXPECT_LT(clock.now_s() - start, 1);
     running = true;
-    names->release({"127.0.0.1"});
-    statuses.clear();
+    answer.set_value({"127.0.0.1"});
+    ASSERT_TRUE(until([this] { return initialized; }));
+    EXPECT_EQ(*asked, 1) << "one look-up at a time";
     connect();
-    EXPECT_EQ(names->asked, 1) << "one look-up at a time";
     EXPECT_NE(server.request.find("Host: service.test"), std::string::npos) << server.request;
-    // A worker that goes while a look-up hangs leaves it behind.
-    names->held = true;
-    server.hang_up();
-    until([this] { return !initialized; });
-    EXPECT_FALSE(worker->init());
-    worker.reset();
-    names->release({});
 }
 
 TEST_F(link_test, names) {
-    const auto names = std::make_shared<name_server>();
-    names->release({});
-    make(0, 0, "service.test", names->function(names));
-    EXPECT_FALSE(until([this] { return initialized; }, 0, 5));  // no such name
-    names->release({"127.0.0.99", "127.0.0.1"});                // the first refuses, the next one serves
-    connect();
+    using addresses = std::vector<std::string>;
+    make(0, 0, "absent.test", [](const std::string&) { return addresses{}; });
+    EXPECT_FALSE(until([this] { return initialized; }, 0, 5));
+    make(0, 0, "service.test", [](const std::string&) { return addresses{"127.0.0.99", "127.0.0.1"}; });
+    connect();  // the first address refuses, the next one serves
     make(0, 0, "localhost");
     server.hang_up();
     statuses.clear();
     connect();
     make(0, 0, "");
     EXPECT_FALSE(until([this] { return initialized; }, 0, 5));
+    // A worker that goes while a look-up hangs leaves it behind.
+    std::promise<addresses> late;
+    make(0, 0, "late.test", [future = late.get_future().share()](const std::string&) { return future.get(); });
+    EXPECT_FALSE(worker->init());
+    worker.reset();
+    late.set_value({});
 }
 
 TEST_F(link_test, proxy_of_the_environment_is_not_used) {

@@ -107,29 +107,22 @@ TEST_F(link_test, what_cannot_be_kept_is_skipped) {
     EXPECT_EQ(log.count("a message of more than 8388608 bytes is skipped\n"), 2);
 }
 
-TEST_F(link_test, five_megabytes_each_way) {
+TEST_F(link_test, both_ways_at_once) {
     connect();
-    const std::string there = pattern(5000000, 3), back = pattern(5000000, 9);
-    push(there);
-    server.send_text(back);
-    ASSERT_TRUE(until([&] { return !inbox.empty() && !server.texts().empty(); }));
-    EXPECT_TRUE(inbox[0] == back);
-    EXPECT_TRUE(server.texts()[0] == there);
-    EXPECT_TRUE(server.received[0].masked && server.received[0].final);
-}
-
-TEST_F(link_test, many_messages_keep_their_order) {
-    connect();
-    const int total = 10000;
-    for (int i = 0; i < total; ++i) {
-        const std::string text = std::to_string(i) + std::string(195, '.');
-        push(text);
-        server.send_text(text);
-    }
-    ASSERT_TRUE(until([&] { return inbox.size() == total && server.received.size() == total; }));
-    for (std::size_t i = 0; i < total; ++i) {
-        ASSERT_EQ(std::stoul(inbox[i]), i);
-        ASSERT_EQ(std::stoul(server.received[i].payload), i);
+    const std::pair<unsigned, std::size_t> cases[] = {{1, 5000000}, {10000, 200}};
+    for (const auto& [total, size] : cases) {
+        inbox.clear();
+        server.received.clear();
+        for (unsigned i = 0; i < total; ++i) {
+            push(pattern(size, i));
+            server.send_text(pattern(size, i + 5));
+        }
+        ASSERT_TRUE(until([&, n = total] { return inbox.size() == n && server.received.size() == n; }));
+        for (unsigned i = 0; i < total; ++i) {
+            const raw_server::frame& there = server.received[i];
+            ASSERT_TRUE(inbox[i] == pattern(size, i + 5)) << i;
+            ASSERT_TRUE(there.masked && there.final && there.payload == pattern(size, i)) << i;
+        }
     }
 }
 
@@ -224,8 +217,10 @@ TEST_F(link_test, pings_and_pongs) {
     server.hang_up();
     ASSERT_TRUE(until([this] { return !initialized; }));
     connect();
+    log_capture log(log_debug_bit);
     ASSERT_TRUE(until([this] { return !initialized; }, 1000));
     EXPECT_EQ(server.pings, before + 3);
+    EXPECT_EQ(log.count("websock-rrm->There are no 3 pong answer in a row from server\n"), 1);
 }
 
 TEST_F(link_test, status_waits_for_room_in_the_queue) {
