@@ -66,8 +66,9 @@ bool lab::send_message(agent& to, json_object* message) {
 
 bool lab::send_bytes(agent& to, outgoing item, const std::string& shown) {
     const bool message = item.what == outgoing::kind::text || item.what == outgoing::kind::binary;
-    const std::string copy = log_.enabled() && message ? item.bytes : "";
+    const std::string copy = message && (log_.enabled() || !shown.empty()) ? item.bytes : "";
     if (!server_.send(to.number, std::move(item))) return false;
+    if (!shown.empty()) note_answer(to, copy);
     if (log_.enabled()) {
         if (message) {
             log_.message(to.number, to.orders.ap_mac, "sent", copy);
@@ -192,7 +193,15 @@ void lab::answer_subscription(agent& who) {
         say(&who, "the subscription could not be answered: " + error);
         return;
     }
-    if (code != 0) return;
+}
+
+// Also for an answer that the user typed.
+void lab::note_answer(agent& who, const std::string& text) {
+    if (text.find("subscribe-response") == std::string::npos) return;
+    std::string error;
+    const json_ptr message = parse_json(text, error);
+    if (json_text(message.get(), "cmd") != "subscribe-response") return;
+    if (json_text(message.get(), "status") != "success") return;
     who.subscribed = true;
     console_.event("subscribed", who.number);
     if (!options_.automatic.enabled) return;

@@ -129,11 +129,22 @@ async def orders_and_link():
     assert not filler.done()
     await service.command("agent 2 resume")
     await asyncio.wait_for(filler, 5)
+    await service.command("wait violation 5")  # the array is no message
+
+    # An answer typed by hand subscribes as well.
+    await service.command("silent")
+    by_hand = await service.connect()
+    await by_hand.send(json.dumps(subscription()))
+    await service.command("wait subscribe-request 5")
+    await service.command("subscribe-response domain=typed")
+    assert json.loads(await by_hand.recv())["domain"] == "typed"
+    await by_hand.send(json.dumps(message("rrm-config-changed", radios=[])))
+    await service.command("wait rrm-config-changed 5")
+    await by_hand.close()
 
     # The three ways to end a link.
     await service.command("agent 1 close 1001 bye")
     assert (await closed(first)).code == 1001
-    await service.command("wait violation 5")  # the array is no message
     await service.command("agent 2 drop")
     assert (await closed(agent)).code == 1006
     agent = await service.connect("websock-roaming")
