@@ -85,7 +85,7 @@ const char* json_writer::text() const {
 }
 
 json_reader::json_reader(const char* text)
-    : object_(text && json_containers_bounded(text) ? json_tokener_parse(text) : nullptr), owned_(true) {}
+    : object_(text && is_bounded_json(text) ? json_tokener_parse(text) : nullptr), owned_(true) {}
 
 json_reader::~json_reader() {
     if (owned_ && object_) json_object_put(object_);

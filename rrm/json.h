@@ -48,7 +48,7 @@ class json_writer {
 class json_reader {
   public:
     // Parses `text`, which may be null. valid() is false when it is absent, not JSON, the text "null", or holds more
-    // than 65,536 objects and arrays.
+    // than 65,536 objects and arrays or 262,144 commas.
     explicit json_reader(const char* text);
     json_reader(const json_reader&) = delete;
     json_reader& operator=(const json_reader&) = delete;

@@ -49,7 +49,7 @@ char* text_of(const ctree* tree, int flags) {
 }  // namespace
 
 ctree* ctree_parse_buffer(const char* text) {
-    if (!text || !ravd::json_containers_bounded(text)) return nullptr;
+    if (!text || !ravd::is_bounded_json(text)) return nullptr;
     json_object* parsed = json_tokener_parse(text);
     if (parsed && json_object_is_type(parsed, json_type_object)) return tree_of(parsed);
     json_object_put(parsed);

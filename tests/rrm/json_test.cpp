@@ -110,10 +110,12 @@ TEST(JsonReader, ConvertsAsJsonCAndNeverFails) {
         EXPECT_FALSE(json_reader(text).valid()) << (text ? text : "null pointer");
 }
 
-TEST(JsonReader, BoundsObjectsAndArraysBeforeParsing) {
+TEST(JsonReader, BoundsWhatIsParsed) {
     const std::string most = "[" + repeated("{},", 65534) + "[]";  // 65,536 with the outer one
     EXPECT_EQ(json_reader((most + "]").c_str()).size(), 65535);
     EXPECT_FALSE(json_reader((most + ",{}]").c_str()).valid());
+    EXPECT_EQ(json_reader(("[" + repeated("1,", 262144) + "1]").c_str()).size(), 262145);
+    EXPECT_FALSE(json_reader(("[" + repeated("1,", 262145) + "1]").c_str()).valid());
     const std::string brackets = repeated("{[", 40000);
     for (const std::string& text : {"\"" + brackets + "\\\"" + brackets + "\"", "'" + brackets + "\\\\'"})
         EXPECT_TRUE(json_reader(("[" + text + ",1]").c_str()).valid());
