@@ -215,7 +215,12 @@ void simulator::body::told(const client_event& event) {
 void simulator::body::told_to_roam(const mac_octets& mac) {
     loop_.after(ap_.start.steer_delay_ms, [this, mac] {
         const auto at = stations_.find(mac);
-        if (at.one && at.one->associated) stations_.roam(mac, stations_.roam_target(*at.vap));
+        if (!at.one || !at.one->associated) return;
+        const mac_octets target = stations_.roam_target(*at.vap);
+        if (target == mac_octets{})
+            stations_.leave(mac, "recv-disassoc");
+        else
+            stations_.roam(mac, target);
     });
 }
 

@@ -49,7 +49,7 @@ class station_book {
     // A BSS transition request. False when the station is not associated to that VAP. Marks it as asked.
     bool ask_to_roam(vap_state& vap, const mac_octets& mac, std::int64_t now_ms);
     // The BSS that a station asked on this VAP would choose: of the custom list, the standard list, the neighbours with
-    // the same SSID.
+    // the same SSID; all zero when there is none.
     mac_octets roam_target(const vap_state& vap) const;
 
     // Four antennas' dBm at a moment; they move every two seconds. The best of them is near the station's own value.

@@ -151,7 +151,7 @@ radio_reply wireless_driver::custom_command(const radio_request& request, radio_
     switch (static_cast<driver_command>(number)) {
         case driver_command::custom_scan: {
             start_active_scan(ap_, radio, scan_channels(request.block), now_ms);
-            log_.line("driver", "%s: active scan %u of %zu channels, %.1f s", radio.name.c_str(), radio.scan.round,
+            log_.line("driver", "%s: active scan no. %u, %zu channels, %.1f s", radio.name.c_str(), radio.scan.round,
                       radio.scan.channels.size(), static_cast<double>(radio.scan.duration_ms) / 1000);
             return done(request);
         }
@@ -215,7 +215,7 @@ radio_reply wireless_driver::start_rrm(const radio_request& request, radio_state
     const int channel = get_mib(ap_, radio, request.ifname, "rrm_scan_chan").value_or(0);
     if (channel <= 0) return failed(EINVAL);
     start_rrm_scan(ap_, radio, channel, now_ms());
-    log_.line("driver", "%s: RRM scan %u of channel %d, %.1f s", radio.name.c_str(), radio.scan.round, channel,
+    log_.line("driver", "%s: RRM scan no. %u, channel %d, %.1f s", radio.name.c_str(), radio.scan.round, channel,
               static_cast<double>(radio.scan.duration_ms) / 1000);
     return done(request);
 }
