@@ -72,8 +72,7 @@ void rrm_worker::add_radio_description(json_writer& radios, const char* ifname, 
     }
     if (!subscribed_ || use_80211v_) {
         json_writer stations(true, radio_object, "assoclist");
-        driver_.get_assoc_stas(ifname,
-                               [&](const rrm_sta_s& station) { add_station_description(station, stations); });
+        driver_.get_assoc_stas(ifname, [&](const rrm_sta_s& station) { add_station_description(station, stations); });
     }
 }
 
