@@ -22,4 +22,10 @@ set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-latomic")
 set(CMAKE_CXX_STANDARD_LIBRARIES_INIT "-latomic")
 
-set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-mipsel;-L;${RAVD_SYSROOT}")
+# The C++ runtime comes with the compiler; everything else is looked for in the sysroot first, where the loader is from.
+execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libstdc++.so.6
+                OUTPUT_VARIABLE RAVD_CXX_RUNTIME OUTPUT_STRIP_TRAILING_WHITESPACE)
+get_filename_component(RAVD_CXX_RUNTIME "${RAVD_CXX_RUNTIME}" REALPATH)
+get_filename_component(RAVD_CXX_RUNTIME "${RAVD_CXX_RUNTIME}" DIRECTORY)
+set(CMAKE_CROSSCOMPILING_EMULATOR
+    "qemu-mipsel;-L;${RAVD_SYSROOT};-E;LD_LIBRARY_PATH=/lib/mipsel-linux-gnu:/usr/lib/mipsel-linux-gnu:${RAVD_CXX_RUNTIME}")
