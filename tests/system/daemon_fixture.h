@@ -32,7 +32,7 @@ class daemon_test : public ::testing::Test {
     }
     process start(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), RAVD_SIM_PROGRAM);
-        return process(std::move(arguments), directory + "/output");
+        return process(std::move(arguments), directory + log_name);
     }
     int status_of(std::vector<std::string> arguments) { return start(std::move(arguments)).wait(5000); }
     // Connects without a delay.
@@ -63,6 +63,7 @@ class daemon_test : public ::testing::Test {
     }
 
     std::string directory;
+    std::string log_name = "/output";
 };
 
 }  // namespace ravd::testing

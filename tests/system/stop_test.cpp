@@ -84,6 +84,13 @@ TEST_F(Stop, WithinThreeSecondsWhileANeighbourHangs) {
         configuration->stop();
         EXPECT_FALSE(bus_socket_left());
     }
+    // A command of a radio whose driver is reached by commands.
+    show_radio();
+    write_file("/proc/net/rtk_wifi6/wlan0/any", "");
+    const std::string tool = write_file("/bin/iwpriv", "#!/bin/sh\n: > $RAVD_SIM_DIR/started\nsleep 60\n");
+    chmod(tool.c_str(), 0755);
+    const auto started = [&] { return access((directory + "/started").c_str(), F_OK) == 0; };
+    expect_stop("command", config("corvane", server.port), SIGTERM, started);
 }
 
 TEST_F(Stop, WithinThreeSecondsWhileASystemCallHangs) {
@@ -97,9 +104,9 @@ TEST_F(Stop, WithinThreeSecondsWhileASystemCallHangs) {
         close(accept(driver_, nullptr, nullptr));
     }
     // A log that nobody reads.
-    unlink((directory + "/output").c_str());
-    ASSERT_EQ(mkfifo((directory + "/output").c_str(), 0600), 0);
-    const int log = open((directory + "/output").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    log_name = "/pipe";
+    ASSERT_EQ(mkfifo((directory + log_name).c_str(), 0600), 0);
+    const int log = open((directory + log_name).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     while (write(log, "full", 4) > 0) {
     }
     expect_stop(
