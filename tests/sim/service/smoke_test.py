@@ -4,6 +4,7 @@ import asyncio
 import json
 import os
 import re
+import socket
 import subprocess
 import sys
 import tempfile
@@ -204,7 +205,124 @@ async def automatic(lying):
     service.directory.cleanup()
 
 
+class Client:
+    """One connection of the control socket, line by line."""
+
+    def __init__(self, service):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.connect(service.control)
+        self.socket.setblocking(False)
+
+    def say(self, lines):
+        self.socket.send(lines.encode())
+
+    async def hears(self, expected, seconds=5):
+        got = ""
+        while got != expected:
+            piece = await asyncio.wait_for(asyncio.get_running_loop().sock_recv(self.socket, 65536), seconds)
+            got += piece.decode()
+            assert piece and expected.startswith(got), (got, expected)
+
+    async def hears_nothing(self):
+        try:
+            assert False, await asyncio.wait_for(asyncio.get_running_loop().sock_recv(self.socket, 65536), 0.2)
+        except asyncio.TimeoutError:
+            pass
+
+
+async def console():
+    service = Service()
+    client = Client(service)
+    client.say("violations\n\n \nbogus\nviol")
+    await client.hears("0 violations\nok\nerror: unknown command bogus; try help\n")
+    client.say("ations\n")
+    await client.hears("0 violations\nok\n")
+
+    # A wait holds back the lines behind it, and ends by its event alone.
+    client.say("wait closed 5\nviolations\n")
+    agent = await service.connect()
+    await client.hears_nothing()
+    await agent.close()
+    await client.hears("ok\n0 violations\nok\n")
+    client.say("wait closed 1\nsleep 300\nviolations\n")  # that event is spent
+    start = time.monotonic()
+    await client.hears("error: no closed within the time\nok\n0 violations\nok\n")
+    assert 1.2 < time.monotonic() - start < 4
+    agent = await subscribed(service)
+    client.say("wait subscribed 5\nwait subscribed 1\n")
+    await client.hears("ok\nok\n")  # is so already
+
+    # What happens between two clients is not lost; one that leaves while it waits harms nobody.
+    client.socket.close()
+    await agent.send(json.dumps(message("rrm-config-changed", radios=[])))
+    await service.command("wait rrm-config-changed 5")
+    client = Client(service)
+    client.say("wait rrm-config-changed 1\n")
+    await client.hears_nothing()
+    client.socket.close()
+
+    # A line without an end is cut off.
+    reader, writer = await asyncio.open_unix_connection(service.control)
+    answer = asyncio.create_task(reader.read())
+    try:
+        for _ in range(50):
+            writer.write(b"x" * (1 << 20))
+            await writer.drain()
+    except ConnectionError:
+        pass
+    try:
+        assert await asyncio.wait_for(answer, 10) == b"error: the line is too long\n"
+    except ConnectionError:
+        pass  # reset, as bytes were left unread
+    writer.close()
+    await service.command("violations")
+
+    # The socket of a living service is refused, that of a dead one is replaced.
+    refused(["--control", service.control], "cannot listen on " + service.control)
+    service.process.kill()
+    service.process.wait()
+    again = subprocess.Popen([PROGRAM, "--no-input", "--control", service.control], stdout=subprocess.PIPE, text=True)
+    services.append(again)
+    assert again.stdout.readline().startswith("listening on")
+    await service.command("quit")
+    assert again.wait(10) == 0
+
+
+def refused(arguments, reason):
+    ended = subprocess.run([PROGRAM, *arguments], stderr=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True, timeout=10)
+    assert ended.returncode == 2 and reason in ended.stderr, (arguments, ended)
+
+
+def options():
+    for arguments, reason in (("--port 65536", "--port takes a number from 0 to 65535"), ("--port -1", "--port takes"),
+                              ("--port 9x", "--port takes"), ("--port", "--port needs a value"),
+                              ("--bogus", "unknown option --bogus"), ("-x", "unknown option -x"),
+                              ("more", "unexpected argument more"), ("--config /nonexistent", "cannot read"),
+                              ("--config {", "--config: "), ("--auto-channels 1,six", "--auto-channels takes channel"),
+                              ("--auto-rounds 0", "--auto-rounds takes a number from 1"),
+                              ("--control " + "x" * 200, "too long")):
+        refused(arguments.split(), reason)
+    assert "Usage:" in subprocess.run([PROGRAM, "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
+
+
+async def limits():
+    service = Service("-q", "-b", "127.0.0.1", "--max-agents", "1", "--protocol", "other", "--config", '{"use-dca":1}')
+    agent = await service.connect("other")
+    await agent.send(json.dumps(subscription()))
+    assert json.loads(await agent.recv())["config"] == {"use-dca": 1}
+    try:
+        await asyncio.wait_for(service.connect(), 0.5)
+        raise AssertionError("a second agent was let in")
+    except (asyncio.TimeoutError, websockets.InvalidHandshake, ConnectionError, EOFError):
+        pass
+    assert len((await service.command("agents")).splitlines()) == 2  # the agent and "ok"
+    assert await service.end() == ""
+
+
 async def main():
+    options()
+    await console()
+    await limits()
     await orders_and_link()
     await garbage()
     await automatic(False)
