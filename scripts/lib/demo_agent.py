@@ -50,7 +50,7 @@ def story(stage, g6=False):
     stage.verify("the daemon subscribed")
 
     stage.step("The planner orders a scan: five rounds on both radios, in real time.")
-    ap.wait_for(r"active scan 1 of")
+    ap.wait_for(r"active scan no\. 1,")
     stage.verify("the order reached the radios")
     service.wait_for(r"-> rrm-response .*rounds=5", 60)
     stage.verify("the report holds five rounds of what both radios heard")
