@@ -69,7 +69,7 @@ std::string hostapd::stop() {
 }
 
 std::string hostapd::restart(std::int64_t pause_ms) {
-    const std::string reason = stop();
+    std::string reason = stop();
     if (!reason.empty()) return reason;
     loop_.after(pause_ms, [this] { start(); });
     return {};

@@ -120,7 +120,7 @@ bool json_cursor::flag(const char* key, bool fallback) const {
 }
 
 std::string json_cursor::word(const char* key, const char* fallback, std::initializer_list<const char*> words) const {
-    const std::string value = text(key, fallback, 64);
+    std::string value = text(key, fallback, 64);
     std::string list;
     for (const char* word : words) {
         if (value == word) return value;

@@ -34,7 +34,7 @@ struct arguments {
 
 bool read_arguments(int argc, char** argv, arguments& given) {
     for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i];
+        const std::string word = argv[i] ? argv[i] : "";
         const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
         if (word == "--dir" && value)
             given.options.directory = argv[++i];

@@ -82,7 +82,7 @@ std::string network_daemon::update(json_object* request) {
         const std::string path = radio_path(radio->name, key_name.c_str());
         replaced[path] = ap_.config.text(path).value_or("");
         ap_.config.set(path, text);
-        told += " " + key_name + "=" + text;
+        told.append(" ").append(key_name).append("=").append(text);
     }
     std::string reason;
     if (!ap_.apply_radio_config(*radio, reason)) {

@@ -136,6 +136,7 @@ bool add_configuration(json_object* message, const std::vector<argument>& args, 
 json_ptr neighbour_list(const std::vector<argument>& args, std::string& error) {
     // "SSID=BSSID" inside of a neighbour is not a key: put the pieces together again.
     std::vector<std::string> words;
+    words.reserve(args.size());
     for (const argument& a : args)
         words.push_back(a.key.empty() ? a.value : a.key + "=" + a.value);
     if (words.size() == 1 && words[0].find(',') == std::string::npos) return load(words[0], json_type_array, error);

@@ -129,6 +129,7 @@ double weight(int rssi) { return std::clamp((dbm(rssi) + 95) / 60.0, 0.0, 1.0); 
 
 double load_on(const span& where, const std::vector<heard_bss>& heard, const std::vector<std::string>& own) {
     std::vector<std::string> ours;
+    ours.reserve(own.size());
     for (const std::string& bssid : own)
         ours.push_back(upper_case(bssid));
     std::map<std::string, double> loads;

@@ -85,6 +85,7 @@ std::string environment_table(const std::vector<heard_bss>& heard, std::size_t r
     }
     if (by_bssid.empty()) return "  nothing heard";
     std::vector<seen> sorted;
+    sorted.reserve(by_bssid.size());
     for (const auto& entry : by_bssid)
         sorted.push_back(entry.second);
     std::stable_sort(sorted.begin(), sorted.end(),
