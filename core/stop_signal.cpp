@@ -13,7 +13,6 @@ namespace ravd {
 namespace {
 
 std::atomic<bool> signal_seen{false};
-std::atomic<bool> signal_unlogged{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler stores into it");
 
 }  // namespace
@@ -21,7 +20,6 @@ static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler stores
 extern "C" {
 static void ravd_handle_signal(int) {
     signal_seen.store(true, std::memory_order_relaxed);
-    signal_unlogged.store(true, std::memory_order_relaxed);
     roam_bus_running.store(false, std::memory_order_relaxed);
     roam_link_running.store(false, std::memory_order_relaxed);
     agent_running.store(false, std::memory_order_relaxed);
@@ -40,8 +38,7 @@ void install_stop_handler() {
 bool stop_requested() { return signal_seen.load(std::memory_order_relaxed); }
 
 void log_stop_signal() {
-    if (signal_unlogged.exchange(false, std::memory_order_relaxed))
-        log_debug(process_log, "ravd_handle_signal: TERM\n");
+    if (stop_requested()) log_debug(process_log, "ravd_handle_signal: TERM\n");
 }
 
 void end_process_after(std::int64_t ms) {

@@ -12,8 +12,8 @@ void install_stop_handler();
 // Whether a signal came.
 bool stop_requested();
 
-// Writes the handler's debug line if a signal came since the last call. Not in the handler, which may interrupt a
-// thread that holds the log's lock.
+// Writes the handler's debug line if a signal came. Not in the handler, which may interrupt a thread that holds the
+// log's lock.
 void log_stop_signal();
 
 // Ends the process with status 0, wherever it is then, if it still runs after that time. For a process that was told to

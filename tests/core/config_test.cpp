@@ -3,7 +3,6 @@
 #include <string>
 
 #include "core/agent_config.h"
-#include "core/stop_signal.h"
 #include "tests/core/log_capture.h"
 
 namespace ravd {
@@ -116,21 +115,6 @@ TEST(Config, RejectedSchemeIsLoggedUnlessALevelCameFirst) {
     EXPECT_EQ(log.count("Proto wss is invalid\n"), 1);
     read_text("log_level=7\ncorvane_service_url=wss://h:443/p\n");
     EXPECT_EQ(log.count("Proto wss is invalid\n"), 1);
-}
-
-TEST(StopSignal, ClearsTheFlagsAndLogsLater) {
-    testing::log_capture log(log_debug_bit);
-    install_stop_handler();
-    for (const int signal : {SIGTERM, SIGINT}) {
-        for (run_flag* flag : {&roam_bus_running, &roam_link_running, &agent_running, &agent_link_running})
-            *flag = true;
-        raise(signal);
-        EXPECT_FALSE(roam_bus_running || roam_link_running || agent_running || agent_link_running);
-    }
-    EXPECT_EQ(log.count("TERM"), 0);
-    log_stop_signal();
-    log_stop_signal();
-    EXPECT_EQ(log.count("ravd_handle_signal: TERM\n"), 1);
 }
 
 }  // namespace

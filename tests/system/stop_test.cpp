@@ -122,7 +122,7 @@ TEST_F(WatchdogSlow, EndsTheProcessWhenASystemCallHangs) {
     ASSERT_TRUE(eventually(8000, [&] { return driver_called(); }));
     const auto begin = steady_clock::now();
     EXPECT_EQ(daemon.wait(14000), 255);
-    EXPECT_GT(steady_clock::now() - begin, std::chrono::milliseconds(9900));
+    EXPECT_GT(steady_clock::now() - begin, std::chrono::seconds(9));
     const std::string log = output();
     int lines = 0;
     for (std::size_t at = 0;
