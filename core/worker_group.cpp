@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <system_error>
 
 #include "core/logger.h"
 #include "core/stop_signal.h"
@@ -43,7 +44,12 @@ worker_group::worker_group() : ended_fd_(eventfd(0, EFD_CLOEXEC)) {
 worker_group::~worker_group() { close(ended_fd_); }
 
 void worker_group::start(abstract_worker& worker) {
-    worker.start(ended_fd_);
+    try {
+        worker.start(ended_fd_);
+    } catch (const std::system_error&) {
+        log_error(process_log, "No thread for a worker\n");
+        fatal_exit();
+    }
     ++started_;
 }
 

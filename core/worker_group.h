@@ -17,6 +17,7 @@ class worker_group {
     worker_group(const worker_group&) = delete;
     worker_group& operator=(const worker_group&) = delete;
 
+    // Ends the process with status 255 when there can be no thread.
     void start(abstract_worker& worker);
 
     // Returns when all threads have ended, so that joining them does not block. A signal is logged as soon as it comes.
