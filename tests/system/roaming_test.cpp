@@ -1,5 +1,6 @@
 // The roaming mode from end to end: a peer on the bus, the real daemon, a websocket server.
 #include "platform/portable/bus_endpoint.h"
+#include "platform/sim/socket_io.h"
 #include "tests/link/raw_server.h"
 #include "tests/system/daemon_fixture.h"
 
@@ -83,6 +84,9 @@ TEST_F(Roaming, CarriesEverythingBothWaysThroughLossAndGarbage) {
         server.send_text(text);
         server.send_frame(2, text);
     }
+    const int stranger = sim::connect_unix(bus() + "/2.sock");
+    EXPECT_TRUE(sim::send_all(stranger, std::string(4000, '\xFF').data(), 4000));
+    close(stranger);
     server.send_frame(1, "cut", false);
     server.send_bytes(std::string(4000, '\xFF'));
     ASSERT_TRUE(until([&] { return !up(); })) << "broken frames end the link";
