@@ -17,7 +17,6 @@ namespace {
 
 constexpr std::uint32_t start_rrm_scan_request = 0x8b18;
 constexpr std::uint16_t command_length = 0xfffe;  // the record is longer: the driver knows its size
-constexpr std::uint32_t capacity_factor = 2;
 
 struct free_deleter {
     void operator()(void* memory) const { std::free(memory); }

@@ -27,10 +27,24 @@ void store(unsigned char* at, T value) {
     std::memcpy(at, &value, sizeof value);
 }
 
+std::uint32_t capacity(const reply_layout& layout, std::uint32_t factor, std::uint32_t size) {
+    const std::uint32_t header = 12;  // of the longest reply
+    return (size - header) / static_cast<std::uint32_t>(layout.entry_size) * factor;
+}
+
+// A driver may report success and write nothing: then the request's capacity, which is more than the record holds,
+// still stands where the count belongs, with zeros behind it.
+bool is_unwritten(const quarn_command_t& record, const reply_layout& layout, std::uint32_t count) {
+    if (count != capacity(layout, capacity_factor, record_size)) return false;
+    const unsigned char* entry = record.bytes + layout.entries_at;
+    return std::all_of(entry, entry + layout.entry_size, [](unsigned char byte) { return byte == 0; });
+}
+
 // Number of entries in a reply, bounded by the record.
 std::size_t entry_count(const quarn_command_t& record, const reply_layout& layout) {
     const std::size_t held = (record_size - layout.entries_at) / layout.entry_size;
-    return std::min<std::size_t>(load<std::uint32_t>(record.bytes + layout.count_at), held);
+    const auto count = load<std::uint32_t>(record.bytes + layout.count_at);
+    return is_unwritten(record, layout, count) ? 0 : std::min<std::size_t>(count, held);
 }
 
 // Calls `read` with each entry of a reply. False when there is none.
@@ -73,8 +87,7 @@ const char* quarn_command_name(std::uint32_t command) {
 void fill_command(quarn_command_t& record, std::uint32_t command) { store(record.bytes, command); }
 
 void fill_capacity(quarn_command_t& record, const reply_layout& layout, std::uint32_t factor, std::uint32_t size) {
-    const std::uint32_t header = 12;  // of the longest reply
-    store(record.bytes + layout.count_at, (size - header) / static_cast<std::uint32_t>(layout.entry_size) * factor);
+    store(record.bytes + layout.count_at, capacity(layout, factor, size));
 }
 
 void fill_scan_channels(quarn_command_t& record, const channel_set& channels) {

@@ -41,6 +41,9 @@ constexpr reply_layout scan_reply{4, 8, 28};
 constexpr reply_layout station_reply{8, 12, 28};
 constexpr reply_layout channel_reply{4, 8, 4};
 
+// Capacities are asked for as twice the entries that the record could hold.
+constexpr std::uint32_t capacity_factor = 2;
+
 // A station as this driver reports it.
 struct rrm_sta_realtek final : rrm_sta_s {};
 
@@ -53,7 +56,8 @@ void fill_scan_channels(quarn_command_t& record, const channel_set& channels);
 // Number of channels that fill_scan_channels writes.
 std::uint32_t scan_channel_count(const channel_set& channels);
 
-// Reading of replies; each appends to its container, and says in the log when there is nothing.
+// Reading of replies; each appends to its container, and says in the log when there is nothing. A request that comes
+// back as it went out holds nothing.
 void parse_scan_result(const quarn_command_t& record, ap_table& table);
 void parse_rrm_scan_result(const quarn_command_t& record, ap_table& table);
 void parse_available_channels(const quarn_command_t& record, channel_set& channels);

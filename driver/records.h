@@ -14,7 +14,14 @@ using channel_set = std::set<std::uint32_t>;
 
 // One neighbouring BSS found by a scan.
 struct scan_record {
-    std::array<std::uint8_t, 6> bssid;
+    using address = std::array<std::uint8_t, 6>;
+
+    scan_record() {}  // fills nothing: a table made for a reply is written only once
+    scan_record(const address& bss, std::int32_t strength, std::uint32_t primary, std::uint32_t mhz, std::int32_t power,
+                std::uint32_t sideband_bits)
+        : bssid(bss), rssi(strength), channel(primary), bandwidth(mhz), tx_power(power), sideband(sideband_bits) {}
+
+    address bssid;
     std::int32_t rssi;
     std::uint32_t channel;    // primary (control) channel
     std::uint32_t bandwidth;  // MHz

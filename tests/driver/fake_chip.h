@@ -27,7 +27,7 @@ class fake_chip {
     }
 
     std::map<std::string, std::string> mibs;     // "wlan0 chanspec" -> bytes, or what iwpriv shows as a number
-    std::map<std::string, std::string> replies;  // "wlan0 2" -> the record from its offset 4; else counts of 0
+    std::map<std::string, std::string> replies;  // "wlan0 2" -> the record from offset 4 on; else counts of 0
     std::set<std::string> failing;               // what is asked here fails: "wlan0 2", "wlan0 chanspec"
     std::vector<std::string> asked;              // "wlan0 0 0200000001000b": the record without its trailing zeros
 

@@ -28,6 +28,10 @@ TEST_P(either_chip, scans_both_radios) {
     chip->failing = {"wlan1 2"};
     EXPECT_EQ(driver->fill_scan_results(table), -1);
     EXPECT_EQ(table.size(), 1u);
+    chip->failing.clear();
+    chip->replies["wlan1 2"] = "";  // success, and nothing written
+    driver->fill_scan_results(table);
+    EXPECT_EQ(table.size(), 1u);
 
     chip->asked.clear();
     EXPECT_TRUE(driver->is_scanning());
@@ -87,7 +91,7 @@ TEST_P(either_chip, lists_channels) {
     EXPECT_EQ(listed("false", "36"), "1 11 ");
     EXPECT_EQ(listed("true", ""), "1 11 ");
     EXPECT_EQ(listed("true", "44  36 40"), "36 40 44 ");
-    chip->replies["wlan0 5"] = fake_chip::bytes(0);
+    chip->replies["wlan0 5"] = "";
     EXPECT_EQ(listed("false", "36"), "");
 }
 
@@ -98,6 +102,7 @@ TEST_P(either_chip, lists_stations_of_active_vaps) {
     reply[4] = 2;
     reply.replace(8, 6, "\x02\xaa\xbb\xcc\xdd\x01");
     chip->replies["wlan0-va3 4"] = reply;
+    chip->replies["wlan0-va0 4"] = "";
     std::vector<std::string> stations;
     const auto add = [&stations](const rrm_sta_s& sta) { stations.push_back(sta.mac + sta.ssid + sta.ifname); };
     EXPECT_EQ(driver->get_assoc_stas("wlan0-va5", add), 0);
