@@ -1,6 +1,6 @@
 // Everything a service, a network or a name server can do wrong; after each a healthy service has the link again.
 
-#include <dirent.h>
+#include <fcntl.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -13,11 +13,9 @@ namespace ravd::testing {
 namespace {
 
 int open_descriptors() {
-    DIR* directory = opendir("/proc/self/fd");
     int count = 0;
-    while (readdir(directory))
-        ++count;
-    closedir(directory);
+    for (int fd = 0; fd < 1024; ++fd)
+        count += fcntl(fd, F_GETFD) >= 0;
     return count;
 }
 
@@ -35,7 +33,7 @@ TEST_F(link_test, handshakes_that_fail) {
         {manner::scripted, "\x01\x02garbage\r\n\r\n\r\n"},
         {manner::scripted, "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"},
         {manner::scripted, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"},
-        {manner::scripted, "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:{port}/\r\nContent-Length: 0\r\n\r\n"},
+        {manner::scripted, "HTTP/1.1 302 Found\r\nLocation: /elsewhere\r\nContent-Length: 0\r\n\r\n"},
         {manner::scripted, UPGRADE "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n"},
         {manner::scripted, UPGRADE "Sec-WebSocket-Protocol: other\r\nSec-WebSocket-Accept: {key}\r\n\r\n"},
     };
@@ -59,10 +57,8 @@ TEST_F(link_test, handshakes_that_fail) {
 }
 
 TEST_F(link_test, peers_that_fail) {
-    const std::string beginning(
-        "\x01\x03"
-        "abc\x00\x05xy",
-        9);  // a fragment and a part of the next
+    using namespace std::string_literals;
+    const std::string beginning = "\1\3abc\0\5xy"s;  // a fragment and a part of the next
     enum action { nothing, close, reset, no_pongs };
     struct {
         std::string bytes;
@@ -71,10 +67,10 @@ TEST_F(link_test, peers_that_fail) {
                        {"", reset},
                        {beginning, close},
                        {beginning, no_pongs},
-                       {std::string("\x88\x02\x03\xe8", 4), nothing},  // a close frame
-                       {"\xf1\x01x", nothing},                         // reserved bits
-                       {"\x83\x01x", nothing},                         // an unknown opcode
-                       {"\x80\x01x", nothing}};                        // a stray continuation
+                       {"\x88\2\3\xe8", nothing},  // a close frame
+                       {"\xf1\x01x", nothing},     // reserved bits
+                       {"\x83\x01x", nothing},     // an unknown opcode
+                       {"\x80\x01x", nothing}};    // a stray continuation
     for (const auto& entry : cases) {
         SCOPED_TRACE(&entry - cases);
         SetUp();
@@ -216,12 +212,6 @@ TEST_F(link_test, names) {
     EXPECT_FALSE(worker->init());
     worker.reset();
     late.set_value({});
-}
-
-TEST_F(link_test, proxy_of_the_environment_is_not_used) {
-    setenv("http_proxy", "http://127.0.0.1:1", 1);
-    connect();
-    unsetenv("http_proxy");
 }
 
 }  // namespace

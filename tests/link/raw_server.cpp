@@ -107,10 +107,8 @@ void raw_server::answer_handshake() {
         if (!greeting.empty()) send_text(greeting);
         open_ = true;
     } else if (how == manner::scripted) {
-        const std::pair<std::string, std::string> marks[] = {{"{key}", accept_key(request)},
-                                                             {"{port}", std::to_string(port)}};
-        for (const auto& [mark, value] : marks)
-            if (const std::size_t at = reply.find(mark); at != std::string::npos) reply.replace(at, mark.size(), value);
+        if (const std::size_t at = reply.find("{key}"); at != std::string::npos)
+            reply.replace(at, 5, accept_key(request));
         out_ += reply;
     } else {
         hang_up(how == manner::reset);

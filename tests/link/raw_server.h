@@ -32,7 +32,7 @@ class raw_server {
 
     std::uint32_t port = 0;
     manner how = manner::healthy;
-    std::string reply;     // "{key}" and "{port}" are replaced
+    std::string reply;     // "{key}" is replaced
     std::string greeting;  // a text in the same packet as the handshake
     bool accepting = true;
     bool reading = true;  // false: leaves everything in the socket

@@ -45,12 +45,14 @@ std::string pattern(std::size_t size, unsigned seed) {
     return text;
 }
 
-TEST_F(link_test, handshake_names_the_service) {
+TEST_F(link_test, handshake_names_the_service_and_uses_no_proxy) {
+    setenv("http_proxy", "http://127.0.0.1:1", 1);
     server.greeting = "welcome";
     connect();
+    unsetenv("http_proxy");
     ASSERT_TRUE(until([this] { return inbox == std::vector<std::string>{"welcome"}; }));
-    const char* fields[] = {"GET /api?x=1 HTTP/1.1\r\n", "Host: 127.0.0.1", "Sec-WebSocket-Protocol: websock-rrm\r\n"};
-    for (const char* field : fields)
+    for (const char* field :
+         {"GET /api?x=1 HTTP/1.1\r\n", "Host: 127.0.0.1", "Sec-WebSocket-Protocol: websock-rrm\r\n"})
         EXPECT_NE(server.request.find(field), std::string::npos) << field << "\n" << server.request;
     EXPECT_EQ(server.request.find("Extensions"), std::string::npos);
     EXPECT_EQ(statuses, "-+");
@@ -59,34 +61,22 @@ TEST_F(link_test, handshake_names_the_service) {
 TEST_F(link_test, fragments_become_one_message) {
     connect();
     log_capture log(log_debug_bit);
-    server.send_frame(1, "one,", false);
-    server.send_frame(0, "two,", false);
-    server.send_frame(9, "between");  // a control frame may stand between fragments
-    server.send_frame(0, "three");
-    ASSERT_TRUE(until([this] { return inbox.size() == 1; }));
-    EXPECT_EQ(inbox[0], "one,two,three");
+    const std::vector<std::string> cases[] = {
+        {"one,", "two,", "three"}, {"", "a", "", "b", ""}, {pattern(3, 1), pattern(200000, 2), "", pattern(1, 3)}};
+    for (const auto& parts : cases) {
+        inbox.clear();
+        std::string whole;
+        for (const std::string& part : parts) {
+            server.send_frame(&part == &parts.front() ? 1 : 0, part, &part == &parts.back());
+            server.send_frame(9, "between");  // a control frame may stand between fragments
+            whole += part;
+        }
+        ASSERT_TRUE(until([this] { return !inbox.empty(); }));
+        EXPECT_TRUE(inbox.size() == 1 && inbox[0] == whole) << parts.size();
+    }
     EXPECT_EQ(log.count("Get incomplete packet, beginning len 4, remaining len 0\n"), 2);
     EXPECT_EQ(log.count("Recieve final msg len 13 from websocket\n"), 1);
     EXPECT_EQ(log.count("can't receive message\n"), 0);
-
-    struct {
-        std::vector<std::string> parts;
-        int opcode;
-    } const cases[] = {{{"", "a", ""}, 1},
-                       {{"a", "", "b", ""}, 1},
-                       {{pattern(70000, 1), pattern(5, 2)}, 1},
-                       {{pattern(3, 1), pattern(200000, 2), "", pattern(1, 3)}, 1},
-                       {{"binary"}, 2}};
-    for (const auto& entry : cases) {
-        inbox.clear();
-        std::string whole;
-        for (std::size_t i = 0; i < entry.parts.size(); ++i) {
-            server.send_frame(i ? 0 : entry.opcode, entry.parts[i], i + 1 == entry.parts.size());
-            whole += entry.parts[i];
-        }
-        ASSERT_TRUE(until([this] { return !inbox.empty(); }));
-        EXPECT_TRUE(inbox.size() == 1 && inbox[0] == whole) << entry.parts.size();
-    }
 }
 
 TEST_F(link_test, what_cannot_be_kept_is_skipped) {
@@ -98,7 +88,7 @@ TEST_F(link_test, what_cannot_be_kept_is_skipped) {
     server.send_frame(0, std::string(100, 'y'), true);
     server.send_text(std::string(received_message_limit + 1, 'x'));
     server.send_text(std::string(received_message_limit, 'z'));
-    server.send_text("next");
+    server.send_frame(2, "next");  // binary
     ASSERT_TRUE(until([this] { return inbox.size() == 2; }));
     EXPECT_EQ(inbox[0].size(), received_message_limit);
     EXPECT_EQ(inbox[1], "next");
@@ -129,18 +119,18 @@ TEST_F(link_test, both_ways_at_once) {
 TEST_F(link_test, partial_output_keeps_order_and_frames) {
     connect();
     server.reading = false;
-    for (unsigned i = 0; i < 40; ++i) {
-        push(pattern(300000, i));
+    for (unsigned i = 0; i < 20; ++i) {
+        push(pattern(600000, i));
         push("small " + std::to_string(i));
     }
     for (int i = 0; i < 5; ++i)
         turn(9000);  // a ping is due, and must wait
     EXPECT_EQ(server.pings, 0);
     server.reading = true;
-    ASSERT_TRUE(until([this] { return server.texts().size() == 80 && server.pings == 1; }));
+    ASSERT_TRUE(until([this] { return server.texts().size() == 40 && server.pings == 1; }));
     const std::vector<std::string> texts = server.texts();
-    for (unsigned i = 0; i < 40; ++i) {
-        EXPECT_TRUE(texts[2 * i] == pattern(300000, i)) << i;
+    for (unsigned i = 0; i < 20; ++i) {
+        EXPECT_TRUE(texts[2 * i] == pattern(600000, i)) << i;
         EXPECT_EQ(texts[2 * i + 1], "small " + std::to_string(i));
     }
 }
@@ -149,20 +139,15 @@ TEST_F(link_test, internal_messages) {
     connect();
     statuses.clear();
     struct {
-        const char* text;
-        const char* status;
+        const char *text, *status;
         bool sent;
     } const cases[] = {
         {R"({"service":"internal-ipc","cmd":"status"})", "+", false},
-        {R"({"service":"INTERNAL-IPC","cmd":"StatuS"})", "+", false},
-        {R"({"service":"\u0069nternal-ipc","cmd":"status"})", "+", false},
+        {R"({"service":"\u0069NTERNAL-IPC","cmd":"StatuS"})", "+", false},
         {R"({"service":"internal-ipc","cmd":"unknown"})", "", false},
-        {R"({"service":"internal-ipc"})", "", false},
         {R"({"service":"internal-ipc2","cmd":"status"})", "", true},
         {R"({"service":"rrm","cmd":"status","text":"internal-ipc"})", "", true},
         {R"({"command":"update-timezone"})", "", true},
-        {R"(["internal-ipc"])", "", true},
-        {"not JSON: internal-ipc", "", true},
         {R"({"service":"internal-ipc","cmd":"status")", "", true},
     };
     for (const auto& entry : cases) {
@@ -253,37 +238,32 @@ TEST_F(link_test, status_waits_for_room_in_the_queue) {
 
 TEST_F(link_test, one_wake_up_for_what_is_pushed_between_turns) {
     connect();
-    const auto woken = [this] { return sys::wait_readable(worker_test_access::event_fd(*worker), 0) == 1; };
-    const auto read_counter = [this] {
+    const auto wake_ups = [this] {
         std::uint64_t count = 0;
-        EXPECT_EQ(read(worker_test_access::event_fd(*worker), &count, sizeof count), 8);
-        return count;
+        const int event = worker_test_access::event_fd(*worker);
+        return sys::wait_readable(event, 0) == 1 && read(event, &count, sizeof count) == 8 ? count : 0;
     };
-    while (woken())
-        read_counter();
-    for (int round = 0; round < 3; ++round) {
+    wake_ups();
+    for (int round = 0; round < 2; ++round) {
         push("a");
         push("b");
-        EXPECT_TRUE(woken());
-        EXPECT_EQ(read_counter(), 1u);
+        EXPECT_EQ(wake_ups(), 1u);
         turn();
-        EXPECT_FALSE(woken());
+        EXPECT_EQ(wake_ups(), 0u);
     }
 }
 
 TEST_F(link_test, a_push_wakes_the_waiting_worker) {
     connect();
     server.received.clear();
-    std::thread producer([this] {
+    const auto pushing = [this] {
         for (int i = 0; i < 1000; ++i)
             to_service.push(message(std::to_string(i)));
-    });
+    };
+    std::thread producer(pushing);
     EXPECT_TRUE(until([this] { return server.received.size() >= 1000; }, 0, 1000000));
     server.hang_up();
-    std::thread late([this] {  // against the end of the link
-        for (int i = 0; i < 1000; ++i)
-            to_service.push(message("late"));
-    });
+    std::thread late(pushing);  // against the end of the link
     EXPECT_TRUE(until([this] { return !initialized; }));
     producer.join();
     late.join();
@@ -303,17 +283,13 @@ TEST_F(link_test, idle_turns_allocate_nothing) {
 }
 
 TEST_F(link_test, library_output_only_with_debug_output) {
-    {
-        log_capture log(log_error_bit | log_warning_bit | log_info_bit);
+    for (const bool debug : {false, true}) {
+        log_capture log(debug ? log_debug_bit : log_error_bit | log_warning_bit | log_info_bit);
         connect();
-        EXPECT_EQ(log.text(), "");
-    }
-    server.hang_up();
-    until([this] { return !initialized; });
-    {
-        log_capture log(log_debug_bit);
-        until([this] { return initialized; });
-        EXPECT_GT(log.count("rrm->libwebsocket-debug> "), 0);
+        EXPECT_EQ(log.count("rrm->libwebsocket-debug> ") > 0, debug);
+        EXPECT_EQ(log.text().empty(), !debug) << log.text();
+        server.hang_up();
+        until([this] { return !initialized; });
     }
     worker.reset();  // deinit by the destructor
     EXPECT_FALSE(current_lws_callback);
