@@ -22,6 +22,7 @@ namespace ravd::sys {
 namespace {
 
 constexpr int reap_limit_ms = 300;  // a killed process that sits in the driver may not end at all
+constexpr std::size_t leftover_limit = 8;
 
 // Real time even where the daemon's clock is virtual: it bounds real processes.
 long long now_ms() {
@@ -116,17 +117,20 @@ bool reap(pid_t child, long long deadline) {
     }
 }
 
-// Killed children that had not ended when their time was over; each later command reaps those that have.
+// Killed children that had not ended when their time was over; each later command reaps those that have. No command is
+// started while there are too many: a driver that hangs for good would gather processes without end.
 class leftover_list {
   public:
     void add(pid_t child) {
         const std::lock_guard<std::mutex> lock(mutex_);
         children_.push_back(child);
     }
-    void reap_ended() {
+    // False when there are too many.
+    bool reap_ended() {
         const std::lock_guard<std::mutex> lock(mutex_);
         const auto ended = [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; };
         children_.erase(std::remove_if(children_.begin(), children_.end(), ended), children_.end());
+        return children_.size() < leftover_limit;
     }
 
   private:
@@ -142,8 +146,8 @@ leftover_list& leftovers() {
 }  // namespace
 
 bool run_shell(const char* command, std::string* output) {
-    leftovers().reap_ended();
     if (output) output->clear();
+    if (!leftovers().reap_ended()) return errno = EAGAIN, false;
     int ends[2];
     pid_t child = -1;
     int reason = 0;
