@@ -52,7 +52,7 @@ void rotate_for(std::size_t size) {
     if (!S_ISREG(info.st_mode) || info.st_size + static_cast<off_t>(size) <= file_limit || info.st_size == 0) return;
     char old_path[sizeof state.path + 2];
     std::snprintf(old_path, sizeof old_path, "%s.1", state.path);
-    if (rename(state.path, old_path) == 0) return reopen();
+    if (rename(state.path, old_path) == 0 || errno == ENOENT) return reopen();  // ENOENT: somebody else moved it away
     // In a directory that allows no new name the bound still holds.
     if (ftruncate(state.fd, 0) != 0) reopen();
 }
