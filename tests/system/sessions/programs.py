@@ -64,17 +64,19 @@ class Program:
         return await until(lambda: next(filter(None, (re.search(pattern, one) for one in self.lines[since:])), None),
                            f"{self.name} prints /{pattern}/", seconds)
 
-    async def stop(self, limit):
-        """SIGTERM: the exit status has to be 0, within `limit` seconds."""
+    async def stop_somehow(self, limit):
+        """SIGTERM: the exit status, due within `limit` seconds."""
         check(self.runs(), f"{self.name} does not run any more")
-        began = time.monotonic()
         self.process.send_signal(signal.SIGTERM)
         try:
-            status = await asyncio.wait_for(self.process.wait(), limit)
+            return await asyncio.wait_for(self.process.wait(), limit)
         except asyncio.TimeoutError:
             raise Wrong(f"{self.name} did not end within {limit} s of SIGTERM") from None
+
+    async def stop(self, limit):
+        """An orderly end."""
+        status = await self.stop_somehow(limit)
         check(status == 0, f"{self.name} ended with status {status}")
-        return time.monotonic() - began
 
     async def kill(self):
         if self.runs():

@@ -23,7 +23,7 @@ async def play(story):
         await asyncio.wait_for(story(session), LIMIT)
         if session.daemon.runs():
             await session.daemon.stop(limit=10)
-        print(f"passed {session.name} in {time.monotonic() - began:.1f} s", flush=True)
+        print(f"passed {session.name} in {time.monotonic() - began:.1f} s {', '.join(session.notes)}", flush=True)
         return True
     except Exception:  # whatever went wrong, the others go on
         print(f"FAILED {session.name} after {time.monotonic() - began:.1f} s\n{session.report()}\n"

@@ -31,6 +31,7 @@ class Session:
         self.ap = AccessPoint(self.directory)
         self.daemon = Daemon(self.directory)
         self.service = Service()
+        self.notes = []  # measured on the way
         self.office = copy.deepcopy(OFFICE)  # to be changed before the start
 
     async def start(self):
