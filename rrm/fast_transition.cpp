@@ -12,7 +12,8 @@ namespace {
 constexpr std::int32_t vap_entry_limit = 32;
 constexpr std::int32_t remote_limit = 1025;
 constexpr int fbt_reset = 0;
-// It goes out once for every remote: a longer text would multiply.
+// The key goes out once for every remote, so that its length multiplies: one message could ask for gigabytes. Key
+// holders share at most 256 bits, 64 hexadecimal digits; the rest is room for other ways of writing them.
 constexpr std::size_t rrb_key_limit = 512;
 
 const char* rrb_key_of(const json_reader& entry) {
@@ -49,8 +50,7 @@ void rrm_worker::process_fbt_info(const json_reader& message) {
 bool rrm_worker::add_fbt_vap(const json_reader& entry) {
     const std::int32_t vap = entry.get_int("vap_id");
     const std::int32_t radio = entry.get_int("radio_id");
-    if (vap < 0 || vap >= driver_.vap_count() || radio < 0 || radio >= radio_count()) return true;
-    if (!driver_.vap_mac(vap, radio)) return true;
+    if (!driver_.vap_mac(vap, radio)) return true;  // not active, or no such VAP
 
     json_writer root("fbt", nullptr, nullptr);
     json_writer config(false, root, "ft-config");
