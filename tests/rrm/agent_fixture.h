@@ -15,15 +15,12 @@
 namespace ravd {
 
 struct worker_test_access {
-    static int timers(const abstract_worker& worker, std::int32_t id) {
-        return static_cast<int>(std::count_if(worker.timers_.begin(), worker.timers_.end(),
-                                              [&](const auto& timer) { return timer.id == id; }));
-    }
-    // Seconds until the first timer of that id is due; -1 when there is none.
-    static long long due(abstract_worker& worker, std::int32_t id) {
+    // Seconds until each timer of that id is due.
+    static std::vector<long long> due(abstract_worker& worker, std::int32_t id) {
+        std::vector<long long> all;
         for (const auto& timer : worker.timers_)
-            if (timer.id == id) return timer.due - worker.now_s();
-        return -1;
+            if (timer.id == id) all.push_back(timer.due - worker.now_s());
+        return all;
     }
 };
 
@@ -80,6 +77,8 @@ class agent : public ::testing::Test {
             worker->deinit();
             ready = false;
         }
+        // Else messages would wait for good.
+        EXPECT_TRUE(!driver.hostapd || !driver.scanning || due(1).size() == 1);
     }
     // Lets seconds pass, one turn after each.
     void pass(int seconds) {
@@ -132,8 +131,7 @@ class agent : public ::testing::Test {
         }
         return names;
     }
-    int timers(int id) const { return worker_test_access::timers(*worker, id); }
-    long long due(int id) { return worker_test_access::due(*worker, id); }
+    std::vector<long long> due(int id) { return worker_test_access::due(*worker, id); }
     bool subscribed() const { return rrm_test_access::subscribed(*worker); }
     bool subscribing() const { return rrm_test_access::subscribing(*worker); }
 };

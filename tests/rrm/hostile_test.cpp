@@ -1,6 +1,6 @@
-// Messages that no honest sender builds: every member of every message absent, null, of each wrong type, or huge. The
-// agent neither crashes nor stops answering.
-#include <json-c/json.h>
+// Messages that no honest sender builds: every member of every message absent, of each wrong type, or huge. The agent
+// neither crashes nor stops answering.
+#include <cstring>
 
 #include "tests/rrm/agent_fixture.h"
 
@@ -9,58 +9,16 @@ namespace {
 
 class hostile : public agent {
   protected:
-    void expect_answers(const std::string& text) {
-        driver.scanning = false;
-        driver.calls.clear();
-        sent();
-        command("rrm-request-mode");
-        turn();
-        EXPECT_NE(sent_names().find("rrm-mode-response"), std::string::npos) << text.substr(0, 500);
-    }
-    void feed(json_object* root) {
-        const std::string text = swap_quotes(json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN));
+    hostile() { driver.scan_duration = 1; }
+    void feed(const std::string& text) {
         from(from_bus, text);
         service(text);
-        expect_answers(text);
-        ++fed;
+        pass(12);  // beyond the scan that it may have started
+        sent();
+        command("rrm-request-mode");
+        EXPECT_EQ(sent_names(), "rrm-mode-response ") << text.substr(0, 500);
+        driver.calls.clear();
     }
-    // Feeds `root` once for each way to spoil `value` or one of its members.
-    void spoil(json_object* root, json_object* parent, const char* key, std::size_t index, json_object* value) {
-        const auto put = [&](json_object* other) {
-            if (key)
-                json_object_object_add(parent, key, other);
-            else
-                json_object_array_put_idx(parent, index, other);
-        };
-        if (parent) {
-            json_object_get(value);
-            static const std::string huge(100000, 'x');
-            for (const char* bad : {"null", "true", "-1", "0", "2147483647", "-9223372036854775808", "1e300", "[]",
-                                    "{}", "\"\"", "\"-1\"", "[[],[null],{}]", huge.c_str()}) {
-                put(bad == huge.c_str() ? json_object_new_string(bad) : json_tokener_parse(bad));
-                feed(root);
-            }
-            if (key) {
-                json_object_object_del(parent, key);
-                feed(root);
-            }
-            put(json_object_get(value));
-            json_object_put(value);
-        }
-        if (json_object_is_type(value, json_type_object)) {
-            std::vector<std::string> keys;
-            json_object_object_foreach(value, name, member) {
-                (void)member;
-                keys.emplace_back(name);
-            }
-            for (const std::string& name : keys)
-                spoil(root, value, name.c_str(), 0, json_object_object_get(value, name.c_str()));
-        } else if (json_object_is_type(value, json_type_array)) {
-            for (std::size_t i = 0; i < json_object_array_length(value); ++i)
-                spoil(root, value, nullptr, i, json_object_array_get_idx(value, i));
-        }
-    }
-    int fed = 0;
 };
 
 TEST_F(hostile, members) {
@@ -70,6 +28,7 @@ TEST_F(hostile, members) {
         "'use-tpc':1,'use-dca':1,'use-80211v':1,'use-80211r':1,'radios':[{'id':0,'channel':1,'bandwidth':40,'power':9,"
         "'quarn-roam-attempt-timeout':3,'primary-channel':'upper','roam-count':1}],'802dot11k':[{'neighbour-mac':'n',"
         "'channel':1,'priority':2,'vaps':[{'ssid':'a','mac':'m'}]}]}";
+    const std::string huge = "'" + std::string(100000, 'x') + "'";
     const std::string event = "{'command':'wifi-client-trap','event':{'dev':'wlan0-va1','mac':'m','ssid':'s',";
     for (const std::string& text :
          {rrm + "rrm-info'," + config, rrm + "rrm-sta-overload','ap-mac':'A'," + config,
@@ -81,45 +40,43 @@ TEST_F(hostile, members) {
                 "'remote-r0-kh-id':'e','remote-r1-kh-key':'f'}]}]}",
           event + "'type':'auth','rssi':-4,'client-info':{'using-802.11v':'yes'}}}",
           event + "'type':'80211v-roam','target-mac':'t'}}", link_up, link_down}) {
-        json_object* root = json_tokener_parse(swap_quotes(text).c_str());
-        ASSERT_TRUE(root) << text;
-        spoil(root, nullptr, nullptr, 0, root);
-        json_object_put(root);
+        for (std::size_t at = text.find("':"); at != std::string::npos; at = text.find("':", at + 1)) {
+            feed(text.substr(0, at) + "x" + text.substr(at));  // the member has another name
+            std::size_t end = at + 2;
+            for (int depth = 0; depth > 0 || !std::strchr(",}]", text[end]); ++end)
+                depth += (std::strchr("{[", text[end]) != nullptr) - (std::strchr("}]", text[end]) != nullptr);
+            for (const char* bad : {"null", "true", "-1", "0", "2147483647", "-9223372036854775808", "1e300", "[]",
+                                    "{}", "''", "'-1'", "[[],[null],{}]", huge.c_str()})
+                feed(text.substr(0, at + 2) + bad + text.substr(end));
+        }
     }
-    EXPECT_GT(fed, 900);
 }
 
 TEST_F(hostile, sizes) {
     subscribe("{'use-80211v':1,'use-80211r':1}");
     const auto repeated = [](const std::string& piece, int count) {
-        std::string all = piece;
-        while (--count)
-            all += "," + piece;
+        std::string all;
+        while (count--)
+            all += piece;
         return all;
     };
     std::string channels;
     for (int i = 0; i < 100000; ++i)
         channels += std::to_string(i) + " ";
-    std::string blanks;
-    for (int i = 0; i < 1000000; ++i)
-        blanks += "\\t ";
-    for (const std::string& text : {
-             rrm + "rrm-update','rrm-scan-channels':'" + blanks + "'}",
-             rrm + "rrm-update','rrm-scan-channels':'" + channels + "99999999999999999999 -99999999999999999999'}",
-             rrm + "rrm-info','radios':[" + repeated("{'id':9}", 60000) + "]}",
-             rrm + "rrm-info','802dot11k':[" + repeated("0", 100000) + "]}",
-             rrm + "rrm-sta-overload','radios':[" + repeated("null", 100000) + "]}",
-             rrm + "fbt-info','vaps':[" + repeated("{}", 60000) + "]}",
-             rrm + "rrm-info','radios':" + std::string(100000, '['),
-             rrm + "rrm-info','radios':[{'id':0,'id':1,'id':-7}],'cmd':'rrm-update','cmd':'rrm-info'}",
-             rrm + std::string(1000000, 'x') + "'}",
-             rrm + "rrm-info','x':'\\u0000\xFF\xC0'}",
-             std::string(1, '\0') + rrm,
-             std::string(5000000, ' '),
-         }) {
-        service(text);
-        expect_answers(text);
-    }
+    for (const std::string& members : std::initializer_list<std::string>{
+             "rrm-update','rrm-scan-channels':'" + repeated("\\t ", 1000000),
+             "rrm-update','rrm-scan-channels':'" + channels + "99999999999999999999 -99999999999999999999",
+             "rrm-info','radios':[" + repeated("{'id':9},", 60000) + "0],'x':'",
+             "rrm-info','802dot11k':[" + repeated("0,", 100000) + "0],'x':'",
+             "rrm-sta-overload','radios':[" + repeated("null,", 100000) + "0],'x':'",
+             "fbt-info','vaps':[" + repeated("{},", 60000) + "0],'x':'",
+             "rrm-info','radios':" + std::string(100000, '['),
+             "rrm-info','radios':[{'id':0,'id':1,'id':-7}],'cmd':'rrm-update','cmd':'rrm-info",
+             std::string(1000000, 'x'),
+             "rrm-info','x':'\\u0000\xFF\xC0",
+         })
+        feed(rrm + members + "'}");
+    feed(std::string(1, '\0') + rrm);
 }
 
 // While the network daemon or a driver takes long over each step, the worker's clock goes on being read, and a stop
