@@ -108,12 +108,13 @@ struct file_closer {
 };
 using file_handle = std::unique_ptr<std::FILE, file_closer>;
 
-// Null for what cannot be opened or is no regular file (a FIFO without a writer would block the start).
-file_handle open_regular(const char* path) {
+// Null for what cannot be opened, and for what is neither a file nor a pipe: a device may never end. A pipe without a
+// writer is empty; opened in the ordinary way it would hold up the start.
+file_handle open_config(const char* path) {
     const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return nullptr;
     struct stat info;
-    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+    if (fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISFIFO(info.st_mode)) && fcntl(fd, F_SETFL, 0) == 0) {
         if (file_handle file{fdopen(fd, "r")}) return file;
     }
     close(fd);
@@ -126,7 +127,7 @@ void read_config_file(const char* path, agent_config& config) {
     for (link_config& link : config.links)
         copy_text(link.location, "default-rrm-domain");
     config.log_mask = 0;
-    const file_handle file = open_regular(path);
+    const file_handle file = open_config(path);
     if (!file) return;
     char line[255];
     while (std::fgets(line, sizeof line, file.get()) && read_line(line, config)) {
