@@ -1,23 +1,15 @@
 // Everything a service, a network or a name server can do wrong; after each a healthy service has the link again.
 
-#include <fcntl.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <future>
 
 #include "tests/core/log_capture.h"
 #include "tests/link/link_fixture.h"
+#include "tests/support/descriptors.h"
 
 namespace ravd::testing {
 namespace {
-
-int open_descriptors() {
-    int count = 0;
-    for (int fd = 0; fd < 1024; ++fd)
-        count += fcntl(fd, F_GETFD) >= 0;
-    return count;
-}
 
 // Upgrade answer whose last fields are up to the case.
 #define UPGRADE "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"

@@ -1,7 +1,6 @@
 // What the bus tests share: a directory of the test program, endpoints in it, and a peer made of bare sockets.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -57,13 +56,6 @@ inline bus_message take(bus_endpoint& bus) {
 
 inline std::string text_of(const bus_message& message) {
     return message.block ? std::string(message.text()) : "nothing";
-}
-
-inline int open_descriptors() {
-    int count = 0;
-    for (int fd = 0; fd < 1024; ++fd)
-        count += fcntl(fd, F_GETFD) >= 0;
-    return count;
 }
 
 inline std::string frame(int source, int destination, const std::string& text,
