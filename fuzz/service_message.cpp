@@ -11,6 +11,7 @@
 #include "tests/rrm/fake_driver.h"
 #include "tests/support/fake_bus.h"
 #include "tests/support/fake_system.h"
+#include "tests/support/message.h"
 
 namespace ravd {
 
@@ -50,9 +51,7 @@ void tell(std::string_view story) {
             R"({"version":"2.4","service":"rrm","cmd":"subscribe-response","status":"success","config":{"use-80211v":1,)"
             R"("use-80211r":1}})";
         ;) {
-        const auto message = make_buffer();
-        message->append(line.data(), line.size());
-        from_service.push(message);
+        from_service.push(testing::message(line));
         driver.heard.push_back({{{{2, 0, 0, 0, 0, 1}}, -50, 36, 40, 12, 0x100}});
         worker.process();
         if (driver.scanning && !worker_test_access::has_timer(worker, 1)) std::abort();

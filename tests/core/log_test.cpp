@@ -29,11 +29,10 @@ TEST(Log, EachLevelHasItsBit) {
         log_info(process_log, "I%d\n", 3);
         log_debug(process_log, "D%d\n", 4);
         dump_buffer(buffer_info_t());
-        EXPECT_EQ(log.count("E1"), (mask & 1) != 0) << mask;
-        EXPECT_EQ(log.count("W2"), (mask & 2) != 0) << mask;
-        EXPECT_EQ(log.count("I3"), (mask & 4) != 0) << mask;
-        EXPECT_EQ(log.count("D4"), (mask & 8) != 0) << mask;
-        EXPECT_EQ(log.count("Buffer info dump:\n"), (mask & 8) != 0) << mask;
+        const std::pair<const char*, unsigned> lines[] = {
+            {"E1", 1}, {"W2", 2}, {"I3", 4}, {"D4", 8}, {"Buffer info dump:\n", 8}};
+        for (const auto& [line, bit] : lines)
+            EXPECT_EQ(log.count(line), (mask & bit) != 0) << mask << line;
     }
 }
 
@@ -51,20 +50,17 @@ TEST(Dump, WritesJsonAsTreeAndTheRestInHexadecimal) {
 }
 
 TEST(Dump, LeavesOutTheMiddleOfLongMessages) {
-    // Each line of 32 bytes starts with its number.
-    const auto lines = [](int count, const char* rest) {
-        std::string text;
-        for (int i = 0; i < count; ++i)
-            text += std::to_string(1000 + i) + std::string(28, '.');
-        return dumped(text + rest);
-    };
-    const std::string whole = lines(400, "");
-    EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), 400);
-    const std::string cut = lines(500, "end");
-    EXPECT_EQ(std::count(cut.begin(), cut.end(), '\n'), 50 + 1 + 49 + 1);
-    EXPECT_NE(cut.find("1049............................\n\t....part of message are skipped...\n\t31 34 35 31 "),
-              std::string::npos);
-    EXPECT_NE(cut.find("1499............................\n\t65 6E 64 "), std::string::npos);
+    std::string text;  // each line of 32 bytes starts with its number
+    for (int i = 0; i < 500; ++i)
+        text += std::to_string(1000 + i) + std::string(28, '.');
+    const auto lines = [](const std::string& dump) { return std::count(dump.begin(), dump.end(), '\n'); };
+    EXPECT_EQ(lines(dumped(text.substr(0, 400 * 32))), 400);
+    const std::string cut = dumped(text + "end");
+    EXPECT_EQ(lines(cut), 50 + 1 + 49 + 1);
+    const std::string dots(28, '.');
+    for (const std::string& piece :
+         {"1049" + dots + "\n\t....part of message are skipped...\n\t31 34 35 31 ", "1499" + dots + "\n\t65 6E 64 "})
+        EXPECT_NE(cut.find(piece), std::string::npos) << piece;
 }
 
 }  // namespace

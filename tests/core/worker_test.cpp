@@ -47,34 +47,30 @@ class scripted_worker final : public abstract_worker {
     std::function<bool()> on_process = [] { return true; };
 };
 
-TEST(Worker, RetriesAFailedInitAfterTheRestartDelay) {
-    scripted_worker worker;
-    worker.on_init = [] { return false; };
-    worker.run();
-    EXPECT_EQ(worker.calls, "init@0 init@300 init@600 init@900 ");
-}
+TEST(Worker, TurnsAndWaits) {
+    scripted_worker failing;  // waits the restart delay
+    failing.on_init = [] { return false; };
+    failing.run();
+    EXPECT_EQ(failing.calls, "init@0 init@300 init@600 init@900 ");
 
-TEST(Worker, WaitsOnlyWhenIdleAndWakesAtOnce) {
-    scripted_worker worker(100999);  // whole milliseconds count
-    worker.limit = 6;
-    worker.on_process = [&] {
-        if (worker.turns == 3) worker.wake();
-        return worker.turns != 4;  // that turn is not idle
+    scripted_worker waiting(100999);  // whole milliseconds count
+    waiting.limit = 6;
+    waiting.on_process = [&] {
+        if (waiting.turns == 3) waiting.wake();
+        return waiting.turns != 4;  // that turn is not idle
     };
-    worker.run();
-    EXPECT_EQ(worker.calls, "init@0 process@0 process@100 process@100 process@100 process@200 deinit@300 ");
-}
+    waiting.run();
+    EXPECT_EQ(waiting.calls, "init@0 process@0 process@100 process@100 process@100 process@200 deinit@300 ");
 
-TEST(Worker, StartsANewCycleWhenOneEnds) {
-    scripted_worker worker;
-    worker.limit = 7;
-    worker.on_process = [&] {
-        worker.active_ = worker.turns != 3;  // ends the first cycle
-        worker.alive = worker.turns != 6;    // and this the second
+    scripted_worker cycling;
+    cycling.limit = 7;
+    cycling.on_process = [&] {
+        cycling.active_ = cycling.turns != 3;  // ends the first cycle
+        cycling.alive = cycling.turns != 6;    // and this the second
         return true;
     };
-    worker.run();
-    EXPECT_EQ(worker.calls, "init@0 process@0 process@0 deinit@0 init@300 process@300 deinit@300 ");
+    cycling.run();
+    EXPECT_EQ(cycling.calls, "init@0 process@0 process@0 deinit@0 init@300 process@300 deinit@300 ");
 }
 
 TEST(WorkerDeathTest, AnExceptionEndsTheProcess) {

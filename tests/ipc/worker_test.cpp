@@ -3,20 +3,17 @@
 
 #include "ipc/ipc_worker.h"
 #include "tests/support/fake_bus.h"
+#include "tests/support/message.h"
 
 namespace ravd {
 namespace {
 
 using testing::fake_bus;
+using testing::message;
 
 class IpcWorker : public ::testing::Test {
   protected:
     IpcWorker() { bus.reset(); }
-    void queue_text(const std::string& text) {
-        const auto buffer = make_buffer();
-        buffer->append(text.data(), text.size());
-        in.push(buffer);
-    }
     // The next forwarded message; "-" for none, "null" for a buffer without data.
     std::string forwarded() {
         std::string text = "-";
@@ -37,7 +34,7 @@ TEST_F(IpcWorker, ServesTheBusFirstAndOneBufferAStep) {
     for (const std::string& text : {std::string("one"), std::string(), zeros})
         bus.deliver(31, text);
     for (const char* text : {"a", "", "b"})
-        queue_text(text);
+        in.push(message(text));
     for (const std::string& text : {std::string("one"), std::string("null"), zeros}) {
         EXPECT_FALSE(worker.process());
         EXPECT_EQ(forwarded(), text);
@@ -64,7 +61,7 @@ TEST_F(IpcWorker, ComesBackWhenTheEndpointIsLost) {
     ASSERT_TRUE(worker.init());
     EXPECT_TRUE(worker.is_alive(&running));
     bus.drop(31);
-    queue_text("kept");
+    in.push(message("kept"));
     EXPECT_FALSE(worker.is_alive(&running));
     worker.deinit();
     EXPECT_EQ(bus.endpoints(), 0);

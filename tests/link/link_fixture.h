@@ -12,6 +12,7 @@
 #include "link/websock_worker.h"
 #include "tests/link/raw_server.h"
 #include "tests/support/fake_system.h"
+#include "tests/support/message.h"
 
 namespace ravd {
 
@@ -21,12 +22,6 @@ struct worker_test_access {
 };
 
 namespace testing {
-
-inline std::shared_ptr<buffer_info_t> message(std::string_view text) {
-    auto buffer = make_buffer();
-    buffer->append(text.data(), text.size());
-    return buffer;
-}
 
 class link_test : public ::testing::Test {
   protected:
