@@ -5,7 +5,9 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 namespace ravd {
@@ -39,12 +41,20 @@ void bus_connection::fail() {
     backlog_ = 0;
 }
 
-void bus_connection::keep(std::string&& bytes) {
-    backlog_ += bytes.size();
-    if (!output_.empty() && output_.back().size() + bytes.size() <= piece_size)
-        output_.back().append(bytes);
-    else
-        output_.push_back(std::move(bytes));
+void bus_connection::keep(std::string_view head, std::string_view payload) {
+    const std::size_t whole = head.size() + payload.size();
+    // What cannot be kept whole is not begun.
+    if (!output_.empty() && output_.back().size() + whole <= piece_size) {
+        std::string& piece = output_.back();
+        piece.reserve(piece.size() + whole);
+        piece.append(head).append(payload);
+    } else {
+        std::string piece;
+        piece.reserve(whole);
+        piece.append(head).append(payload);
+        output_.push_back(std::move(piece));
+    }
+    backlog_ += whole;
 }
 
 bus_result bus_connection::write(const bus_frame_header& header, std::string_view payload) {
@@ -66,11 +76,14 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
     }
     carried_ = carried_ || header.kind == bus_frame_kind::message;
     if (done == whole) return bus_result::accepted;
-    std::string rest;
-    rest.reserve(whole - done);
-    if (done < sizeof head) rest.append(reinterpret_cast<const char*>(head) + done, sizeof head - done);
-    rest.append(payload.substr(done > sizeof head ? done - sizeof head : 0));
-    keep(std::move(rest));
+    const std::size_t head_done = std::min(done, sizeof head);
+    try {
+        keep({reinterpret_cast<const char*>(head) + head_done, sizeof head - head_done},
+             payload.substr(done - head_done));
+    } catch (const std::bad_alloc&) {
+        if (done > 0) fail();  // nothing may follow half a frame
+        throw;
+    }
     return bus_result::accepted;
 }
 

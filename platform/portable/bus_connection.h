@@ -53,7 +53,7 @@ class bus_connection {
 
   private:
     void fail();
-    void keep(std::string&& bytes);
+    void keep(std::string_view head, std::string_view payload);
 
     std::uint64_t id_;
     unique_fd socket_;

@@ -46,6 +46,10 @@ void bus_endpoint::engine::clear_notice() {
 }
 
 bool bus_endpoint::engine::start() {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        moved_ = false;
+    }
     if (running()) return true;
     stop();
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -110,9 +114,12 @@ void bus_endpoint::engine::stop() {
     clear_event(notify_.get());
 }
 
-bool bus_endpoint::engine::running() const {
+// Looking at the directory costs as much as sending a message: while messages move that is done now and then.
+bool bus_endpoint::engine::running() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return running_ && registration_->visible();
+    const bool look = !std::exchange(moved_, false) || ++unlooked_ == look_interval;
+    if (look) unlooked_ = 0;
+    return running_ && (!look || registration_->visible());
 }
 
 bool bus_endpoint::engine::receive(bus_message& message) {
@@ -121,6 +128,7 @@ bool bus_endpoint::engine::receive(bus_message& message) {
         clear_notice();
         return false;
     }
+    moved_ = true;
     message = std::move(inbox_.front());
     inbox_.pop_front();
     inbox_bytes_ -= message.length + message_overhead;
@@ -219,6 +227,7 @@ bus_connection* bus_endpoint::engine::dial(int destination, bus_result& result) 
 bus_result bus_endpoint::engine::write(bus_connection& connection, std::string_view text) {
     const bus_frame_header header{module(), connection.peer(), static_cast<std::uint32_t>(text.size()),
                                   bus_frame_kind::message};
+    moved_ = true;
     const bool waited = connection.backlog() > 0;
     const bus_result result = connection.write(header, text);
     if (!waited && connection.backlog() > 0) wake();

@@ -26,6 +26,7 @@ class bus_endpoint::engine {
     // frame may always be completed.
     static constexpr std::size_t received_limit = 32u * 1024 * 1024;
     static constexpr std::size_t connection_limit = 64;
+    static constexpr unsigned look_interval = 64;
     static constexpr int flush_limit_ms = 200;
 
     engine(std::unique_ptr<bus_registration> registration, unique_fd wake, unique_fd notify);
@@ -37,7 +38,7 @@ class bus_endpoint::engine {
     int descriptor() const { return notify_.get(); }
     bool start();
     void stop();
-    bool running() const;
+    bool running();
     bool receive(bus_message& message);
     bus_result send(int destination, std::string_view text, std::uint64_t* connection);
     bus_result send_over(std::uint64_t connection, std::string_view text);
@@ -88,6 +89,8 @@ class bus_endpoint::engine {
     pthread_t thread_{};
     bool thread_started_ = false;
     bool running_ = false;
+    bool moved_ = false;     // the user sent or took a message since running() was asked last
+    unsigned unlooked_ = 0;  // times that running() did not look at the directory
     bool stopping_ = false;  // only what is accepted is still written
     bool abandon_ = false;   // and now not even that
     unique_fd listener_;
