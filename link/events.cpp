@@ -1,5 +1,9 @@
 // What libwebsockets reports, and the two ways of a message: received into the output queue, sent from the input queue.
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -15,6 +19,27 @@ constexpr std::int64_t ping_interval_s = 30;
 
 // Messages sent by one callback; the next pass goes on.
 constexpr int drain_limit = 64;
+
+// Keeps the kernel from sending each of several small frames in a packet of its own, until the object ends.
+class joined_packets {
+  public:
+    explicit joined_packets(lws* wsi) : socket_(lws_get_socket_fd(wsi)) {}
+    joined_packets(const joined_packets&) = delete;
+    joined_packets& operator=(const joined_packets&) = delete;
+    ~joined_packets() {
+        if (writes_ > 1) cork(0);
+    }
+    // Before each frame. The first goes out at once: mostly it is the only one.
+    void begin_frame() {
+        if (++writes_ == 2) cork(1);
+    }
+
+  private:
+    void cork(int on) const { setsockopt(socket_, IPPROTO_TCP, TCP_CORK, &on, sizeof on); }
+
+    int socket_;
+    int writes_ = 0;
+};
 
 }  // namespace
 
@@ -149,12 +174,15 @@ void websock_worker::process_client_writeable(lws* wsi) {
 
 // Messages stay in the queue while earlier output is pending: so each keeps its place, internal commands too.
 void websock_worker::drain_input(lws* wsi) {
+    joined_packets packets(wsi);
     wake_pending_ = false;  // before the first pop: what comes after the last one wakes again
     for (int count = 0; count < drain_limit && !lws_partial_buffered(wsi); ++count) {
-        const bool popped = input_.pop([this, wsi](const std::shared_ptr<buffer_info_t>& buffer) {
+        const bool popped = input_.pop([this, wsi, &packets](const std::shared_ptr<buffer_info_t>& buffer) {
             log_debug(process_log, "%s->From queue\n", name());
             dump_buffer(*buffer);
-            if (!handle_internal(*buffer)) lws_send(wsi, buffer->data, buffer->size, LWS_WRITE_TEXT);
+            if (handle_internal(*buffer)) return;
+            packets.begin_frame();
+            lws_send(wsi, buffer->data, buffer->size, LWS_WRITE_TEXT);
         });
         if (!popped) return;
         data_moved_ = true;
@@ -165,8 +193,9 @@ void websock_worker::drain_input(lws* wsi) {
 int websock_worker::lws_send(lws* wsi, const char* data, std::size_t len, int type) {
     if (len > SIZE_MAX - LWS_PRE) return -1;
     const std::unique_ptr<unsigned char, decltype(&std::free)> frame(
-        static_cast<unsigned char*>(std::calloc(1, len + LWS_PRE)), &std::free);
+        static_cast<unsigned char*>(std::malloc(len + LWS_PRE)), &std::free);
     if (!frame) return -1;
+    std::memset(frame.get(), 0, data ? LWS_PRE : LWS_PRE + len);
     // A copy, because the payload is masked in place.
     if (data) std::memcpy(frame.get() + LWS_PRE, data, len);
     const int n = lws_write(wsi, frame.get() + LWS_PRE, len, static_cast<lws_write_protocol>(type));
