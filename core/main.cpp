@@ -1,5 +1,6 @@
 // Process entry of the daemon.
 
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -27,6 +28,15 @@ const bool output_prepared = [] {
     return true;
 }();
 
+// Where the starter closed one of the three, the next file or socket would get its number, and the log's lines.
+void fill_standard_descriptors() {
+    int fd = -1;
+    do {
+        fd = open("/dev/null", O_RDWR);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd >= 0) close(fd);
+}
+
 // The random delays before a connection must differ between access points that boot in the same second.
 unsigned random_seed() {
     factory_data factory{};
@@ -43,6 +53,7 @@ unsigned random_seed() {
 
 int main(int argc, char** argv) {
     using namespace ravd;
+    fill_standard_descriptors();
     quarn_log_init_rotate(ident);
     std::srand(random_seed());
     prctl(PR_SET_NAME, "ravd:main", 0, 0, 0);
