@@ -37,7 +37,7 @@ async def five_rounds_and_deferred_messages(session):
     check((await session.ap.radio(0))["power"] == 16, "the power was set during the scan")
 
     report = await link.next("rrm-response")
-    check(4.5 < time.monotonic() - began < 20, "five rounds took", time.monotonic() - began)
+    check(4 < time.monotonic() - began < 20, "five rounds took", time.monotonic() - began)
     check(list(report)[4:] == ["domain", "radios", "rf-environment"], "members:", list(report))
     check([radio["power"] for radio in report["radios"]] == [16, 18], "radios:", report["radios"])
     check(len(report["rf-environment"]) == 5, "rounds:", report["rf-environment"])
