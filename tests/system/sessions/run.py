@@ -22,7 +22,7 @@ async def play(story):
     try:
         await asyncio.wait_for(story(session), LIMIT)
         if session.daemon.runs():
-            await session.daemon.stop(limit=10)
+            await session.daemon.stop(limit=3)
         print(f"passed {session.name} in {time.monotonic() - began:.1f} s {', '.join(session.notes)}", flush=True)
         return True
     except Exception:  # whatever went wrong, the others go on
