@@ -1,4 +1,4 @@
-// hostapd watch, subscription, deferring: both state machines row by row, then random stories against a model.
+// The worker's end, notification files of other kinds, and random stories against a model.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,173 +16,32 @@ namespace {
 
 using lifecycle = agent;
 
-TEST_F(lifecycle, hostapd_watch) {
-    log_capture log(log_debug_bit);
-    pass(2);
-    EXPECT_FALSE(ready);  // no pid file
-    system.write_file(pid_file);
-    turn();
-    EXPECT_EQ(log.count("Connected to hostapd\n"), 1);
-    system.remove_file(pid_file);
-    turn();  // gone before it was announced
-    EXPECT_FALSE(ready);
-    EXPECT_EQ(log.count("Hostapd is not init and scoutd is not sentry mode\n"), 1);
-    system.write_file(pid_file);
-    system.write_file(notify_file + "_hostapd_started");
-    pass(2);  // not looked at without the common notification
-    EXPECT_TRUE(system.has_file(notify_file + "_hostapd_started"));
-    EXPECT_EQ(driver.take_calls(), "");
-    system.write_file(notify_file + "_scoutd_started");
-    notify("_timezone_changed");
-    turn();
-    EXPECT_EQ(driver.take_calls(), "set_hostapd 1; reset_context; init_context; stop_all");
-    for (const char* gone : {"", "_hostapd_started", "_scoutd_started", "_timezone_changed"})
-        EXPECT_FALSE(system.has_file(notify_file + gone)) << gone;
-
-    system.remove_file(pid_file);
-    pass(1);  // restart wait
-    EXPECT_EQ(driver.take_calls(), "set_hostapd 0; reset_context");
-    pass(30);
-    system.write_file(pid_file);
-    pass(40);  // back before the limit
-    EXPECT_EQ(log.count("Hostapd has not restarted\n"), 0);
-    start_hostapd();
-    system.remove_file(pid_file);
-    pass(61);  // stopped in the first of these seconds: 60 s are still waiting
-    EXPECT_TRUE(ready);
-    driver.calls.clear();
-    pass(1);
-    EXPECT_FALSE(ready);
-    EXPECT_EQ(log.count("Hostapd has not restarted\n"), 1);
-    EXPECT_EQ(driver.take_calls(), "");  // it was told already
-}
-
-TEST_F(lifecycle, subscription_table) {
-    struct row {
-        const char* story;
-        const char* sent;
-        bool subscribing, subscribed;
-        std::vector<long long> due;  // of the subscribe timer
-    };
-    const std::map<char, std::string> messages{
-        {'U', link_up},
-        {'D', link_down},
-        {'A', rrm + "subscribe-response','status':'success'}"},
-        {'B', rrm + "subscribe-response','status':'busy','code':503}"},
-        {'R', rrm + "subscribe-response','status':'refused','code':500}"},
-        {'N', rrm + "subscribe-response','code':503}"},  // no status
-    };
-    for (const row& r : std::initializer_list<row>{
-             {"U", "", true, false, {}},
-             {"UH", "subscribe-request ", true, false, {30}},  // H: hostapd starts
-             {"HUN", "subscribe-request ", true, false, {30}},
-             {"HUB", "subscribe-request ", true, false, {60}},
-             {"HUBBB", "subscribe-request ", true, false, {120}},
-             {"HUR", "subscribe-request ", false, false, {}},
-             {"HUA", "subscribe-request ", false, true, {}},
-             {"HUAH", "subscribe-request rrm-config-changed ", false, true, {}},
-             {"HUAD", "subscribe-request ", false, false, {}},
-             {"HU", "subscribe-request ", true, false, {30}},
-         }) {
-        SCOPED_TRACE(r.story);
-        restart();
-        system.write_file(pid_file);
-        turn();
-        for (const char* event = r.story; *event; ++event) {
-            if (*event == 'H')
-                start_hostapd();
-            else
-                service(messages.at(*event));
-            EXPECT_EQ(system.has_file(marker), subscribed());
-        }
-        EXPECT_EQ(sent_names(), r.sent);
-        EXPECT_EQ(subscribing(), r.subscribing);
-        EXPECT_EQ(subscribed(), r.subscribed);
-        EXPECT_EQ(due(2), r.due);
-    }
-    for (const int wait : {30, 60, 120, 120}) {  // while nobody answers
-        pass(wait - 1);
-        EXPECT_EQ(sent_names(), "");
-        pass(1);
-        EXPECT_EQ(sent_names(), "subscribe-request ");
-    }
-}
-
-TEST_F(lifecycle, stops_drops_and_ends) {
-    subscribe("{'use-80211v':1,'use-80211r':1}");
-    driver.at(0).vaps[1].kv = true;
-    const std::string kv = "del_neighbors wlan0-va1; del_neighbors wlan1-va1; ";
-    notify("_config_updated");
-    start_hostapd();  // both notifications: one message
-    EXPECT_EQ(sent_names(), "rrm-config-changed ");
-    notify("_config_updated");
-    turn();
-    EXPECT_EQ(sent_names(), "rrm-config-changed ");
-    for (int id = 0; id < 7; ++id)
-        rrm_test_access::arm(*worker, id, 50);
-    system.remove_file(pid_file);
-    turn();
-    EXPECT_EQ(sent(),
-              rrm +
-                  "rrm-disassoc-all-clients','ap-mac':'02:00:00:00:00:10','domain':'home','factory':{'board':"
-                  "'board-1','hw':'hw-2','serial':'77777777777777777777777777777777','mac':'02:00:00:00:00:10'}}\n");
-    for (int id = 0; id < 7; ++id)
-        EXPECT_TRUE(due(id).empty()) << id;
-
-    start_hostapd();
-    driver.calls.clear();
-    service(link_down);
-    EXPECT_EQ(driver.take_calls(), kv + "reset_corvane 0; fbt reset 2; stop_all");
+// The rest of the watch over hostapd is told in stories/hostapd.story.
+TEST_F(lifecycle, ends) {
     subscribe("{'use-80211r':1}");
-    system.remove_file(pid_file);
-    pass(61);
-    driver.calls.clear();
-    pass(1);  // given up while subscribed
-    EXPECT_EQ(driver.take_calls(), kv + "stop_all; reset_corvane 0; fbt reset 0");
-
-    start_hostapd();
-    driver.calls.clear();
     running = false;
     turn();
-    EXPECT_EQ(driver.take_calls(), kv + "stop_all; reset_corvane 1; fbt reset 1; set_hostapd 0; reset_context");
+    const std::string removed = "del_neighbors wlan1-va1; stop_all; ";
+    EXPECT_EQ(driver.take_calls(), removed + "reset_corvane 1; fbt reset 1; set_hostapd 0; reset_context");
     worker.reset();
-    EXPECT_EQ(driver.take_calls(), kv + "stop_all; reset_context");
+    EXPECT_EQ(driver.take_calls(), removed + "reset_context");
     EXPECT_FALSE(system.has_file(marker));
-}
-
-TEST_F(lifecycle, messages_wait_for_a_scan) {
-    subscribe();
-    command("rrm-update", ",'quarn-rrm-scanning':1");
-    command("rrm-request-mode");
-    command("rrm-update");
-    service("{'service':'rrm'}");  // no version: not looked at while a scan runs
-    pass(4);
-    EXPECT_EQ(sent_names(), "rrm-response rrm-mode-response ");
-    turn();
-    EXPECT_TRUE(driver.scanning);  // the deferred order
-    command("rrm-request-mode");
-    service(link_down);
-    EXPECT_FALSE(driver.scanning);
-    pass(30);
-    EXPECT_EQ(sent_names(), "");  // nor the deferred message
-    service(link_up);
-    command("rrm-update");  // before the subscription: its scan must not outlive the link either
-    service(link_down);
-    EXPECT_FALSE(driver.scanning);
-    service(link_up);
-    command("rrm-update");
-    system.remove_file(pid_file);  // the driver stops nothing before hostapd is back
-    turn();
-    command("rrm-request-mode");
-    EXPECT_TRUE(driver.scanning);
-    sent();
-    start_hostapd();
-    turn();
-    EXPECT_EQ(sent_names(), "subscribe-request rrm-mode-response ");
 }
 
 TEST_F(lifecycle, notification_files_of_other_kinds) {
     subscribe();
+    system.remove_file(notify_file);
+    for (const char* name : {"_hostapd_started", "_scoutd_started", "_timezone_changed"})
+        system.write_file(notify_file + name);
+    pass(2);  // not looked at without the common notification
+    EXPECT_EQ(driver.take_calls(), "");
+    EXPECT_TRUE(system.has_file(notify_file + "_hostapd_started"));
+    system.write_file(notify_file);
+    turn();
+    EXPECT_EQ(driver.take_calls(), "set_hostapd 1; reset_context; init_context; stop_all");
+    for (const char* gone : {"", "_hostapd_started", "_scoutd_started", "_timezone_changed"})
+        EXPECT_FALSE(system.has_file(notify_file + gone)) << gone;
+    sent();
     // Directories cannot be removed: they do not count, on no turn.
     system.write_file(notify_file + "_hostapd_started/");
     notify("");
@@ -209,6 +68,31 @@ TEST_F(lifecycle, notification_files_of_other_kinds) {
     system.write_file(marker + "/");  // left alone
     command("subscribe-response", ",'status':'success'");
     EXPECT_TRUE(subscribed());
+}
+
+TEST_F(lifecycle, probe_report_and_blocked_stations) {
+    subscribe();
+    auto& first = rrm_test_access::probes(*worker, 0);
+    auto& second = rrm_test_access::probes(*worker, 1);
+    first = {{MacAddr{{2, 0, 0, 0, 0, 0xA}}, {0, 3, 1}},
+             {MacAddr{{2, 0, 0, 0, 0, 0xB}}, {-55, 2, 4}}};  // VAP 4 has no SSID
+    second[MacAddr{{2, 0, 0, 0, 0, 9}}] = {-40, 90, 1};
+    rrm_test_access::blocked(*worker, 1)[MacAddr{{0xAA, 0, 0, 0, 0, 1}}] = 3;
+    rrm_test_access::arm(*worker, 4, 1);
+    rrm_test_access::arm(*worker, 6, 1);
+    pass(2);
+    EXPECT_EQ(first.size(), 1u);
+    EXPECT_EQ(sent() + driver.take_calls(), "");
+    pass(1);
+    EXPECT_EQ(driver.take_calls(), "unblock wlan1 AA:00:00:00:00:01");
+    EXPECT_EQ(sent(), rrm +
+                          "rrm-probe-response','ap-mac':'02:00:00:00:00:10','domain':'home',"
+                          "'radios':[{'id':0,'probe-list':[{'mac':'02:00:00:00:00:0A','ssid':'guest','rssi':-66}]},"
+                          "{'id':1,'probe-list':[]}]}\n");
+    EXPECT_EQ(due(4), std::vector{1LL});
+    second.clear();
+    pass(1);
+    EXPECT_TRUE(due(4).empty() && due(6).empty());
 }
 
 // The model knows only what messages and files say. Whatever may have to wait for a scan carries a number that its

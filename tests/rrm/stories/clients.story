@@ -1,0 +1,64 @@
+# Events of clients and of the driver.
+dev = "dev":"wlan1-va2","mac":"m","ssid":"s","rssi":-44,"target-mac":"t"
+event = {"command":"wifi-client-trap","event":{"type":
+subscribed {}
+# 802.11v is off
+bus $event"auth",$dev}}
+sends
+subscribed {"use-80211v":1}
+# they do not wait for a scan
+order rrm-update "x":0
+bus $event"reassoc",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+bus $event"send-deauth",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+bus $event"send-disassoc",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+bus $event"recv-deauth",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+bus $event"recv-disassoc",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+bus $event"auth-fail",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+bus $event"8021x-fail",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+bus $event"auth",$dev}}
+sends rrm-client-assoc "radio":1,"sta-mac":"m","rssi":-44,"ssid":"s","no-balance":1
+bus $event"auth",$dev,"client-info":{"using-802.11v":"no"}}}
+sends rrm-client-assoc "radio":1,"sta-mac":"m","rssi":-44,"ssid":"s","no-balance":1
+bus $event"8021x-success",$dev,"client-info":{"using-802.11v":"yes"}}}
+sends rrm-client-assoc "radio":1,"sta-mac":"m","rssi":-44,"ssid":"s","no-balance":0
+bus $event"80211v-roam",$dev}}
+sends rrm-sta-roam "radio":1,"sta-mac":"m","ssid":"s","target-mac":"t"
+bus $event"80211v-roam","dev":"wlan0","mac":null,"ssid":"s"}}
+sends rrm-sta-roam "ssid":"s"
+bus $event"AUTH",$dev}}
+bus $event"",$dev}}
+sends
+pass 20
+names rrm-response
+
+event 0 0 m s t
+event 1 0
+pass
+sends rrm-sta-roam "radio":0,"sta-mac":"m","ssid":"s","target-mac":"t"
+# turns 802.11v off
+order rrm-info "x":0
+event 0 0 m s t
+pass
+event 2 0
+pass 2
+event 2 0
+pass 2
+event 2 0
+pass 2
+# the last one came a second before
+pass 3
+sends
+pass 1
+names rrm-config-changed
+order rrm-info "use-80211v":1
+hostapd stops
+names rrm-disassoc-all-clients
+bus $event"reassoc",$dev}}
+sends

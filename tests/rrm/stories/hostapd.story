@@ -1,0 +1,74 @@
+# The watch over the pid file and the notifications, and what a stop takes with it.
+listen debug
+pass 2
+calls
+hostapd appears
+logs Connected to hostapd
+# gone before it was announced
+hostapd stops
+logs Hostapd is not init and scoutd is not sentry mode
+calls
+hostapd starts
+calls set_hostapd 1; reset_context; init_context; stop_all
+hostapd stops
+logs Hostapd is not running, waiting for restart
+calls set_hostapd 0; reset_context
+pass 30
+hostapd appears
+# back before the limit
+pass 40
+calls
+hostapd starts
+drop
+hostapd stops
+# 60 s are still waiting
+pass 60
+calls set_hostapd 0; reset_context
+hostapd appears
+hostapd stops
+listen debug
+pass 1
+logs Hostapd has not restarted
+logs Disconnected from hostapd
+# it was told already
+calls
+
+# With a subscription.
+kv = del_neighbors wlan0-va1; del_neighbors wlan1-va1
+vap 0 1 guest 02:00:00:00:00:12 1 1
+subscribed {"use-80211v":1,"use-80211r":1}
+notify config_updated
+hostapd starts
+# both notifications: one message
+names rrm-config-changed
+notify config_updated
+pass
+names rrm-config-changed
+arm 0 50
+arm 1 50
+arm 2 50
+arm 3 50
+arm 4 50
+arm 5 50
+arm 6 50
+hostapd stops
+sends rrm-disassoc-all-clients "factory":{"board":"board-1","hw":"hw-2","serial":"77777777777777777777777777777777","mac":"02:00:00:00:00:10"}
+sends
+due 0
+due 1
+due 2
+due 3
+due 4
+due 5
+due 6
+hostapd starts
+drop
+service {"service":"internal-ipc","cmd":"disconnected"}
+calls $kv; reset_corvane 0; fbt reset 2; stop_all
+subscribed {"use-80211r":1}
+hostapd stops
+pass 60
+drop
+# given up while subscribed
+pass 1
+calls $kv; stop_all; reset_corvane 0; fbt reset 0

@@ -1,0 +1,61 @@
+# The subscription's state machine, row by row.
+up = {"service":"internal-ipc","cmd":"connected"}
+down = {"service":"internal-ipc","cmd":"disconnected"}
+# without hostapd
+hostapd appears
+listen debug
+service $up
+logs Waiting for hostapd to start before sending subscribe-request
+names
+state 1 0
+due 2
+hostapd starts
+names subscribe-request
+due 2 30
+# no status: nothing
+order subscribe-response "code":503
+state 1 0
+due 2 30
+order subscribe-response "status":"busy","code":503
+logs Reconnect after 60 sec
+state 1 0
+due 2 60
+order subscribe-response "status":"busy","code":503
+due 2 120
+order subscribe-response "status":"busy","code":503
+due 2 120
+names
+order subscribe-response "status":"refused","code":500
+state 0 0
+due 2
+service $up
+names subscribe-request
+order subscribe-response "status":"success"
+state 0 1
+due 2
+hostapd starts
+names rrm-config-changed
+service $down
+state 0 0
+due 2
+# while nobody answers
+service $up
+names subscribe-request
+due 2 30
+pass 29
+names
+pass 1
+names subscribe-request
+pass 59
+names
+pass 1
+names subscribe-request
+pass 119
+names
+pass 1
+names subscribe-request
+pass 119
+names
+pass 1
+names subscribe-request
+state 1 0

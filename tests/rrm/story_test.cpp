@@ -1,0 +1,170 @@
+// Device stories, told in stories/*.story line by line: what happens, and what the agent must have made of it. See
+// stories/README.md for the words.
+#include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <sstream>
+
+#include "tests/core/log_capture.h"
+#include "tests/rrm/agent_fixture.h"
+
+namespace ravd::testing {
+namespace {
+
+class story : public agent, public ::testing::WithParamInterface<const char*> {
+  protected:
+    using text = const std::string&;
+    using fields = std::istringstream&;
+
+    // The first word of a line, and what follows its blank.
+    static std::string head(text line) { return line.substr(0, line.find(' ')); }
+    static std::string tail(text line) { return line.substr(std::min(line.size(), head(line).size() + 1)); }
+
+    template <typename T>
+    static T next(fields in) {
+        T value{};
+        in >> std::setbase(0) >> value;
+        return value;
+    }
+
+    std::map<std::string, std::string> names;
+    std::optional<log_capture> log;
+    rrm_sta_s roamer;
+
+    const std::map<std::string, std::function<void(text, fields)>> words{
+        // What happens.
+        {"service", [this](text json, fields) { service(swap_quotes(json)); }},
+        {"bus", [this](text json, fields) { from(from_bus, swap_quotes(json)); }},
+        {"subscribed", [this](text config, fields) { subscribe(swap_quotes(config)); }},
+        {"order", [this](text line, fields) { command(head(line), "," + swap_quotes(tail(line))); }},
+        {"pass", [this](text line, fields in) { line.empty() ? turn() : pass(next<int>(in)); }},
+        {"restart", [this](text, fields) { restart(); }},
+        {"notify", [this](text name, fields) { notify("_" + name); }},
+        {"conf", [this](text line, fields) { fake_bus::get().configuration[head(line)] = tail(line); }},
+        {"listen", [this](text level, fields) { log.emplace(level == "error" ? log_error_bit : log_debug_bit); }},
+        {"drop", [this](text, fields) { sent() += driver.take_calls(); }},
+        {"arm",
+         [this](text, fields in) {
+             const int id = next<int>(in);
+             rrm_test_access::arm(*worker, id, next<int>(in));
+         }},
+        {"hostapd",
+         [this](text what, fields) {
+             if (what == "starts") return start_hostapd();
+             what == "appears" ? system.write_file(pid_file) : system.remove_file(pid_file);
+             turn();
+         }},
+        {"radio",
+         [this](text, fields in) {
+             auto& radio = driver.at(next<int>(in));
+             const std::string name = next<std::string>(in);
+             const int value = next<int>(in);
+             for (auto& [flag, field] : {std::pair{"up", &radio.up}, {"wds", &radio.wds}, {"coex", &radio.coex}})
+                 if (name == flag) *field = value != 0;
+             if (name == "power") radio.power = value;
+             if (name == "configured") radio.configured = static_cast<std::uint32_t>(value);
+         }},
+        {"vap",
+         [this](text, fields in) {
+             const int radio = next<int>(in);
+             auto& vap = driver.vap_at(radio, next<int>(in));
+             vap.active = static_cast<bool>(in >> vap.ssid >> vap.mac >> vap.kv >> vap.ft);
+         }},
+        {"station",
+         [this](text, fields in) {
+             const int radio = next<int>(in);
+             const std::string mac = next<std::string>(in);
+             const int rssi = next<int>(in), attempts = next<int>(in);
+             driver.add_station(radio, mac.c_str(), rssi, attempts, next<bool>(in));
+         }},
+        {"hears",
+         [this](text, fields in) {
+             auto& table = driver.heard.emplace_back();
+             unsigned last;
+             for (scan_record b{}; in >> last >> b.rssi >> b.channel >> b.bandwidth >> b.tx_power >> b.sideband;) {
+                 b.bssid = {2, 0, 0, 0, 0xAB, static_cast<std::uint8_t>(last)};
+                 table.push_back(b);
+             }
+         }},
+        {"event",
+         [this](text, fields in) {
+             auto& event = driver.events.emplace_back(driver_event_desc{0, 0, &roamer});
+             in >> event.type >> event.radio >> roamer.mac >> roamer.ssid >> roamer.target_mac;
+         }},
+        {"repeat",
+         [this](text, fields in) {
+             std::string& name = names[next<std::string>(in)];
+             const int count = next<int>(in);
+             const std::string piece = next<std::string>(in);
+             for (int i = 0; i < count; ++i)
+                 name += piece;
+         }},
+        // What must have come of it.
+        {"sends",
+         [this](text line, fields) {
+             const std::string start =
+                 swap_quotes(rrm + head(line) + "','ap-mac':'02:00:00:00:00:10','domain':'home',");
+             std::string first;
+             to_service.pop([&](const auto& message) { first = message->data; });
+             EXPECT_EQ(first, line.empty() || line[0] == '{' ? line : start + tail(line) + "}");
+         }},
+        {"names", [this](text all, fields) { EXPECT_EQ(sent_names(), all.empty() ? all : all + " "); }},
+        {"calls", [this](text all, fields) { EXPECT_EQ(driver.take_calls(), all); }},
+        {"logs", [this](text line, fields) { EXPECT_EQ(log->count(line + "\n"), 1) << log->text(); }},
+        {"logs-part", [this](text piece, fields) { EXPECT_EQ(log->count(piece), 1) << log->text(); }},
+        {"quiet", [this](text, fields) { EXPECT_EQ(log->text(), ""); }},
+        {"marker", [this](text there, fields) { EXPECT_EQ(system.has_file(marker), there == "1"); }},
+        {"syslog",
+         [this](text line, fields) {
+             EXPECT_EQ(system.system_log, (decltype(system.system_log){{6, line}}));
+             system.system_log.clear();
+         }},
+        {"due",
+         [this](text, fields in) {
+             const int id = next<int>(in);
+             EXPECT_EQ(due(id), std::vector<long long>(std::istream_iterator<long long>(in), {}));
+         }},
+        {"state",
+         [this](text flags, fields) {
+             EXPECT_EQ(flags, std::to_string(subscribing()) + " " + std::to_string(subscribed()));
+             EXPECT_EQ(system.has_file(marker), subscribed());
+         }},
+    };
+};
+
+TEST_P(story, told) {
+    const std::string path = std::string(RAVD_SOURCE_DIR "/tests/rrm/stories/") + GetParam() + ".story";
+    std::ifstream file(path);
+    ASSERT_TRUE(file) << path;
+    int number = 0;
+    for (std::string line; std::getline(file, line);) {
+        SCOPED_TRACE(path + ":" + std::to_string(++number));
+        // $name stands for its text.
+        for (std::size_t at = line.find('$'); at != std::string::npos; at = line.find('$', at + 1)) {
+            std::size_t end = at + 1;
+            while (std::isalnum(static_cast<unsigned char>(line[end])))
+                ++end;
+            const auto name = names.find(line.substr(at + 1, end - at - 1));
+            ASSERT_NE(name, names.end()) << line;
+            line.replace(at, end - at, name->second);
+        }
+        const std::string word = head(line), rest = tail(line);
+        std::istringstream in(rest);
+        if (word.empty() || word[0] == '#') continue;
+        if (rest.rfind("= ", 0) == 0) {
+            names[word] = rest.substr(2);
+        } else {
+            ASSERT_EQ(words.count(word), 1u) << line;
+            words.at(word)(rest, in);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(agent, story,
+                         ::testing::Values("hostapd", "subscription", "deferring", "radios", "versions",
+                                           "configuration", "scans", "clients", "overload", "fast_transition"));
+
+}  // namespace
+}  // namespace ravd::testing
