@@ -80,6 +80,7 @@ int tell(const arguments& given) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) return std::fputs(usage, stdout) < 0;
     arguments given;
     if (!read_arguments(argc, argv, given)) {
         std::fputs(usage, stderr);
