@@ -16,6 +16,12 @@ std::string answer_head(const std::string& ifname, const std::string& verb) {
     return head + verb + ":";
 }
 
+// iwpriv IFNAME ..., wpa_cli -g SOCKET raw IFNAME=VAP ...
+std::string interface_of(const std::vector<std::string>& arguments) {
+    if (arguments[0] != "wpa_cli") return arguments.size() > 1 ? arguments[1] : "";
+    return arguments.size() > 4 && arguments[4].compare(0, 7, "IFNAME=") == 0 ? arguments[4].substr(7) : "";
+}
+
 }  // namespace
 
 command_server::command_server(event_loop& loop, const std::string& directory, access_point& ap, hostapd& daemon,
@@ -40,7 +46,7 @@ bool command_server::take(std::uint64_t connection, std::string& input) {
     }
     input.clear();
     if (arguments.empty()) return false;
-    const auto fault = faults_.strike({arguments[0]}, arguments.size() > 1 ? arguments[1] : "");
+    const auto fault = faults_.strike({arguments[0]}, interface_of(arguments));
     if (fault) log_.line("fault", "%s strikes", arguments[0].c_str());
     if (fault && fault->kind == fault_kind::hang) return true;
     outcome result;

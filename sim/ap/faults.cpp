@@ -1,6 +1,7 @@
 #include "sim/ap/faults.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 
@@ -23,7 +24,7 @@ constexpr kind_row kinds[] = {
     {"fail", fault_kind::fail, value_rule::none, "cs"},        {"late", fault_kind::late, value_rule::number, "dcs"},
     {"count", fault_kind::count, value_rule::number, "d"},     {"length", fault_kind::length, value_rule::number, "d"},
     {"garbage", fault_kind::garbage, value_rule::none, "dcs"}, {"empty", fault_kind::empty, value_rule::none, "c"},
-    {"dead", fault_kind::dead, value_rule::none, "s"},
+    {"dead", fault_kind::dead, value_rule::none, "s"},         {"silent", fault_kind::silent, value_rule::none, "d"},
 };
 
 struct error_row {
@@ -42,12 +43,14 @@ char class_of(const std::string& target) {
     return 'd';
 }
 
+bool is_hex(const std::string& text) { return text.find_first_not_of("0123456789abcdef") == std::string::npos; }
+
 // Calls of the driver that can be named.
 bool known_call(const std::string& target) {
     static const char* const calls[] = {"any",      "scan",      "scan-stop",      "results", "rrm-results", "stations",
                                         "channels", "rrm-start", "bss-transition", "get-mib", "set-mib"};
     const std::string call = target.substr(0, target.find(':'));
-    if (target.compare(0, 2, "0x") == 0) return true;
+    if (target.compare(0, 2, "0x") == 0) return target.size() > 2 && target.size() <= 10 && is_hex(target.substr(2));
     return std::find(std::begin(calls), std::end(calls), call) != std::end(calls) &&
            (call == target || call == "get-mib" || call == "set-mib");
 }
@@ -71,6 +74,9 @@ bool parse_fault(const std::vector<std::string>& words, fault& result, std::stri
     if (words.size() < 2) return reason = "expected: TARGET KIND [VALUE] [on IFNAME] [times N]", false;
     result = {};
     result.target = words[0];
+    if (result.target.compare(0, 2, "0x") == 0)
+        for (char& digit : result.target)
+            digit = static_cast<char>(std::tolower(static_cast<unsigned char>(digit)));
     const char whom = class_of(result.target);
     if (whom == 'd' && !known_call(result.target)) return reason = "unknown target \"" + result.target + "\"", false;
     const auto row = std::find_if(std::begin(kinds), std::end(kinds), [&](const kind_row& one) {

@@ -16,6 +16,7 @@ enum class fault_kind {
     count,    // driver: the reply's count is a lie
     length,   // driver: a MIB's length is a lie
     garbage,  // bytes without sense
+    silent,   // driver: success, and nothing done or written
     empty,    // commands: no output
     dead,     // services: nobody serves the module
 };

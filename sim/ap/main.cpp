@@ -38,7 +38,7 @@ bool read_arguments(int argc, char** argv, arguments& given) {
         const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
         if (word == "--dir" && value)
             given.options.directory = argv[++i];
-        else if (word == "--speed" && value)
+        else if (word == "--speed" && value && std::atof(value) > 0)
             given.speed = std::atof(argv[++i]);
         else if (word == "--quiet")
             given.options.quiet = true;
@@ -58,7 +58,7 @@ bool read_arguments(int argc, char** argv, arguments& given) {
             return false;
     }
     if (given.tell) return !given.options.directory.empty();
-    return !given.scenario_path.empty() && (given.check || !given.options.directory.empty()) && given.speed >= 0;
+    return !given.scenario_path.empty() && (given.check || !given.options.directory.empty());
 }
 
 int tell(const arguments& given) {

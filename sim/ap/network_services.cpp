@@ -121,12 +121,17 @@ std::string network_daemon::reset(json_object* request) {
 }
 
 std::string network_daemon::update_fbt(json_object* request) {
-    bool changed = false;
-    json_object_object_foreach(request, name, settings) {
-        if (std::string(name) == "command") continue;
-        if (!ap_.vap_of(name)) return std::string("no such VAP: ") + name;
+    // What is wrong is found before anything of it is applied.
+    std::vector<std::pair<std::string, json_object*>> orders;
+    json_object_object_foreach(request, key, settings) {
+        if (std::string(key) == "command") continue;
+        if (!ap_.vap_of(key)) return std::string("no such VAP: ") + key;
         json_object* wanted = tree_member(settings, "ft-config");
-        if (!wanted) return std::string(name) + " has no ft-config";
+        if (!wanted) return std::string(key) + " has no ft-config";
+        orders.emplace_back(key, wanted);
+    }
+    bool changed = false;
+    for (const auto& [name, wanted] : orders) {
         json_object* fresh = copy_as_texts(wanted);
         json_object* old = ap_.config.find(ft_path(name));
         if (!json_object_equal(old, fresh)) {
@@ -134,7 +139,7 @@ std::string network_daemon::update_fbt(json_object* request) {
             ap_.config.set_tree(ft_path(name), fresh);
             fbt_vaps_.insert(name);
             json_object* remotes = tree_member(wanted, "mac");
-            log_.line("porterd", "%s: fast transition, mobility domain %s, %d remote key holders", name,
+            log_.line("porterd", "%s: fast transition, mobility domain %s, %d remote key holders", name.c_str(),
                       ap_.config.text(ft_path(name) + "/mobility-domain").value_or("?").c_str(),
                       remotes ? json_object_object_length(remotes) : 0);
         }

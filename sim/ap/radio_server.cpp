@@ -17,8 +17,13 @@ bool radio_server::take(std::uint64_t connection, std::string& input) {
         const bool whole = decode(input.data() + 4, size, request);
         input.erase(0, 4 + size);
         if (!whole) return false;
-        const auto answer = driver_.handle(request);
+        auto answer = driver_.handle(request);
         if (!answer) continue;  // hangs: the connection stays open without an answer
+        if (answer->reply.result < 0) {
+            // A call that fails leaves the caller's request as it was.
+            answer->reply.length = request.length;
+            answer->reply.flags = request.flags;
+        }
         const std::string bytes = encode(answer->reply);
         if (answer->delay_ms == 0)
             server_.send(connection, bytes, false);

@@ -103,6 +103,10 @@ std::optional<wireless_driver::answer> wireless_driver::handle(const radio_reque
         log_.line("fault", "%s: %s fails", request.ifname.c_str(), what.names.back().c_str());
         return answer{failed(static_cast<int>(fault->value))};
     }
+    if (fault && fault->kind == fault_kind::silent) {
+        log_.line("fault", "%s: %s succeeds without a word", request.ifname.c_str(), what.names.back().c_str());
+        return answer{done(request)};
+    }
     answer result{perform(what, request, *radio)};
     if (!fault) return result;
     log_.line("fault", "%s: %s gets a false answer", request.ifname.c_str(), what.names.back().c_str());

@@ -14,7 +14,11 @@ struct finding {
     std::string text;  // what it gave, or why it failed
 };
 
-// In the order of a start: identity, bus, hostapd, radios, VAPs. The driver's table must be filled.
-std::vector<finding> run_checks(driver_realtek& driver);
+// The bus and its configuration service; to be called before there is a driver, whose number on the bus it uses.
+std::vector<finding> check_bus();
+
+// In the order of a start: identity, hostapd, radios, VAPs. The driver's table must be filled,
+// unless there are no settings to fill it from (`configured` is false): these are then not asked for either.
+std::vector<finding> run_checks(driver_realtek& driver, bool configured);
 
 }  // namespace ravd::probe

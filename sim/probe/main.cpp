@@ -63,6 +63,17 @@ bool read_arguments(int argc, char** argv, arguments& given) {
     return true;
 }
 
+// How many failed.
+int print_findings(const std::vector<ravd::probe::finding>& found) {
+    int failed = 0;
+    for (const ravd::probe::finding& one : found) {
+        std::printf("%-4s %s: %s\n", one.good ? "ok" : "FAIL", one.what.c_str(), one.text.c_str());
+        failed += one.good ? 0 : 1;
+    }
+    std::fflush(stdout);
+    return failed;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -75,19 +86,20 @@ int main(int argc, char** argv) {
         quarn_log_init_rotate("RAVD-PROBE");
         ravd::process_log.mask = 0xffff;
     }
+    int failed = print_findings(ravd::probe::check_bus());
+    const bool configured = failed == 0;
     static const ravd::run_flag running{true};
     ravd::driver_realtek& driver = ravd::realtek_driver(&running);
     // Asked whether hostapd runs or not: what is missing is to be seen.
     driver.set_hostapd_running(true);
     driver.reset_context();
-    driver.init_interface_context();
-
-    int failed = 0;
-    for (const ravd::probe::finding& one : ravd::probe::run_checks(driver)) {
-        std::printf("%-4s %s: %s\n", one.good ? "ok" : "FAIL", one.what.c_str(), one.text.c_str());
-        failed += one.good ? 0 : 1;
-    }
-    ravd::probe::print_view(driver);
+    // A service that hangs would hold up each of the table's many requests for 2 s.
+    if (configured) driver.init_interface_context();
+    failed += print_findings(ravd::probe::run_checks(driver, configured));
+    if (configured)
+        ravd::probe::print_view(driver);
+    else
+        std::printf("radios and VAPs are not shown, since their settings cannot be read\n");
     if (given.scan && ravd::probe::print_scan(driver, given.active, given.channels, given.wait_s) != 0) {
         std::printf("FAIL scan results could not be read\n");
         ++failed;
