@@ -85,24 +85,16 @@ TEST(Scenario, FaultsNameThePlaceAndTheReason) {
     EXPECT_THAT(fault, HasSubstr("/nonexistent.json: cannot be opened"));
 }
 
-TEST(Scenario, ShippedOnesAreUsable) {
-    const struct {
-        const char* file;
-        std::size_t neighbours;
-        std::size_t stations;
-    } rows[] = {{"small-office", 6, 7}, {"block-of-flats", 300, 60}, {"one-radio-down", 1, 1},
-                {"wds", 2, 1},          {"wifi6-upper-band", 2, 3},  {"wifi6", 2, 2}};
-    for (const auto& row : rows) {
-        scenario s;
-        std::string fault;
-        ASSERT_TRUE(load_scenario(std::string(RAVD_SCENARIOS) + "/" + row.file + ".json", s, fault)) << fault;
-        std::size_t stations = 0;
-        for (const auto& radio : s.radios)
-            for (const auto& vap : radio.vaps)
-                stations += vap.stations.size();
-        EXPECT_EQ(s.neighbours.size(), row.neighbours) << row.file;
-        EXPECT_EQ(stations, row.stations) << row.file;
-    }
+TEST(Scenario, ACrowdIsAsLargeAsAskedFor) {
+    scenario s;
+    std::string fault;
+    ASSERT_TRUE(load_scenario(std::string(RAVD_SCENARIOS) + "/block-of-flats.json", s, fault)) << fault;
+    std::size_t stations = 0;
+    for (const auto& radio : s.radios)
+        for (const auto& vap : radio.vaps)
+            stations += vap.stations.size();
+    EXPECT_EQ(s.neighbours.size(), 300u);
+    EXPECT_EQ(stations, 60u);
 }
 
 }  // namespace

@@ -89,7 +89,8 @@ TEST(NetworkDaemon, RefusesWhatCannotBe) {
         {"update-corvane", R"({"ifname":"wlan0","params":{"channel":"1","tx-power":"x"}})",
          "outside the radio's limits"},
         {"reset-corvane", R"({"ifname":"eth0"})", "no such radio"},
-        {"update-corvane-fbt", R"({"command":"x","wlan5-va0":{"ft-config":{}}})", "no such VAP: wlan5-va0"},
+        {"update-corvane-fbt", R"({"wlan0-va0":{"ft-config":{"enabled":"x"}},"wlan5-va0":{"ft-config":{}}})",
+         "no such VAP: wlan5-va0"},
         {"update-corvane-fbt", R"({"command":"x","wlan0-va0":{}})", "wlan0-va0 has no ft-config"},
         {"restart", "{}", "unknown command"},
     };
@@ -102,6 +103,7 @@ TEST(NetworkDaemon, RefusesWhatCannotBe) {
     EXPECT_EQ(s.changes, 0);
     EXPECT_EQ(s.ap.radios[0].chanspec, 0x1006u);
     EXPECT_EQ(s.ap.config.text(radio_path("wlan0", "channel")), "6");
+    EXPECT_EQ(s.ap.config.text("/interface/wlan0-va0/vap/ft-config/enabled"), "true");
 }
 
 TEST(NetworkDaemon, TellsOfChangesOnlyWhenThereAreAny) {
