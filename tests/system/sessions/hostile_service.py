@@ -79,8 +79,7 @@ async def wrong_scan_delays(session):
         await link.send(changed(UPDATE, ("rrm-scan-delay",), value))
         if value not in (2**31, 2**80, True):
             await session.ap.line("active scan no", mark)
-        await session.ap.tell("hostapd restart 100")
-        await link.skip_to("rrm-disassoc-all-clients")
+        await session.restart_hostapd(link)
         await link.skip_to("rrm-config-changed")
         await link.alive()
 

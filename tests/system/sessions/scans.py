@@ -96,8 +96,7 @@ async def hostapd_stop_ends_a_scan(session):
     await link.send(scan())
     await session.ap.line("active scan no. 1,")
     await link.send(message("rrm-request-mode"))
-    await session.ap.tell("hostapd restart 1000")
-    await link.next("rrm-disassoc-all-clients")
+    await session.restart_hostapd(link)
     await link.next("rrm-config-changed")  # and what waited is handled, since no scan runs
     await link.next("rrm-mode-response")
     await link.silent(2)

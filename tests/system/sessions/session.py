@@ -53,6 +53,13 @@ class Session:
         await link.alive()  # the answer has been taken
         return request
 
+    async def restart_hostapd(self, link):
+        """While subscribed; a shorter pause than this might not be seen. Returns what is told when it stops."""
+        await self.ap.tell("hostapd stop")
+        gone = await link.skip_to("rrm-disassoc-all-clients")
+        await self.ap.tell("hostapd start")
+        return gone
+
     def device(self, path):
         return self.directory + path
 
