@@ -1,7 +1,5 @@
 #include "tests/support/fake_bus.h"
 
-#include <json-c/json.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -29,30 +27,28 @@ std::set<mbus_endpoint*>& registered() {
     return endpoints;
 }
 
-std::string built_in_answer(const std::string& text) {
-    json_object* request = json_tokener_parse(text.c_str());
-    json_object* command = nullptr;
-    json_object_object_get_ex(request, "command", &command);
-    const std::string name = command ? json_object_get_string(command) : "";
-    json_object* answer = json_object_new_object();
-    json_object_object_add(answer, "command", json_object_new_string((name + "-response").c_str()));
-    json_object_object_add(answer, "status", json_object_new_string("ok"));
+ctree* built_in_answer(const std::string& text) {
+    ctree* request = ctree_parse_buffer(text.c_str());
+    const char* command = ctree_get_param(request, "command");
+    const std::string name = command ? command : "";
+    ctree* answer = ctree_get_empty();
+    ctree_set_param(answer, "command", (name + "-response").c_str());
+    ctree_set_param(answer, "status", "ok");
     if (name == "get") {
-        json_object* path = nullptr;
-        json_object_object_get_ex(request, "path", &path);
+        const char* path = ctree_get_param(request, "path");
         const auto& values = fake_bus::get().configuration;
-        const auto found = values.find(path ? json_object_get_string(path) : "");
-        if (found == values.end())
-            json_object_object_add(answer, "status", json_object_new_string("error"));
-        else if (!found->second.empty() && found->second.front() == '{')
-            json_object_object_add(answer, "value", json_tokener_parse(found->second.c_str()));
+        const auto found = values.find(path ? path : "");
+        ctree* tree = found == values.end() ? nullptr : ctree_parse_buffer(found->second.c_str());
+        if (tree)
+            ctree_insert_child(answer, "value", tree);
+        else if (found != values.end())
+            ctree_set_param(answer, "value", found->second.c_str());
         else
-            json_object_object_add(answer, "value", json_object_new_string(found->second.c_str()));
+            ctree_set_param(answer, "status", "error");
+        ctree_release(tree);
     }
-    std::string out = json_object_to_json_string_ext(answer, JSON_C_TO_STRING_PLAIN);
-    json_object_put(answer);
-    json_object_put(request);
-    return out;
+    ctree_release(request);
+    return answer;
 }
 
 }  // namespace
@@ -132,8 +128,7 @@ ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char*, int
     if (bus->last_destination < 0) return nullptr;
     std::optional<std::string> text;
     if (fake_bus::get().on_request) text = fake_bus::get().on_request(bus->last_destination, bus->last_text);
-    if (!text) text = ravd::testing::built_in_answer(bus->last_text);
-    ctree* tree = text->empty() ? nullptr : ctree_parse_buffer(text->c_str());
+    ctree* tree = text ? ctree_parse_buffer(text->c_str()) : ravd::testing::built_in_answer(bus->last_text);
     const char* command = ctree_get_param(tree, "command");
     if (command && std::strcmp(command, answer) == 0) return tree;
     ctree_release(tree);
