@@ -170,7 +170,7 @@ const char* usage_text() {
            "  -q, --quiet               print no messages\n"
            "  -s, --strict              exit status 1 when an agent violated the protocol\n"
            "      --protocol NAME       accept this sub-protocol too (websock-rrm, websock-roaming)\n"
-           "      --max-agents N        refuse more connections than this (1000)\n"
+           "      --max-agents N        serve at most so many at once (1000)\n"
            "      --domain NAME         put this domain into every subscription answer\n"
            "      --config FILE|JSON    put this configuration object into every subscription answer\n"
            "\n"
