@@ -39,7 +39,7 @@ int on_event(lws* wsi, lws_callback_reasons reason, void*, void*, size_t) {
 int main(int argc, char** argv) {
     if (argc != 3) return 2;
     lws_set_log_level(0, nullptr);
-    const lws_protocols protocols[2] = {{"bare", on_event, 0, 0, 0, nullptr, 0},
+    const lws_protocols protocols[2] = {{"websock-roaming", on_event, 0, 0, 0, nullptr, 0},
                                         {nullptr, nullptr, 0, 0, 0, nullptr, 0}};
     lws_context_creation_info info{};
     info.port = CONTEXT_PORT_NO_LISTEN;
@@ -55,7 +55,7 @@ int main(int argc, char** argv) {
     connect.port = std::atoi(argv[2]);
     connect.path = "/";
     connect.host = connect.origin = connect.address;
-    connect.protocol = "bare";
+    connect.protocol = "websock-roaming";
     connect.ietf_version_or_minus_one = -1;
     if (!lws_client_connect_via_info(&connect)) return 1;
     while (lws_service(context, 0) >= 0) {

@@ -129,7 +129,7 @@ def idle(seconds=60):
             time.sleep(2)
             conf = home.write("ravd.conf", f"corvane_service_url=ws://127.0.0.1:{port}/agent\nlog_level=0\n")
             agent = home.start(["ravd-sim", "-f", conf])
-            deadline = time.monotonic() + 15
+            deadline = time.monotonic() + 60
             while not os.path.exists(os.path.join(home.directory, "tmp/.corvane-connected")):
                 if time.monotonic() > deadline:
                     sys.exit("the agent did not subscribe")
