@@ -13,7 +13,9 @@ class hostile : public agent {
     void feed(const std::string& text) {
         from(from_bus, text);
         service(text);
-        pass(12);  // beyond the scan that it may have started
+        do
+            pass(1);
+        while (driver.scanning);  // it may have started a scan
         sent();
         command("rrm-request-mode");
         EXPECT_EQ(sent_names(), "rrm-mode-response ") << text.substr(0, 500);

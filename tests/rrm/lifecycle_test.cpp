@@ -93,6 +93,14 @@ TEST_F(lifecycle, probe_report_and_blocked_stations) {
     second.clear();
     pass(1);
     EXPECT_TRUE(due(4).empty() && due(6).empty());
+    for (const bool link : {false, true}) {  // what ends takes them along
+        subscribe();
+        second[MacAddr{}] = {-40, 90, 1};
+        rrm_test_access::blocked(*worker, 1)[MacAddr{}] = 3;
+        system.remove_file(link ? "/none" : pid_file);
+        link ? service(link_down) : turn();
+        EXPECT_TRUE(second.empty() && rrm_test_access::blocked(*worker, 1).empty()) << link;
+    }
 }
 
 // The model knows only what messages and files say. Whatever may have to wait for a scan carries a number that its

@@ -62,3 +62,7 @@ hostapd stops
 names rrm-disassoc-all-clients
 bus $event"reassoc",$dev}}
 sends
+hostapd starts
+names rrm-config-changed
+bus $event"reassoc",$dev}}
+sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"

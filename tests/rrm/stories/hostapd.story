@@ -13,6 +13,9 @@ calls set_hostapd 1; reset_context; init_context; stop_all
 hostapd stops
 logs Hostapd is not running, waiting for restart
 calls set_hostapd 0; reset_context
+sends
+# without a pid file it has not started
+notify hostapd_started
 pass 30
 hostapd appears
 # back before the limit
@@ -72,3 +75,13 @@ drop
 # given up while subscribed
 pass 1
 calls $kv; stop_all; reset_corvane 0; fbt reset 0
+# the same without fast transition
+subscribed {"use-80211r":0}
+service {"service":"internal-ipc","cmd":"disconnected"}
+calls $kv; reset_corvane 0; stop_all
+subscribed {}
+hostapd stops
+pass 60
+drop
+pass 1
+calls $kv; stop_all; reset_corvane 0

@@ -28,7 +28,10 @@ names
 order subscribe-response "status":"refused","code":500
 state 0 0
 due 2
+# an earlier report is void
+arm 3 50
 service $up
+due 3
 names subscribe-request
 order subscribe-response "status":"success"
 state 0 1
