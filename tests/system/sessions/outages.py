@@ -50,9 +50,11 @@ async def link_is_lost_and_comes_back(session):
             mark = session.ap.mark()
             await link.send(scan("6 36"))
             await session.ap.line("active scan no", mark)
-            await link.send(message("rrm-request-mode"))  # waits, and is void with its link
+            await link.send(scan("1 40"))  # waits, and is void with its link
             await link.silent(1)
             link.abort()
+            await until(lambda: not session.daemon.marker(), "the marker goes")
+            mark = session.ap.mark()
         elif end == "fragment":
             link.socket.transport.write(b"\x01\x05{\"ser")
             await asyncio.sleep(0.3)
@@ -62,6 +64,21 @@ async def link_is_lost_and_comes_back(session):
         link = await session.service.link()
         await session.accept(link)
         await link.silent(0.3)
+        check(end != "scan" or not any("active scan" in line for line in session.ap.lines[mark:]),
+              "an order of the lost link was carried out")
+
+
+async def link_is_lost_in_a_scan_without_a_subscription(session):
+    link = await session.start()
+    await link.next("subscribe-request")
+    await link.send(scan("6 36"))
+    await session.ap.line("active scan no")
+    await link.send(scan("1 40"))
+    link.abort()
+    link = await session.service.link()
+    await session.accept(link)
+    await link.send(scan("1 40"))
+    await link.next("rrm-response")
 
 
 async def service_is_away_at_first(session):
@@ -138,5 +155,5 @@ async def stop_with_hanging_services(session):
         await session.ap.tell("fault clear")
 
 
-SESSIONS = [hostapd_comes_back, link_is_lost_and_comes_back, service_is_away_at_first, stop_in_a_scan,
-            stop_with_hanging_services]
+SESSIONS = [hostapd_comes_back, link_is_lost_and_comes_back, link_is_lost_in_a_scan_without_a_subscription,
+            service_is_away_at_first, stop_in_a_scan, stop_with_hanging_services]
