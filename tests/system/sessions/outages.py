@@ -112,6 +112,23 @@ async def service_is_away_at_first(session):
     await session.accept(await session.service.link())
 
 
+async def killed_and_started_again(session):
+    """What a crash leaves behind does not disturb the next start."""
+    link = await session.subscribed()
+    await session.daemon.kill()
+    await link.closed()
+    check(session.daemon.marker(), "a killed process cannot have removed the marker")
+    check(os.path.exists(session.device("/run/ravd-bus/31.sock")), "nor its socket")
+    await session.daemon.begin(session.service.port)
+    link = await session.service.link()
+    check(not session.daemon.marker(), "the marker of the last life is there still")
+    await link.silent(1)  # nothing is asked before hostapd's start is announced anew
+    await session.ap.tell("notify hostapd_started")
+    await session.accept(link, config={"use-80211v": 1})
+    await session.ap.tell("station leave 06:00:00:00:00:01")
+    await link.next("rrm-client-disassoc")  # over the bus
+
+
 async def stop_in_a_scan(session):
     link = await session.subscribed(config={"use-dca": 1, "radios": [{"id": 0, "channel": 11}]})
     check((await session.ap.radio(0))["channel"] == 11, "the answer's configuration was not applied")
@@ -156,4 +173,4 @@ async def stop_with_hanging_services(session):
 
 
 SESSIONS = [hostapd_comes_back, link_is_lost_and_comes_back, link_is_lost_in_a_scan_without_a_subscription,
-            service_is_away_at_first, stop_in_a_scan, stop_with_hanging_services]
+            service_is_away_at_first, killed_and_started_again, stop_in_a_scan, stop_with_hanging_services]

@@ -97,7 +97,7 @@ class Link:
     async def silent(self, seconds):
         """Nothing comes."""
         await asyncio.sleep(seconds)
-        check(self.waiting.empty(), "unexpected:", None if self.waiting.empty() else str(self.waiting.get_nowait())[:400])
+        check(self.waiting.empty(), "unexpected:", self.history[-3:])
 
     async def closed(self, seconds=PATIENCE):
         """The link ends without a further message."""
