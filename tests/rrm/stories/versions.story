@@ -29,6 +29,9 @@ sends $unlink
 service $mode"2 .4"}
 sends unsubscribe-request $bye
 sends $unlink
+service $mode"2,4"}
+sends unsubscribe-request $bye
+sends $unlink
 service $mode"x"}
 sends unsubscribe-request $bye
 sends $unlink
@@ -69,6 +72,11 @@ order rrm-disassoc-request "x":0
 logs Ignoring rrm-disassoc-request because load balancer is not yet supported
 order rrm-client-assoc-ack "x":0
 logs Ignoring rrm-client-assoc-ack because load balancer is not yet supported
+# these need no hostapd
+order fbt-info "x":0
+calls fbt reset 0
+order rrm-sta-overload "x":0
+calls del_custom wlan1-va1
 listen debug
 order rrm-unknown "x":0
 service
