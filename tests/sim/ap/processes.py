@@ -60,9 +60,10 @@ async def seen_as_described(name):
             check(all(int(one[2]) == max(map(int, one[3:])) for one in found), found)
             stations += len(found)
             for index, vap in enumerate(radio["vaps"]):
-                wanted = {one["mac"] for one in vap.get("stations", [])}
-                here = {one[0] for one in found if one[1] == f"wlan{number}-va{index}"}
-                check(here == wanted or ("crowd" in ap.scenario and wanted <= here), here, wanted)
+                wanted = {one["mac"]: one.get("rssi", -60) for one in vap.get("stations", [])}
+                here = {one[0]: int(one[2]) for one in found if one[1] == f"wlan{number}-va{index}"}
+                check(here.keys() == wanted.keys() or ("crowd" in ap.scenario and not wanted), here, wanted)
+                check(all(abs(here[mac] - rssi) <= 6 for mac, rssi in wanted.items()), here, wanted)
             if not wds:
                 audible |= {mac for mac, one in neighbours.items()
                             if (2 if one["channel"] < 15 else 5) == band and one.get("rssi", -70) > -80}
@@ -180,6 +181,7 @@ async def stations_hostapd_and_radios():
         await ap.tell("hostapd start")
         check(ap.has("/var/run/hostapd.pid") and ap.has("/tmp/.corvane_notify_hostapd_started"))
         await until(steered, "stations return")
+        same((await upper())["06:00:00:00:00:07"][0], 0)  # asked before, and forgotten
         await ap.tell("config set /interface/wlan0-va0/vap/ssid two words")
         same(await ap.setting("/interface/wlan0-va0/vap/ssid"), "two words")
         await ap.tell("config set /interface/wlan0/wlan/radio/channel 3")
