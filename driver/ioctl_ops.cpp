@@ -1,9 +1,9 @@
 #include "driver/ioctl_ops.h"
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "core/logger.h"
@@ -18,8 +18,21 @@ namespace {
 constexpr std::uint32_t start_rrm_scan_request = 0x8b18;
 constexpr std::uint16_t command_length = 0xfffe;  // the record is longer: the driver knows its size
 
-struct free_deleter {
-    void operator()(void* memory) const { std::free(memory); }
+// Pages of their own, which the system hands out zeroed and takes back at once: in the heap the record would stay
+// with the process, and every one of its pages would be touched to clear it.
+class zeroed_record {
+  public:
+    zeroed_record() : pages_(mmap(nullptr, sizeof(quarn_command_t), PROT_READ | PROT_WRITE, flags, -1, 0)) {}
+    zeroed_record(const zeroed_record&) = delete;
+    zeroed_record& operator=(const zeroed_record&) = delete;
+    ~zeroed_record() {
+        if (pages_ != MAP_FAILED) munmap(pages_, sizeof(quarn_command_t));
+    }
+    quarn_command_t* get() const { return pages_ == MAP_FAILED ? nullptr : static_cast<quarn_command_t*>(pages_); }
+
+  private:
+    static constexpr int flags = MAP_PRIVATE | MAP_ANONYMOUS;
+    void* pages_;
 };
 
 }  // namespace
@@ -90,8 +103,8 @@ bool ioctl_ops::run(const std::string& command, std::string* output) const {
 
 int ioctl_ops::execute(std::uint32_t command, const filler& fill, const parser& parse) {
     if (!has_socket(__func__, __LINE__)) return -2;
-    const std::unique_ptr<quarn_command_t, free_deleter> record(
-        static_cast<quarn_command_t*>(std::calloc(1, sizeof(quarn_command_t))));
+    const zeroed_record pages;
+    quarn_command_t* const record = pages.get();
     if (!record) {
         log_error(process_log, "<%s:%d> cannot allocate memory for the Quarn command structure(errno = %s)\n", __func__,
                   __LINE__, std::strerror(errno));
@@ -99,7 +112,7 @@ int ioctl_ops::execute(std::uint32_t command, const filler& fill, const parser& 
     }
     fill_command(*record, command);
     fill(*record, capacity_factor, sizeof(quarn_command_t));
-    if (request(chip_.custom_request, record.get(), command_length) < 0) {
+    if (request(chip_.custom_request, record, command_length) < 0) {
         log_error(process_log, "<%s:%d> cannot execute command(errno = %s)(command = %s)\n", __func__, __LINE__,
                   std::strerror(errno), quarn_command_name(command));
         return -1;

@@ -54,7 +54,10 @@ int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const 
                   name, errno, std::strerror(errno), result);
         return -1;
     }
-    std::memcpy(&output, buffer, std::min<std::size_t>(req_.u.data.length, sizeof output));
+    // A driver that succeeds without answering leaves the request as it was: there is no value then.
+    const std::size_t length = req_.u.data.length;
+    if (length < sizeof buffer || std::strcmp(buffer, name) != 0)
+        std::memcpy(&output, buffer, std::min(length, sizeof output));
     return result;
 }
 
