@@ -1,9 +1,11 @@
-"""Whole processes, measured in this run: the roaming bridge beside a Node script, an idle agent beside a bare client.
+"""Whole processes, measured in this run: the roaming bridge beside a Node script, what a filling of the table of radios and
+VAPs asks of a simulated access point, an idle agent beside a bare client.
 
     processes.py --build DIRECTORY [--all]      --all adds the slow ones
 """
 
 import argparse
+import json
 import os
 import shutil
 import signal
@@ -91,6 +93,57 @@ def bridge():
         print(f"  {name:22} {value:12.2f} {other if other is not None else float('nan'):12.2f} {ratio}")
 
 
+def described_settings(scenario):
+    """Paths of the settings that one filling of the table reads, in order."""
+    for number, radio in enumerate(scenario["radios"]):
+        if not radio.get("up", True):
+            continue
+        name = f"/interface/wlan{number}"
+        yield name + "/wlan/wds/enabled"
+        if radio.get("wds", False):
+            yield name + "-wds0/common/enabled"  # this one is enabled: no more of them are read
+        for key in ("country", "bandwidth", "control-sideband", "tx-power-max", "tx-power-min"):
+            if key != "control-sideband" or radio.get("bandwidth", 20) != 80:
+                yield f"{name}/wlan/radio/{key}"
+        for vap, one in enumerate(radio["vaps"]):
+            if one.get("enabled", True):
+                for key in ("common/enabled", "vap/ssid", "vap/captive-portal/enabled", "vap/ap-security/mode",
+                            "vap/w80211kv-config/enabled"):
+                    yield f"{name}-va{vap}/{key}"
+
+
+def context(rounds=100):
+    print(f"\n  {'filling of the table':22} {'requests':>9} {'described':>9} {'ioctls':>7} {'commands':>9} {'median ms':>10} "
+          f"{'slowest ms':>11}")
+    for name in ("small-office", "wds", "one-radio-down", "wifi6"):
+        path = os.path.join(HERE, f"../sim/ap/scenarios/{name}.json")
+        with open(path, encoding="utf-8") as file:
+            described = list(described_settings(json.load(file)))
+        with Place(ARGUMENTS.build) as place:
+            place.start(["ravd-sim-ap", path, "--dir", place.directory], stdin=subprocess.PIPE)
+            deadline = time.monotonic() + 10
+            while not os.path.exists(os.path.join(place.directory, "run/ravd-bus/1.sock")):
+                if time.monotonic() > deadline:
+                    sys.exit("the access point did not start")
+                time.sleep(0.05)
+            load = place.start(["context_load", str(rounds)], stdout=subprocess.PIPE, stderr=None)
+            out, _ = load.communicate(timeout=300)
+        if load.returncode != 0:
+            sys.exit(f"no filling on {name}")
+        requests = []
+        figures = {}
+        for line in out.splitlines():
+            key, value = line.split(" ", 1)
+            if key == "request":
+                requests.append(json.loads(value)["path"])
+            else:
+                figures[key] = float(value)
+        print(f"  {name:22} {len(requests):9} {len(described):9} {figures['ioctls']:7.0f} {figures['commands']:9.0f} "
+              f"{figures['median_ms']:10.3f} {figures['slowest_ms']:11.3f}")
+        if requests != described:
+            sys.exit(f"other requests than described on {name}: {sorted(set(requests) ^ set(described)) or requests}")
+
+
 def memory_kb(pid):
     wanted = {"Rss": 0, "Pss": 0, "Private_Dirty": 0}
     with open(f"/proc/{pid}/smaps_rollup", encoding="ascii") as file:
@@ -156,5 +209,6 @@ if __name__ == "__main__":
     ARGUMENTS = parser.parse_args()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     bridge()
+    context()
     if ARGUMENTS.all:
         idle()
