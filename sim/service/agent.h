@@ -11,6 +11,7 @@
 #include "sim/service/orders.h"
 #include "sim/service/pilot.h"
 #include "sim/service/radio_view.h"
+#include "sim/service/scan_progress.h"
 
 namespace ravd::lab {
 
@@ -33,6 +34,7 @@ struct agent {
     std::map<std::string, std::uint64_t> received;  // per cmd; unknown ones together as "other"
     std::vector<radio_view> radios;                 // last description
     std::vector<heard_bss> environment;             // last report
+    scan_progress scan;
     std::unique_ptr<pilot> autopilot;
     bool pilot_counted = false;  // its result entered the totals
 

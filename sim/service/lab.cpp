@@ -68,7 +68,6 @@ bool lab::send_bytes(agent& to, outgoing item, const std::string& shown) {
     const bool message = item.what == outgoing::kind::text || item.what == outgoing::kind::binary;
     const std::string copy = message && (log_.enabled() || !shown.empty()) ? item.bytes : "";
     if (!server_.send(to.number, std::move(item))) return false;
-    if (!shown.empty()) note_answer(to, copy);
     if (log_.enabled()) {
         if (message) {
             log_.message(to.number, to.orders.ap_mac, "sent", copy);
@@ -77,6 +76,7 @@ bool lab::send_bytes(agent& to, outgoing item, const std::string& shown) {
         }
     }
     if (!shown.empty() && !options_.quiet) say(&to, "<- " + printable(shown, shown_text));
+    if (!shown.empty()) note_sent(to, copy);
     return true;
 }
 
@@ -163,6 +163,8 @@ void lab::rrm_message(agent& who, json_object* message) {
     const double now = monotonic_seconds();
     if (json_member(message, "radios") && cmd != "rrm-probe-response") who.radios = read_radios(message);
     if (cmd == "rrm-response") who.environment = read_environment(message);
+    if (cmd == "rrm-response") tell_progress(who, who.scan.reported(now));
+    if (cmd == "rrm-disassoc-all-clients") tell_progress(who, who.scan.given_up());
     if (cmd == "rrm-response" && !options_.quiet) {
         std::printf("%s\n%s\n", environment_table(who.environment).c_str(),
                     occupancy_chart(who.radios, who.environment).c_str());
@@ -195,13 +197,17 @@ void lab::answer_subscription(agent& who) {
     }
 }
 
-// Also for an answer that the user typed.
-void lab::note_answer(agent& who, const std::string& text) {
-    if (text.find("subscribe-response") == std::string::npos) return;
+// Also for what the user typed.
+void lab::note_sent(agent& who, const std::string& text) {
+    if (text.find("subscribe-response") == std::string::npos && text.find("rrm-update") == std::string::npos) return;
     std::string error;
     const json_ptr message = parse_json(text, error);
-    if (json_text(message.get(), "cmd") != "subscribe-response") return;
-    if (json_text(message.get(), "status") != "success") return;
+    const std::string cmd = json_text(message.get(), "cmd");
+    if (cmd == "rrm-update") who.scan.ordered(message.get(), who.radios, monotonic_seconds());
+    if (cmd == "subscribe-response" && json_text(message.get(), "status") == "success") note_accepted(who);
+}
+
+void lab::note_accepted(agent& who) {
     who.subscribed = true;
     console_.event("subscribed", who.number);
     if (!options_.automatic.enabled) return;
@@ -220,10 +226,15 @@ void lab::note_answer(agent& who, const std::string& text) {
     who.autopilot->subscribed(monotonic_seconds());
 }
 
+void lab::tell_progress(const agent& who, const std::string& text) {
+    if (!text.empty() && !options_.quiet) say(&who, text);
+}
+
 void lab::run_pilots() {
     const double now = monotonic_seconds();
     for (auto& entry : agents_) {
         agent& who = entry.second;
+        tell_progress(who, who.scan.turn(now));
         if (!who.autopilot || who.pilot_counted) continue;
         who.autopilot->turn(now);
         if (!who.autopilot->done()) continue;

@@ -52,7 +52,9 @@ class lab : public server_listener, public line_handler {
     void violation(agent& who, const std::string& text);
     void rrm_message(agent& who, json_object* message);
     void answer_subscription(agent& who);
-    void note_answer(agent& who, const std::string& text);
+    void note_sent(agent& who, const std::string& text);
+    void note_accepted(agent& who);
+    void tell_progress(const agent& who, const std::string& text);
     void run_pilots();
     void check_automatic_end();
 

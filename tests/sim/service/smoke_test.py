@@ -205,6 +205,28 @@ async def automatic(lying):
     service.directory.cleanup()
 
 
+async def progress():
+    """A scan is told of by the clock; an order that comes during one waits for its report."""
+    service = Service()
+    agent = await subscribed(service)
+    await service.command("scan channels=1,36 delay=1")
+    await asyncio.sleep(2.3)
+    await service.command("scan channels=1,2,3,4,36")
+    await agent.send(json.dumps(message("rrm-response", radios=[radio(0, 6, 20)], **{"rf-environment": []})))
+    await service.command("wait rrm-response 5")
+    await asyncio.sleep(0.3)
+    factory = {"board": "b", "hw": "1", "serial": "s", "mac": MAC}
+    await agent.send(json.dumps(message("rrm-disassoc-all-clients", factory=factory)))
+    await service.command("wait rrm-disassoc-all-clients 5")
+    await service.command("rrm-scan 6")
+    await asyncio.sleep(0.2)
+    told = re.findall(r"scan: (.*)", await service.end())
+    assert told == ["begins in 1 s", "round 1 of 5, 1 s each; the report is due in 5 s",
+                    "round 2 of 5, 1 s each; the report is due in 4 s", "reported after 2 s",
+                    "round 1 of 5, 3 s each; the report is due in 15 s", "ended with hostapd",
+                    "round 1 of 1, 6 s each; the report is due in 6 s"], told
+
+
 class Client:
     """One connection of the control socket, line by line."""
 
@@ -325,6 +347,7 @@ async def main():
     options()
     await console()
     await limits()
+    await progress()
     await orders_and_link()
     await garbage()
     await automatic(False)
