@@ -70,11 +70,10 @@ void unique_fd::reset() {
 }
 
 bus_registration::bus_registration(std::string directory, int module)
-    : directory_(std::move(directory)), module_(module) {}
-
-std::string bus_registration::path(int module, const char* suffix) const {
-    return directory_ + "/" + std::to_string(module) + suffix;
-}
+    : directory_(std::move(directory)),
+      module_(module),
+      lock_path_(directory_ + "/" + std::to_string(module) + ".lock"),
+      socket_path_(directory_ + "/" + std::to_string(module) + ".sock") {}
 
 std::unique_ptr<bus_registration> bus_registration::take(const std::string& directory, int module, std::string& error) {
     if (module < 0) {
@@ -87,11 +86,10 @@ std::unique_ptr<bus_registration> bus_registration::take(const std::string& dire
 
 bool bus_registration::lock(std::string& error) {
     if (!prepare_directory(directory_, error)) return false;
-    const std::string file = path(module_, ".lock");
-    unique_fd opened(::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!opened) return fail_errno(error, "cannot open " + file);
+    unique_fd opened(::open(lock_path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!opened) return fail_errno(error, "cannot open " + lock_path_);
     if (::flock(opened.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK) return fail_errno(error, "cannot lock " + file);
+        if (errno != EWOULDBLOCK) return fail_errno(error, "cannot lock " + lock_path_);
         return fail(error, "module " + std::to_string(module_) + " is already registered");
     }
     lock_ = std::move(opened);
@@ -101,7 +99,7 @@ bool bus_registration::lock(std::string& error) {
 bool bus_registration::lock_visible() const {
     struct stat held {};
     struct stat shown {};
-    return ::fstat(lock_.get(), &held) == 0 && ::lstat(path(module_, ".lock").c_str(), &shown) == 0 &&
+    return ::fstat(lock_.get(), &held) == 0 && ::lstat(lock_path_.c_str(), &shown) == 0 &&
            held.st_ino == shown.st_ino && held.st_dev == shown.st_dev;
 }
 
@@ -112,10 +110,10 @@ unique_fd bus_registration::listen() {
     unique_fd holder;
     unique_fd listener = make_socket();
     if (!listener || !make_address(directory_, std::to_string(module_) + ".sock", address, holder)) return unique_fd();
-    (void)::unlink(path(module_, ".sock").c_str());  // a crash may have left one
+    (void)::unlink(socket_path_.c_str());  // a crash may have left one
     struct stat info {};
     if (::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::lstat(path(module_, ".sock").c_str(), &info) != 0 || ::listen(listener.get(), waiting_connections) != 0)
+        ::lstat(socket_path_.c_str(), &info) != 0 || ::listen(listener.get(), waiting_connections) != 0)
         return unique_fd();
     socket_inode_ = info.st_ino;
     return listener;
@@ -123,11 +121,11 @@ unique_fd bus_registration::listen() {
 
 bool bus_registration::visible() const {
     struct stat info {};
-    return ::lstat(path(module_, ".sock").c_str(), &info) == 0 && info.st_ino == socket_inode_;
+    return ::lstat(socket_path_.c_str(), &info) == 0 && info.st_ino == socket_inode_;
 }
 
 void bus_registration::hide() {
-    if (visible()) (void)::unlink(path(module_, ".sock").c_str());
+    if (visible()) (void)::unlink(socket_path_.c_str());
 }
 
 unique_fd bus_registration::connect(int module) const {

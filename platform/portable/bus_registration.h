@@ -46,12 +46,13 @@ class bus_registration {
 
   private:
     bus_registration(std::string directory, int module);
-    std::string path(int module, const char* suffix) const;
     bool lock(std::string& error);
     bool lock_visible() const;
 
     std::string directory_;
     int module_;
+    std::string lock_path_;
+    std::string socket_path_;  // kept, since visible() is asked on every turn of a worker and must not allocate
     unique_fd lock_;
     unsigned long long socket_inode_ = 0;
 };
