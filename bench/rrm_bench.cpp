@@ -3,7 +3,9 @@
 
 #include <benchmark/benchmark.h>
 #include <json-c/json.h>
+#include <malloc.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +14,57 @@
 #include "rrm/rrm_worker.h"
 #include "tests/rrm/fake_driver.h"
 #include "tests/support/fake_bus.h"
+
+// The C library's own allocation, behind which those below count, json-c's calls included. One thread only.
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void __libc_free(void* block);
+}
+
+namespace {
+
+struct {
+    bool on = false;
+    long now = 0, most = 0;  // bytes since it was switched on
+
+    void add(long bytes) {
+        now += bytes;
+        most = std::max(most, now);
+    }
+} heap;
+
+long size_of(void* block) { return heap.on && block ? static_cast<long>(malloc_usable_size(block)) : 0; }
+
+}  // namespace
+
+extern "C" {
+void* malloc(std::size_t size) {
+    void* const block = __libc_malloc(size);
+    heap.add(size_of(block));
+    return block;
+}
+void* calloc(std::size_t count, std::size_t size) {
+    void* const block = __libc_calloc(count, size);
+    heap.add(size_of(block));
+    return block;
+}
+void* realloc(void* block, std::size_t size) {
+    const long before = size_of(block);
+    void* const moved = __libc_realloc(block, size);
+    if (moved != block)
+        heap.add(size_of(moved));  // for a moment there may be two
+    else
+        heap.add(size_of(moved) - before);
+    if (moved && moved != block) heap.add(-before);
+    return moved;
+}
+void free(void* block) {
+    heap.add(-size_of(block));
+    __libc_free(block);
+}
+}
 
 namespace ravd {
 
@@ -27,6 +80,16 @@ double timed_ns(Work&& work) {
     const auto start = std::chrono::steady_clock::now();
     work();
     return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+}
+
+// The most bytes that the work takes at a time.
+template <typename Work>
+double peak_bytes(Work&& work) {
+    heap.now = heap.most = 0;
+    heap.on = true;
+    work();
+    heap.on = false;
+    return static_cast<double>(heap.most);
 }
 
 std::shared_ptr<buffer_info_t> buffer_of(const std::string& text) {
@@ -61,8 +124,8 @@ void report(benchmark::State& state, double ours_ns, double bare_ns) {
     state.counters["ratio"] = ours_ns / bare_ns;
 }
 
-// The least that builds the text of "rrm-response": json-c and one copy into a buffer.
-std::string bare_response(const std::array<ap_table, 5>& rounds, json_object* radios) {
+// The tree of "rrm-response".
+json_object* bare_tree(const std::array<ap_table, 5>& rounds, json_object* radios) {
     json_object* root = json_object_new_object();
     json_object_object_add(root, "version", json_object_new_string("2.4"));
     json_object_object_add(root, "service", json_object_new_string("rrm"));
@@ -89,6 +152,12 @@ std::string bare_response(const std::array<ap_table, 5>& rounds, json_object* ra
             json_object_object_add(object, "bandwidth", json_object_new_int(static_cast<int>(bss.bandwidth)));
         }
     }
+    return root;
+}
+
+// The least that builds the text: json-c and one copy.
+std::string bare_response(const std::array<ap_table, 5>& rounds, json_object* radios) {
+    json_object* root = bare_tree(rounds, radios);
     std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
     json_object_put(root);
     return text;
@@ -111,6 +180,9 @@ void rrm_response(benchmark::State& state) {
     json_object* parsed = json_tokener_parse(text.c_str());
     json_object* radios = json_object_object_get(parsed, "radios");
     if (bare_response(rounds, radios) != text) state.SkipWithError("the texts differ");
+    const double tree = peak_bytes([&] { json_object_put(bare_tree(rounds, radios)); });
+    const double peak = peak_bytes([&] { rrm_test_access::send_rrm_response(one.worker); });
+    one.sent();
     double ours_ns = 0;
     double bare_ns = 0;
     for (auto unused : state) {
@@ -120,6 +192,9 @@ void rrm_response(benchmark::State& state) {
     }
     json_object_put(parsed);
     report(state, ours_ns, bare_ns);
+    state.counters["peak_MB"] = peak / 1e6;
+    state.counters["tree_MB"] = tree / 1e6;
+    state.counters["peak_over_tree"] = peak / tree;
     state.counters["us_per_1000_bss"] =
         benchmark::Counter(ours_ns / static_cast<double>(5 * state.range(0)), benchmark::Counter::kAvgIterations);
 }
