@@ -125,10 +125,11 @@ void raw_server::take_frames() {
         const int extra = (at(1) & 0x7f) == 126 ? 2 : (at(1) & 0x7f) == 127 ? 8 : 0;
         const std::size_t head = 2 + static_cast<std::size_t>(extra) + (masked ? 4 : 0);
         if (left < head) break;
-        std::uint64_t size = extra ? 0 : at(1) & 0x7f;
+        std::uint64_t announced = extra ? 0 : at(1) & 0x7f;
         for (int i = 0; i < extra; ++i)
-            size = size << 8 | at(2 + static_cast<std::size_t>(i));
-        if (left - head < size) break;
+            announced = announced << 8 | at(2 + static_cast<std::size_t>(i));
+        if (left - head < announced) break;
+        const auto size = static_cast<std::size_t>(announced);
         frame entry{at(0) & 0x0f, (at(0) & 0x80) != 0, masked, in_.substr(used + head, size)};
         for (std::size_t i = 0; masked && i < size; ++i)
             entry.payload[i] = static_cast<char>(entry.payload[i] ^ static_cast<char>(at(head - 4 + i % 4)));
