@@ -2,7 +2,10 @@
 """The simulated access point and the probe as processes: processes.py BUILD_DIRECTORY [--only NAME]"""
 import argparse
 import asyncio
+import contextlib
 import functools
+import json
+import os
 import re
 import struct
 import sys
@@ -151,6 +154,70 @@ async def lists_are(ap, *wanted):
     return [[vap[kind + "neighbours"] for kind in ("", "custom_", "hostapd_")] for vap in vaps] == [*wanted]
 
 
+REFUSED = [
+    ("update-corvane", {}, "no such radio"),
+    ("update-corvane", {"ifname": "wlan2", "params": {"channel": "1"}}, "no such radio"),
+    ("update-corvane", {"ifname": "wlan0-va0", "params": {"channel": "1"}}, "no such radio"),
+    ("update-corvane", {"ifname": "wlan0"}, "no parameters"),
+    ("update-corvane", {"ifname": "wlan0", "params": {}}, "no parameters"),
+    ("update-corvane", {"ifname": "wlan0", "params": {"ssid": "x"}}, "unknown parameter ssid"),
+    ("update-corvane", {"ifname": "wlan0", "params": {"channel": 6}}, "channel is not a text"),
+    ("update-corvane", {"ifname": "wlan0", "params": {"channel": "36"}}, "channel 36 is not among"),
+    ("update-corvane", {"ifname": "wlan0", "params": {"bandwidth": "80"}}, "no width of 80 MHz"),
+    ("update-corvane", {"ifname": "wlan0", "params": {"tx-power": "21"}}, "outside the radio's limits"),
+    ("update-corvane", {"ifname": "wlan0", "params": {"channel": "1", "tx-power": "x"}}, "outside the radio's limits"),
+    ("reset-corvane", {"ifname": "eth0"}, "no such radio"),
+    ("update-corvane-fbt", {"wlan0-va0": {"ft-config": {"enabled": "x"}}, "wlan5-va0": {"ft-config": {}}},
+     "no such VAP: wlan5-va0"),
+    ("update-corvane-fbt", {"wlan0-va0": {}}, "wlan0-va0 has no ft-config"),
+    ("restart", {}, "unknown command")]
+
+
+async def services_answer():
+    """The configuration's values, and what the network daemon makes of orders."""
+    async with Device("small-office") as ap:
+        get = functools.partial(ap.request, 1, "get")
+        same(await get(path="/corvane/dca"), b'{"command":"get-response","status":"ok","value":"true"}')
+        same(await ap.setting("/interface/wlan0-va0/vap/captive-portal"), {"enabled": "false"})
+        for wrong in ({"path": "/nowhere"}, {"path": 7}, {}):
+            same(await get(**wrong), b'{"command":"get-response","status":"error","reason":"not found"}')
+        check(b"unknown command" in await ap.request(1, "set"))
+
+        def told():
+            """Whether a change was told of since the last time."""
+            names = [ap.path("/tmp/.corvane_notify" + end) for end in ("_config_updated", "")]
+            there = [os.path.exists(name) for name in names]
+            for name in names:
+                with contextlib.suppress(FileNotFoundError):
+                    os.unlink(name)
+            return all(there)
+        told()
+        for command, members, reason in REFUSED:
+            answer = json.loads(await ap.request(6, command, **members))
+            check(answer["status"] == "error" and reason in answer["reason"], command, members, answer)
+        ft_path = "/interface/wlan0-va0/vap/ft-config/"
+        same((told(), await ap.mib("chanspec", "wlan0")), (False, 0x1006))
+        same(await ap.setting("/interface/wlan0/wlan/radio/channel"), "6")
+        same(await ap.setting(ft_path + "enabled"), "true")
+
+        # Told of only when something changed. The settings of the service go, the scenario's come back.
+        ft_config = {"enabled": "true", "reassociation-deadline": 1000}
+        for first in (True, False):
+            check(await ap.ok(6, "update-corvane-fbt", **{"wlan0-va0": {"ft-config": ft_config}}))
+            same(told(), first)
+        same(await ap.setting(ft_path + "reassociation-deadline"), "1000")
+        for first in (True, False):
+            check(await ap.ok(6, "reset-corvane-fbt", **{"wlan0-va0": {}, "wlan1-va6": {}}))
+            same(told(), first)
+        same([await ap.setting(ft_path + name) for name in ("enabled", "reassociation-deadline")], ["true", None])
+        check(await ap.ok(6, "reset-corvane", ifname="wlan0") and not told())
+        check(await ap.update("wlan0", channel=1) and told())
+        check(await ap.update("wlan0", channel=11, tx_power=9) and told())
+        same((await ap.mib("chanspec", "wlan0"), (await ap.radio(0))["power"]), (0x100B, 9))
+        check(await ap.ok(6, "reset-corvane", ifname="wlan0") and told())
+        same((await ap.mib("chanspec", "wlan0"), (await ap.radio(0))["power"]), (0x1006, 16))  # past both updates
+
+
 async def stations_hostapd_and_radios():
     async with Device("small-office") as ap:
         vaps = [f"wlan1-va{i}" for i, _ in enumerate(ap.scenario["radios"][1]["vaps"])]
@@ -171,6 +238,7 @@ async def stations_hostapd_and_radios():
         same((await ap.stations("wlan0-va1"))["06:00:00:00:00:42"], (0, 1))
         same(await ap.tell("station leave 06:00:00:00:00:42"), "")
         check("06:00:00:00:00:42" not in await ap.stations("wlan0-va1"))
+        check((await ap.answer("station leave 06:00:00:00:00:42")).startswith("error "), "left twice")
 
         await ap.tell("radio 0 down")
         same((await ap.ioctl(CUSTOM["rtl8192cd"], "wlan0-va0", b"\4", 65534))[:2], (-1, number_of("ENETDOWN")))
@@ -182,12 +250,22 @@ async def stations_hostapd_and_radios():
         check(ap.has("/var/run/hostapd.pid") and ap.has("/tmp/.corvane_notify_hostapd_started"))
         await until(steered, "stations return")
         same((await upper())["06:00:00:00:00:07"][0], 0)  # asked before, and forgotten
+        # To another VAP of its own, and away for good.
+        same(await ap.tell("station roam 06:00:00:00:00:01 02:00:5e:11:00:19"), "")
+        check("06:00:00:00:00:01" in await ap.stations("wlan1-va0"))
+        check("06:00:00:00:00:01" not in await ap.stations("wlan0-va0"))
+        same(await ap.tell("station leave 06:00:00:00:00:01 recv-deauth"), "")
+        await ap.tell("radio 1 down")
+        await ap.tell("radio 1 up")
+        await until(steered, "stations return, but for the one that left")
         await ap.tell("config set /interface/wlan0-va0/vap/ssid two words")
         same(await ap.setting("/interface/wlan0-va0/vap/ssid"), "two words")
         await ap.tell("config set /interface/wlan0/wlan/radio/channel 3")
         same(await ap.mib("chanspec", "wlan0"), 0x1003)
         for wrong in ("", "jump", "station join x wlan0-va0", "station leave 06:00:00:00:00:99", "radio 2 up",
-                      "station join 06:00:00:00:00:42 wlan9-va0", "config set nowhere 1", "show everything",
+                      "station join 06:00:00:00:00:42 wlan9-va0", "station join 06:00:00:00:00:42 wlan0",
+                      "station join 06:00:00:00:00:42 wlan1-va1", "config set nowhere 1", "config set / x",
+                      "config set /interface//x 1", "config set /interface/wlan0-va0/vap/ssid/x 1", "show everything",
                       "hostapd start", "notify something", "station leave 06:00:00:00:00:01 dancing",
                       "station join " + 5000 * "a", "fault stations", "quit now"):
             check((await ap.answer(wrong)).startswith("error "), wrong)
@@ -334,7 +412,7 @@ async def two_side_by_side():
 
 STORIES = [functools.partial(seen_as_described, name) for name in
            ("small-office", "block-of-flats", "one-radio-down", "wds", "wifi6-upper-band", "wifi6")]
-STORIES += [what_is_set_is_read_back, stations_hostapd_and_radios, faults_strike, probe_names_what_is_missing,
+STORIES += [what_is_set_is_read_back, services_answer, stations_hostapd_and_radios, faults_strike, probe_names_what_is_missing,
             garbage_and_a_second_one, two_side_by_side]
 
 

@@ -85,17 +85,5 @@ TEST(Scenario, FaultsNameThePlaceAndTheReason) {
     EXPECT_THAT(fault, HasSubstr("/nonexistent.json: cannot be opened"));
 }
 
-TEST(Scenario, ACrowdIsAsLargeAsAskedFor) {
-    scenario s;
-    std::string fault;
-    ASSERT_TRUE(load_scenario(std::string(RAVD_SCENARIOS) + "/block-of-flats.json", s, fault)) << fault;
-    std::size_t stations = 0;
-    for (const auto& radio : s.radios)
-        for (const auto& vap : radio.vaps)
-            stations += vap.stations.size();
-    EXPECT_EQ(s.neighbours.size(), 300u);
-    EXPECT_EQ(stations, 60u);
-}
-
 }  // namespace
 }  // namespace ravd::sim
