@@ -108,37 +108,5 @@ TEST_F(Roaming, CarriesEverythingBothWaysThroughLossAndGarbage) {
     EXPECT_EQ(daemon.wait(3000), 0);
 }
 
-// A server that is not ours: it repeats each message as two fragments.
-TEST_F(Roaming, SpeaksToAForeignServer) {
-    if (std::system("/usr/bin/python3 -c 'import websockets' 2>/dev/null") != 0)
-        GTEST_SKIP() << "no python3-websockets";
-    const std::string script = write_file("/server.py", R"(
-import asyncio, websockets
-async def repeat(ws, *_):
-    await ws.ping()
-    async for text in ws:
-        await ws.send([text[:len(text) // 2], text[len(text) // 2:]])
-async def main():
-    async with websockets.serve(repeat, "127.0.0.1", 0, subprotocols=["websock-roaming"], max_size=None) as server:
-        print(server.sockets[0].getsockname()[1], flush=True)
-        await asyncio.Future()
-asyncio.run(main())
-)");
-    process foreign({"/usr/bin/python3", script}, directory + "/port");
-    std::uint32_t port = 0;
-    ASSERT_TRUE(eventually(10000, [&] { return bool(std::ifstream(directory + "/port") >> port); }));
-    process daemon = start({"-f", config("roam", port)});
-    ASSERT_TRUE(until([&] { return up(); })) << output();
-    const std::vector<std::string> texts = {"a", R"({"cmd":"\u00e9\u20ac"})", std::string(300000, 'x'), "the last"};
-    for (const std::string& text : texts)
-        send(text);
-    EXPECT_TRUE(until([&] { return at_peer.size() == texts.size(); }));
-    EXPECT_TRUE(at_peer == texts);
-    foreign.signal(SIGTERM);
-    EXPECT_TRUE(until([&] { return !up(); }));
-    daemon.signal(SIGINT);
-    EXPECT_EQ(daemon.wait(3000), 0);
-}
-
 }  // namespace
 }  // namespace ravd

@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include "platform/portable/bus_endpoint.h"
 #include "tests/link/raw_server.h"
 #include "tests/system/daemon_fixture.h"
 
@@ -73,18 +72,8 @@ TEST_F(Stop, WithinThreeSecondsInEveryStateOfTheLink) {
     }
 }
 
-TEST_F(Stop, WithinThreeSecondsWhileANeighbourHangs) {
-    for (const int signal : {SIGTERM, SIGINT}) {
-        show_radio();
-        const auto configuration = bus_endpoint::open(bus(), 1);
-        ASSERT_TRUE(configuration && configuration->start());
-        bus_message request;
-        const auto asked = [&] { return configuration->receive(request); };
-        expect_stop("configuration", config("corvane", server.port), signal, asked, false);
-        configuration->stop();
-        EXPECT_FALSE(bus_socket_left());
-    }
-    // A command of a radio whose driver is reached by commands.
+// A radio whose driver is reached by commands.
+TEST_F(Stop, WithinThreeSecondsWhileACommandHangs) {
     show_radio();
     write_file("/proc/net/rtk_wifi6/wlan0/any", "");
     const std::string tool = write_file("/bin/iwpriv", "#!/bin/sh\n: > $RAVD_SIM_DIR/started\nsleep 60\n");

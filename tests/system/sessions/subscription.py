@@ -1,5 +1,6 @@
 """Subscribing, being refused, and what the agent tells about its radios."""
 import asyncio
+import json
 import os
 
 from programs import check, until
@@ -73,6 +74,9 @@ async def subscribes_and_describes_radios(session):
     for cmd in ("rrm-blacklist", "rrm-probe-request", "rrm-disassoc-request", "rrm-client-assoc-ack", "unknown"):
         await link.send(message(cmd))
     await link.send({"version": "3.0", "service": "rrm", "cmd": "rrm-request-mode"})
+    await link.next("rrm-mode-response")
+    text = json.dumps(message("rrm-request-mode"))
+    await link.socket.send([text[:1], text[1:40], "", text[40:]])  # in fragments
     await link.next("rrm-mode-response")
 
 
