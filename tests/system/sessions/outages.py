@@ -1,6 +1,7 @@
 """hostapd, the link, or the process itself goes away."""
 import asyncio
 import os
+import signal
 import time
 
 from programs import PATIENCE, check, until
@@ -129,27 +130,31 @@ async def killed_and_started_again(session):
     await link.next("rrm-client-disassoc")  # over the bus
 
 
+async def stop_and_leave_nothing(session, number=signal.SIGTERM):
+    await session.daemon.stop(limit=3, number=number)
+    check(not session.daemon.marker(), "the marker stays behind")
+    left = [name for name in os.listdir(session.device("/run/ravd-bus")) if name in ("28.sock", "31.sock")]
+    check(not left, "sockets stay behind:", left)
+
+
 async def stop_in_a_scan(session):
     link = await session.subscribed(config={"use-dca": 1, "radios": [{"id": 0, "channel": 11}]})
     check((await session.ap.radio(0))["channel"] == 11, "the answer's configuration was not applied")
     mark = session.ap.mark()
     await link.send(scan("1 40"))
     await session.ap.line("active scan no", mark)
-    await session.daemon.stop(limit=3)
-    check(not session.daemon.marker(), "the marker stays behind")
-    left = [name for name in os.listdir(session.device("/run/ravd-bus")) if name in ("28.sock", "31.sock")]
-    check(not left, "sockets stay behind:", left)
+    await stop_and_leave_nothing(session)
     check((await session.ap.radio(0))["channel"] == 11, "a stop must not take the settings back")
 
 
 async def stop_with_hanging_services(session):
-    """Whatever is stuck, SIGTERM ends the process in time."""
+    """Whatever is stuck, SIGTERM and SIGINT end the process in time."""
     link = await session.subscribed()
     await session.ap.tell("fault config hang")
     await link.send(message("rrm-request-mode"))
     await session.ap.line("config does not answer get")
     await asyncio.sleep(0.5)  # in the middle of a wait for an answer
-    await session.daemon.stop(limit=3)
+    await stop_and_leave_nothing(session)
     await session.ap.tell("fault clear config")
 
     # A slow configuration delays the answer, which is whole again once it answers.
@@ -170,6 +175,12 @@ async def stop_with_hanging_services(session):
         await link.send(message("rrm-info", use_dca=1, use_tpc=1, radios=[{"id": 0, "channel": 1, "power": 9}]))
         await link.alive()
         await session.ap.tell("fault clear")
+
+    await session.ap.tell("fault config hang")
+    mark = session.ap.mark()
+    await link.send(message("rrm-request-mode"))
+    await session.ap.line("config does not answer get", mark)
+    await stop_and_leave_nothing(session, signal.SIGINT)
 
 
 SESSIONS = [hostapd_comes_back, link_is_lost_and_comes_back, link_is_lost_in_a_scan_without_a_subscription,

@@ -64,18 +64,18 @@ class Program:
         return await until(lambda: next(filter(None, (re.search(pattern, one) for one in self.lines[since:])), None),
                            f"{self.name} prints /{pattern}/", seconds)
 
-    async def stop_somehow(self, limit):
-        """SIGTERM: the exit status, due within `limit` seconds."""
+    async def stop_somehow(self, limit, number=signal.SIGTERM):
+        """The exit status after a signal, due within `limit` seconds."""
         check(self.runs(), f"{self.name} does not run any more")
-        self.process.send_signal(signal.SIGTERM)
+        self.process.send_signal(number)
         try:
             return await asyncio.wait_for(self.process.wait(), limit)
         except asyncio.TimeoutError:
-            raise Wrong(f"{self.name} did not end within {limit} s of SIGTERM") from None
+            raise Wrong(f"{self.name} did not end within {limit} s of {number.name}") from None
 
-    async def stop(self, limit):
+    async def stop(self, limit, number=signal.SIGTERM):
         """An orderly end."""
-        status = await self.stop_somehow(limit)
+        status = await self.stop_somehow(limit, number)
         check(status == 0, f"{self.name} ended with status {status}")
 
     async def kill(self):
