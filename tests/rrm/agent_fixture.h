@@ -77,6 +77,7 @@ class agent : public ::testing::Test {
             worker->deinit();
             ready = false;
         }
+        EXPECT_TRUE(!driver.hostapd || system.has_file(pid_file));
         // Else messages would wait for good.
         EXPECT_TRUE(!driver.hostapd || !driver.scanning || due(1).size() == 1);
     }

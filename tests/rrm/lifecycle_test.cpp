@@ -191,6 +191,7 @@ TEST_F(lifecycle, random_stories) {
             for (const int id : {0, 1, 2, 4, 5, 6})
                 ASSERT_LE(due(id).size(), 1u) << id;
             ASSERT_TRUE(!driver.hostapd || subscribing() == (due(2).size() == 1));
+            ASSERT_TRUE(link || !driver.hostapd || !driver.scanning);
             ASSERT_EQ(subscribed(), is_subscribed);
             ASSERT_EQ(subscribing(), is_subscribing);
             ASSERT_EQ(system.has_file(marker), is_subscribed);
