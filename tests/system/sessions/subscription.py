@@ -81,7 +81,7 @@ async def subscribes_and_describes_radios(session):
 
 
 async def refused_as_busy_asks_later(session):
-    """The next request is due after a minute: here only that nothing comes before."""
+    """The next request is due after a minute (see patience.py): here only that nothing comes before."""
     link = await session.start()
     await link.next("subscribe-request")
     await link.send(message("subscribe-response", status="failure", code=503))
