@@ -56,7 +56,7 @@ TEST_F(link_test, peers_that_fail) {
         std::string bytes;
         action then;
     } const cases[] = {{"", close},
-                       {"", reset},
+                       {beginning, reset},
                        {beginning, close},
                        {beginning, no_pongs},
                        {"\x88\2\3\xe8", nothing},  // a close frame

@@ -262,7 +262,7 @@ TEST_F(link_test, a_push_wakes_the_waiting_worker) {
             to_service.push(message(std::to_string(i)));
     };
     std::thread producer(pushing);
-    EXPECT_TRUE(until([this] { return server.received.size() >= 1000; }, 0, 1000000));
+    EXPECT_TRUE(until([this] { return server.received.size() >= 1000; }));
     server.hang_up();
     std::thread late(pushing);  // against the end of the link
     EXPECT_TRUE(until([this] { return !initialized; }));

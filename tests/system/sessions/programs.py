@@ -7,6 +7,7 @@ import signal
 import time
 
 BUILD = ""  # directory of the programs, set by run.py
+SANITIZED = False  # whether they are slowed down by sanitizers and take more memory, set by run.py
 LOG_LEVEL = os.environ.get("RAVD_SESSION_LOG", "3")
 PATIENCE = 20  # seconds that anything may take on a busy machine, unless a step says otherwise
 
@@ -65,7 +66,8 @@ class Program:
                            f"{self.name} prints /{pattern}/", seconds)
 
     async def stop_somehow(self, limit, number=signal.SIGTERM):
-        """The exit status after a signal, due within `limit` seconds."""
+        """The exit status after a signal, due within `limit` seconds (thrice that under sanitizers)."""
+        limit *= 3 if SANITIZED else 1
         check(self.runs(), f"{self.name} does not run any more")
         self.process.send_signal(number)
         try:

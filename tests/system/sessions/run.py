@@ -46,6 +46,6 @@ async def main(arguments):
 parser = argparse.ArgumentParser()
 parser.add_argument("build")
 parser.add_argument("topics", nargs="+")
-parser.add_argument("--sanitized", action="store_true", help="memory is not measured")
+parser.add_argument("--sanitized", action="store_true", help="memory is not measured, ends may take longer")
 parser.add_argument("--only", help="name of one session")
 sys.exit(asyncio.run(main(parser.parse_args())))
