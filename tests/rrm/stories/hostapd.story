@@ -35,6 +35,11 @@ logs Hostapd has not restarted
 logs Disconnected from hostapd
 # it was told already
 calls
+# timers run while the pid file is waited for, too
+listen debug
+arm 3 0
+pass
+logs Not sending rrm-response because hostapd is not running
 
 # With a subscription.
 kv = del_neighbors wlan0-va1; del_neighbors wlan1-va1

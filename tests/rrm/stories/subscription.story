@@ -9,6 +9,8 @@ logs Waiting for hostapd to start before sending subscribe-request
 names
 state 1 0
 due 2
+# both notifications: one message
+notify config_updated
 hostapd starts
 names subscribe-request
 due 2 30
