@@ -48,16 +48,18 @@ int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const 
     output = 0;
     char buffer[mib_buffer_size] = {};
     std::snprintf(buffer, sizeof buffer, "%s", name);
-    const int result = request(get_mib_request, buffer, sizeof buffer);
+    int result = request(get_mib_request, buffer, sizeof buffer);
+    if (result >= 0 && req_.u.data.length == sizeof buffer && std::strcmp(buffer, name) == 0) {
+        // A driver that succeeds without answering leaves the request as it was.
+        result = -1;
+        errno = ENODATA;
+    }
     if (result < 0) {
         log_error(process_log, "<%s:%d> cannot get MIB parametr '%s'(errno = (%d)%s)(rc == %d)\n", __func__, __LINE__,
                   name, errno, std::strerror(errno), result);
         return -1;
     }
-    // A driver that succeeds without answering leaves the request as it was: there is no value then.
-    const std::size_t length = req_.u.data.length;
-    if (length < sizeof buffer || std::strcmp(buffer, name) != 0)
-        std::memcpy(&output, buffer, std::min(length, sizeof output));
+    std::memcpy(&output, buffer, std::min<std::size_t>(req_.u.data.length, sizeof output));
     return result;
 }
 

@@ -11,7 +11,7 @@ from subscription import own
 
 
 async def hostapd_comes_back(session):
-    """Away for less than the minute that it is given; longer ones are tested on a virtual clock."""
+    """Away for less than the minute that it is given; longer ones have a session of their own."""
     link = await session.subscribed(config={"use-80211v": 1})
     await session.ap.tell("hostapd stop")
     same(await link.next("rrm-disassoc-all-clients"), own("rrm-disassoc-all-clients", "lab", factory=FACTORY))
