@@ -92,6 +92,7 @@ TEST_F(Stop, WithinThreeSecondsWhileASystemCallHangs) {
         EXPECT_TRUE(written("A worker is stuck, the process ends without it\n"));
         close(accept(driver_, nullptr, nullptr));
     }
+#ifndef __SANITIZE_THREAD__  // which keeps a signal back while its thread waits for a lock
     // A log that nobody reads.
     log_name = "/pipe";
     ASSERT_EQ(mkfifo((directory + log_name).c_str(), 0600), 0);
@@ -101,6 +102,7 @@ TEST_F(Stop, WithinThreeSecondsWhileASystemCallHangs) {
     expect_stop(
         "log", config("roam", 1, "log_level=15\n"), SIGTERM, [&] { return bus_socket_left(); }, false);
     close(log);
+#endif
 }
 
 using WatchdogSlow = Stop;
