@@ -44,8 +44,8 @@ int main(int argc, char** argv) {
     lws_context_creation_info info{};
     info.port = CONTEXT_PORT_NO_LISTEN;
     info.protocols = protocols;
-    info.gid = static_cast<gid_t>(-1);
-    info.uid = static_cast<uid_t>(-1);
+    info.gid = -1;
+    info.uid = -1;
     info.fd_limit_per_thread = 8;
     lws_context* context = lws_create_context(&info);
     if (!context) return 1;

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "core/safe_queue.h"
-#include "rrm/json.h"
+#include "message/json.h"
 
 namespace ravd {
 namespace {

@@ -68,11 +68,6 @@ void free(void* block) {
 
 namespace ravd {
 
-struct rrm_test_access {
-    static auto& scan_results(rrm_worker& worker) { return worker.scan_results_; }
-    static void send_rrm_response(rrm_worker& worker) { worker.send_rrm_response(); }
-};
-
 namespace {
 
 template <typename Work>
@@ -166,7 +161,7 @@ std::string bare_response(const std::array<ap_table, 5>& rounds, json_object* ra
 // Both in turns, so that what else the machine does hits both alike.
 void rrm_response(benchmark::State& state) {
     agent one;
-    auto& rounds = rrm_test_access::scan_results(one.worker);
+    auto& rounds = one.worker.scans().results();
     for (ap_table& heard : rounds)
         for (std::int64_t i = 0; i < state.range(0); ++i)
             heard.push_back({{{2, 0, 0, 0, static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)}},
@@ -175,18 +170,18 @@ void rrm_response(benchmark::State& state) {
                              40,
                              12,
                              0x100});
-    rrm_test_access::send_rrm_response(one.worker);
+    one.worker.scans().send_rrm_response();
     const std::string text = one.sent();
     json_object* parsed = json_tokener_parse(text.c_str());
     json_object* radios = json_object_object_get(parsed, "radios");
     if (bare_response(rounds, radios) != text) state.SkipWithError("the texts differ");
     const double tree = peak_bytes([&] { json_object_put(bare_tree(rounds, radios)); });
-    const double peak = peak_bytes([&] { rrm_test_access::send_rrm_response(one.worker); });
+    const double peak = peak_bytes([&] { one.worker.scans().send_rrm_response(); });
     one.sent();
     double ours_ns = 0;
     double bare_ns = 0;
     for (auto unused : state) {
-        ours_ns += timed_ns([&] { rrm_test_access::send_rrm_response(one.worker); });
+        ours_ns += timed_ns([&] { one.worker.scans().send_rrm_response(); });
         one.sent();
         bare_ns += timed_ns([&] { benchmark::DoNotOptimize(buffer_of(bare_response(rounds, radios))); });
     }

@@ -1,19 +1,32 @@
 # Options and helpers that all targets share.
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -fno-common)
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# A release is small before it is fast; the presets add link-time optimisation.
+set(CMAKE_C_FLAGS_RELEASE "-Os -DNDEBUG")
+set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
+
+# What every target of ours is compiled and linked with.
+add_library(ravd_options INTERFACE)
+target_include_directories(ravd_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(ravd_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -fno-common)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
-    add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong -U_FORTIFY_SOURCE
-                        -D_FORTIFY_SOURCE=2)
-    add_link_options(-Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro -Wl,-z,now)
+    target_compile_options(ravd_options INTERFACE -ffunction-sections -fdata-sections -fstack-protector-strong
+                                                  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    target_link_options(ravd_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro -Wl,-z,now)
 endif()
 if(RAVD_SANITIZE)
-    add_compile_options(-fsanitize=${RAVD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
-    add_link_options(-fsanitize=${RAVD_SANITIZE})
+    target_compile_options(ravd_options INTERFACE -fsanitize=${RAVD_SANITIZE} -fno-sanitize-recover=all
+                                                  -fno-omit-frame-pointer -g)
+    target_link_options(ravd_options INTERFACE -fsanitize=${RAVD_SANITIZE})
 endif()
 if(RAVD_FUZZ)
-    add_compile_options(-fsanitize=fuzzer-no-link) # so that the fuzzers see which branches an input takes
+    # So that the fuzzers see which branches an input takes.
+    target_compile_options(ravd_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
-include_directories(${PROJECT_SOURCE_DIR})
 
 find_program(RAVD_CCACHE ccache)
 if(RAVD_CCACHE)
@@ -25,7 +38,7 @@ endif()
 function(ravd_library name)
     cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
     add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
-    target_link_libraries(${name} PUBLIC ${ARG_LIBS})
+    target_link_libraries(${name} PUBLIC ravd_options ${ARG_LIBS})
 endfunction()
 
 # ravd_object_library(NAME SOURCES... [LIBS libraries...]): one side of a seam that is chosen when linking. Linked whole
@@ -33,13 +46,13 @@ endfunction()
 function(ravd_object_library name)
     cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
     add_library(${name} OBJECT ${ARG_UNPARSED_ARGUMENTS})
-    target_link_libraries(${name} PUBLIC ${ARG_LIBS})
+    target_link_libraries(${name} PUBLIC ravd_options ${ARG_LIBS})
 endfunction()
 
 # ravd_program(NAME SOURCES... LIBS libraries...): an executable in the build directory's top.
 function(ravd_program name)
     cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
     add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
-    target_link_libraries(${name} PRIVATE ${ARG_LIBS} Threads::Threads)
+    target_link_libraries(${name} PRIVATE ravd_options ${ARG_LIBS} Threads::Threads)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 endfunction()

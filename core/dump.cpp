@@ -1,4 +1,4 @@
-// Debug dump of a message.
+#include "core/dump.h"
 
 #include <cstdlib>
 #include <cstring>

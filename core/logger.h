@@ -7,8 +7,6 @@
 
 namespace ravd {
 
-struct buffer_info_t;
-
 // Bits of logger::mask. Other bits have no effect.
 constexpr std::uint32_t log_error_bit = 0x1;
 constexpr std::uint32_t log_warning_bit = 0x2;
@@ -35,9 +33,5 @@ void log_error(const logger& log, const char* format, ...) __attribute__((format
 void log_warning(const logger& log, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void log_info(const logger& log, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void log_debug(const logger& log, const char* format, ...) __attribute__((format(printf, 2, 3)));
-
-// Debug dump of a message: its tree text when it is a JSON object, else hexadecimal. Does nothing unless debug output
-// is on.
-void dump_buffer(const buffer_info_t& buffer);
 
 }  // namespace ravd

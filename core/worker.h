@@ -58,6 +58,8 @@ class abstract_worker {
     void remove_timers(std::int32_t id);
     // Runs what is due, in order of due time, equal times in order of insertion. Callbacks may add and remove timers.
     void run_timers();
+    // Calls back for each timer that waits: its id, and the seconds until it is due.
+    void visit_timers(const std::function<void(std::int32_t, std::int64_t)>& visit);
     // Seconds of the monotonic clock, and the watchdog: a gap of more than 10 s since the last reading, kept in
     // `last`, or a clock that went back, ends the process with status 255 after 11 log lines.
     static std::int64_t time_monotonic(timespec& last);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/decimal.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
 #include "driver/driver_text.h"

@@ -1,8 +1,9 @@
 // 802.11k neighbour lists of the VAPs.
+#include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/driver_realtek.h"
-#include "driver/ifname.h"
 #include "driver/ioctl_ops.h"
+#include "message/mac_addr.h"
 
 namespace ravd {
 namespace {
@@ -16,7 +17,9 @@ void driver_realtek::add_neighbor(const char* bssid, const char* ssid, std::uint
     if (!flags() || !bssid) return;
     log_debug(process_log, ">>IN: %s\n", bssid);
     neighbor_entry neighbor{{}, ssid ? ssid : "", channel, {0, 0}, unknown_operating_class, priority, custom};
-    if (!parse_mac(bssid, neighbor.bssid)) return;
+    MacAddr mac;
+    if (!parse_mac(bssid, mac)) return;
+    neighbor.bssid = mac.octets;
     if (debug_enabled())
         for (std::size_t i = 0; i < neighbor.bssid.size(); ++i)
             log_debug(process_log, "M[%d] = %02X\n", static_cast<int>(i), neighbor.bssid[i]);

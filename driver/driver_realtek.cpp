@@ -4,13 +4,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/ifname.h"
 #include "driver/chanspec.h"
-#include "driver/ifname.h"
 #include "driver/interface_state.h"
 #include "driver/ioctl_ops.h"
+#include "message/json.h"
 #include "platform/factory.h"
 #include "platform/radio_description.h"
-#include "rrm/json.h"
 
 namespace ravd {
 

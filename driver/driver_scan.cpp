@@ -1,16 +1,15 @@
 // Scans of both radios, their results, and the channels a radio may use.
 #include <algorithm>
 
+#include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/converters.h"
 #include "driver/driver_realtek.h"
-#include "driver/ifname.h"
 #include "driver/ioctl_ops.h"
 
 namespace ravd {
 namespace {
 
-constexpr const char* radio_names[] = {"wlan0", "wlan1"};
 constexpr std::uint32_t rrm_scan_s = 6;
 
 const char* kind_name(bool active) { return active ? "active" : "RRM"; }
@@ -30,9 +29,9 @@ int driver_realtek::start_scan(bool active, const channel_set& wlan0, const chan
     const channel_set* channels[] = {&wlan0, &wlan1};
     for (int radio = 0; radio < radio_limit; ++radio) {
         if (active)
-            start_active_scan(radio_names[radio], *channels[radio], wait_s);
+            start_active_scan(radio_names[static_cast<std::size_t>(radio)], *channels[radio], wait_s);
         else
-            start_rrm_scan(radio_names[radio], *channels[radio], wait_s);
+            start_rrm_scan(radio_names[static_cast<std::size_t>(radio)], *channels[radio], wait_s);
     }
     scan_in_progress_ = true;
     return 0;
@@ -41,7 +40,8 @@ int driver_realtek::start_scan(bool active, const channel_set& wlan0, const chan
 int driver_realtek::stop_scan(bool active) {
     log_info(process_log, "Attempt to stop %s scanning...\n", kind_name(active));
     if (!hostapd_running_ || !scan_in_progress_) return 0;
-    for (const char* radio_name : radio_names) {
+    for (int radio = 0; radio < radio_limit; ++radio) {
+        const char* radio_name = radio_names[static_cast<std::size_t>(radio)];
         if (active)
             stop_active_scan(radio_name);
         else
@@ -53,8 +53,8 @@ int driver_realtek::stop_scan(bool active) {
 
 void driver_realtek::stop_all() {
     if (!hostapd_running_) return;
-    for (const char* radio_name : radio_names)
-        unblock_all_sta(radio_name);
+    for (int radio = 0; radio < radio_limit; ++radio)
+        unblock_all_sta(radio_names[static_cast<std::size_t>(radio)]);
     stop_scan(true);
     stop_scan(false);
 }
@@ -104,7 +104,7 @@ int driver_realtek::collect_results(ap_table& table, bool rrm) {
     table.clear();
     for (int radio = 0; radio < radio_limit; ++radio) {
         if (!may_scan(radio)) continue;
-        const auto ops = back_end(radio_names[radio]);
+        const auto ops = back_end(radio_names[static_cast<std::size_t>(radio)]);
         if ((rrm ? ops->get_rrm_scan_results(table) : ops->get_scan_results(table)) < 0) return -1;
     }
     return 0;

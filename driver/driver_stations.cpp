@@ -1,6 +1,6 @@
 // Associated stations, and what is asked of the driver for them.
+#include "core/ifname.h"
 #include "driver/driver_realtek.h"
-#include "driver/ifname.h"
 #include "driver/ioctl_ops.h"
 
 namespace ravd {

@@ -1,9 +1,9 @@
 #include "driver/driver_text.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <limits>
+
+#include "core/decimal.h"
 
 namespace ravd {
 namespace {
@@ -35,15 +35,6 @@ int scan_mib_reply(const char* text, std::string& word, int& value) {
     constexpr std::string_view label = "get_mib:";
     if (std::strncmp(text, label.data(), label.size()) != 0) return 1;
     return read_decimal(text + label.size(), value) ? 2 : 1;
-}
-
-const char* read_decimal(const char* text, int& value) {
-    char* end = nullptr;
-    const long number = std::strtol(text, &end, 10);
-    if (end == text) return nullptr;
-    using limits = std::numeric_limits<int>;
-    value = static_cast<int>(std::clamp<long>(number, limits::min(), limits::max()));
-    return end;
 }
 
 bool has_control_character(std::string_view text) {

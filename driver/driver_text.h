@@ -13,10 +13,6 @@ std::string find_driver_value(std::string_view text, std::string_view name);
 // Reads a text as the scan "%127s get_mib:%d". Returns how many of the two were read (-1: the text is blank).
 int scan_mib_reply(const char* text, std::string& word, int& value);
 
-// Reads the decimal number at the start of a text as the conversion "%d" does; numbers beyond int are held at its ends.
-// Returns what follows it, null when no number is there.
-const char* read_decimal(const char* text, int& value);
-
 // Whether a text holds a control character, which would end an order to the driver and start another.
 bool has_control_character(std::string_view text);
 

@@ -2,12 +2,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/decimal.h"
+#include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
 #include "driver/chips.h"
 #include "driver/device_file.h"
 #include "driver/driver_text.h"
-#include "driver/ifname.h"
 
 namespace ravd {
 namespace {

@@ -1,13 +1,12 @@
 // Settings read from the configuration: of radios and VAPs, and those the driver answers from them.
+#include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/converters.h"
 #include "driver/driver_realtek.h"
-#include "driver/ifname.h"
 
 namespace ravd {
 namespace {
 
-constexpr int wds_links = 8;
 constexpr std::uint32_t unset = 0x1000;  // what is answered for a bandwidth or sideband that is not configured
 
 }  // namespace

@@ -6,10 +6,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/chips.h"
 #include "driver/device_file.h"
-#include "driver/ifname.h"
+#include "message/mac_addr.h"
 #include "platform/system.h"
 
 namespace ravd {
@@ -185,7 +186,7 @@ int ioctl_ops::set_quarn_roam_attempt_timeout(const char* ifname, int timeout) {
 }
 
 int ioctl_ops::send_bss_trans_req(const char* ifname, const char* sta_mac) {
-    std::array<std::uint8_t, 6> mac;
+    MacAddr mac;
     if (!parse_mac(sta_mac, mac)) {
         log_error(process_log, "Error: Could not read sta_mac at iface %s\n", ifname);
         return -1;
@@ -199,12 +200,10 @@ int ioctl_ops::send_bss_trans_req(const char* ifname, const char* sta_mac) {
     // A name that does not fit is no interface's: cut, it would be another's.
     const bool fits = std::strlen(ifname) < sizeof req.ifr_name;
     if (fits) std::strncpy(req.ifr_name, ifname, sizeof req.ifr_name - 1);
-    req.u.data.pointer = mac.data();
-    req.u.data.length = static_cast<std::uint16_t>(mac.size());
+    req.u.data.pointer = mac.octets.data();
+    req.u.data.length = static_cast<std::uint16_t>(mac.octets.size());
     const bool sent = fits && timed_ioctl(sock, chip_.bss_trans_request, req) >= 0;
-    if (!sent)
-        log_error(process_log, "Error: %02x:%02x:%02x:%02x:%02x:%02x not found on %s\n", mac[0], mac[1], mac[2], mac[3],
-                  mac[4], mac[5], ifname);
+    if (!sent) log_error(process_log, "Error: %s not found on %s\n", mac.to_lower().c_str(), ifname);
     close(sock);
     return sent ? 0 : -1;
 }

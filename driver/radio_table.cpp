@@ -1,9 +1,8 @@
 #include "driver/radio_table.h"
 
-#include <cstdio>
-
+#include "core/ifname.h"
 #include "core/logger.h"
-#include "driver/ifname.h"
+#include "message/mac_addr.h"
 
 namespace ravd {
 namespace {
@@ -11,11 +10,9 @@ namespace {
 constexpr std::uint32_t addresses_per_radio = 8;
 constexpr const char* out_of_range_text = "number out of range";
 
-std::string vap_address(const std::array<std::uint8_t, 6>& base, std::uint32_t number) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", base[0], base[1], base[2], base[3], base[4],
-                  (base[5] + number) & 0xff);
-    return text;
+std::string vap_address(MacAddr base, std::uint32_t number) {
+    base.octets[5] = static_cast<std::uint8_t>(base.octets[5] + number);
+    return base.to_lower();
 }
 
 bool in_range(std::int32_t number, std::int32_t limit) { return number >= 0 && number < limit; }
@@ -23,7 +20,7 @@ bool in_range(std::int32_t number, std::int32_t limit) { return number >= 0 && n
 }  // namespace
 
 void radio_table::fill_names(const char* base_mac) {
-    std::array<std::uint8_t, 6> base{};
+    MacAddr base;
     parse_mac(base_mac, base);
     std::uint32_t r = 0;
     for (interface_context& radio : radios_) {

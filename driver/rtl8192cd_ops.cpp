@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/decimal.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
 #include "driver/chips.h"

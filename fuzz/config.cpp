@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "core/agent_config.h"
+#include "daemon/agent_config.h"
 
 namespace {
 

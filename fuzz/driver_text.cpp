@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "core/ifname.h"
 #include "driver/converters.h"
-#include "driver/ifname.h"
 
 namespace {
 

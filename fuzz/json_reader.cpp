@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <string>
 
+#include "message/json.h"
+#include "message/utf8.h"
 #include "platform/ctree.h"
 #include "platform/json_bound.h"
-#include "rrm/json.h"
-#include "rrm/utf8.h"
 
 namespace {
 

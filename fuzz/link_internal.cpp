@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "link/websock_worker.h"
-#include "rrm/json.h"
+#include "message/json.h"
 #include "tests/support/message.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

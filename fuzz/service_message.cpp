@@ -14,16 +14,13 @@
 #include "tests/support/message.h"
 
 namespace ravd {
-
-struct worker_test_access {
-    static bool has_timer(const abstract_worker& worker, std::int32_t id) {
-        for (const auto& timer : worker.timers_)
-            if (timer.id == id) return true;
-        return false;
-    }
-};
-
 namespace {
+
+bool has_timer(abstract_worker& worker, std::int32_t id) {
+    bool found = false;
+    worker.visit_timers([&](std::int32_t of, std::int64_t) { found |= of == id; });
+    return found;
+}
 
 void check_outgoing(safe_queue& to_service) {
     while (to_service.pop([](const std::shared_ptr<buffer_info_t>& message) {
@@ -54,7 +51,7 @@ void tell(std::string_view story) {
         from_service.push(testing::message(line));
         driver.heard.push_back({{{{2, 0, 0, 0, 0, 1}}, -50, 36, 40, 12, 0x100}});
         worker.process();
-        if (driver.scanning && !worker_test_access::has_timer(worker, 1)) std::abort();
+        if (driver.scanning && !has_timer(worker, timer_scan_finished)) std::abort();
         check_outgoing(to_service);
         driver.calls.clear();
         testing::fake_bus::get().sent.clear();

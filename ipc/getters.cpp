@@ -2,13 +2,12 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "core/ifname.h"
 #include "core/logger.h"
 #include "ipc/ipc_helper.h"
 
 namespace ravd {
 namespace {
-
-constexpr int wds_links = 8;
 
 // A configuration path; what does not fit is cut.
 class config_path {

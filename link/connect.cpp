@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "core/dump.h"
 #include "core/logger.h"
 #include "link/library.h"
 #include "platform/system.h"

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/dump.h"
 #include "core/logger.h"
 #include "link/library.h"
 #include "platform/system.h"

@@ -8,7 +8,7 @@
 
 #include "core/logger.h"
 #include "link/websock_worker.h"
-#include "rrm/json.h"
+#include "message/json.h"
 
 namespace ravd {
 namespace {

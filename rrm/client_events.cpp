@@ -1,8 +1,7 @@
-// What happens to clients: their events told to the service, and the release of blocked ones.
+#include "rrm/client_events.h"
+
 #include <cstring>
 
-#include "rrm/json.h"
-#include "rrm/rrm_worker.h"
 #include "rrm/tables.h"
 
 namespace ravd {
@@ -28,40 +27,36 @@ bool uses_80211v(const json_reader& event) {
 
 }  // namespace
 
-void rrm_worker::on_client_event(const json_reader& trap) {
-    if (!use_80211v_ || !subscribed_ || hostapd_stopped_) return;
+void client_events::on_client_event(const json_reader& trap) {
+    if (!settings_.use_80211v() || !state_.subscribed() || state_.hostapd_stopped) return;
     const json_reader event = trap.child("event");
     const char* type = event.get_string("type");
     const client_event_row* row = type ? find_client_event(type) : nullptr;
     if (!row) return;
 
-    json_writer message("rrm", message_name(row->kind), driver_.get_base_mac());
-    message.add_string("domain", domain_.c_str());
-    if (const char* ifname = event.get_string("dev")) driver_.put_radio_id(ifname, message);
+    agent_message message(context_, message_name(row->kind));
+    if (const char* ifname = event.get_string("dev")) context_.driver.put_radio_id(ifname, message);
     message.add_string("sta-mac", event.get_string("mac"));
     if (row->kind == client_event_kind::connected) message.add_int("rssi", event.get_int("rssi"));
     message.add_string("ssid", event.get_string("ssid"));
     if (row->kind == client_event_kind::connected) message.add_int("no-balance", uses_80211v(event) ? 0 : 1);
     if (row->kind == client_event_kind::roamed) message.add_string("target-mac", event.get_string("target-mac"));
-    send_json(to_service_, message);
+    send_json(context_.to_service, message);
 }
 
-void rrm_worker::count_blocked_down() {
-    bool any_entries = false;
-    for (std::size_t radio = 0; radio < blocked_tables_.size(); ++radio) {
-        blocked_table& table = blocked_tables_[radio];
-        for (auto at = table.begin(); at != table.end();) {
-            any_entries = true;
-            if (at->second >= 2) {
-                --at->second;
-                ++at;
-                continue;
-            }
-            driver_.unblock_sta(radio_names[radio], at->first.to_string().c_str());
-            at = table.erase(at);
-        }
+void client_events::on_driver_event(const driver_event_desc& event) {
+    if (!state_.subscribed()) return;
+    if (event.type == driver_event_desc::station_roamed) {
+        if (!settings_.use_80211v() || !event.station) return;
+        agent_message message(context_, "rrm-sta-roam");
+        message.add_int("radio", event.radio);
+        message.add_string("sta-mac", event.station->mac.c_str());
+        message.add_string("ssid", event.station->ssid.c_str());
+        message.add_string("target-mac", event.station->target_mac.c_str());
+        send_json(context_.to_service, message);
+    } else if (event.type == driver_event_desc::config_changed) {
+        report_.config_changed_soon();
     }
-    if (any_entries) arm(timer_blocked, 1);
 }
 
 }  // namespace ravd

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "core/logger.h"
-#include "rrm/json.h"
+#include "message/json.h"
 #include "rrm/rrm_worker.h"
 
 namespace ravd {
@@ -13,6 +13,7 @@ namespace {
 // Parsing takes a while from here on, on a small device.
 constexpr std::uint32_t slow_message_bytes = 64 * 1024;
 constexpr long long oldest_version = 2 * 65536 + 4;
+constexpr std::int32_t code_busy = 503;  // the service asks to come back later
 
 // Reads one number as "%d" does, huge ones held at the 32-bit limits. False when there is none.
 bool read_number(const char*& text, long long& value) {
@@ -31,41 +32,45 @@ bool is_supported_version(const char* text) {
     return major * 65536 + minor >= oldest_version;
 }
 
-}  // namespace
+void on_subscribe_response(agent_parts& agent, const json_reader& message) {
+    const char* status = message.get_string("status");
+    if (!status) return;
+    if (std::strcmp(status, "success") == 0)
+        agent.life.handle(life_event::accepted, &message);
+    else
+        agent.life.handle(message.get_int("code") == code_busy ? life_event::busy : life_event::refused);
+}
 
 // One row per command of the service, in the order of comparison.
-struct rrm_worker::command_row {
+struct command_row {
     const char* cmd;
     bool needs_hostapd;
-    void (rrm_worker::*handler)(const json_reader&);  // null: not supported
-    const char* refusal;                              // logged when not acted on
-
-    static const command_row table[];
+    void (*handler)(agent_parts& agent, const json_reader& message);  // null: not supported
+    const char* refusal;                                              // logged when not acted on
 };
 
-constexpr rrm_worker::command_row rrm_worker::command_row::table[] = {
-    {"rrm-info", true, &rrm_worker::apply_config, "Ignoring rrm-info because hostapd is not running\n"},
-    {"rrm-update", true, &rrm_worker::process_rrm_update, "Ignoring rrm-update because hostapd is not running\n"},
+constexpr command_row commands[] = {
+    {"rrm-info", true, [](agent_parts& agent, const json_reader& message) { agent.settings.apply_config(message); },
+     "Ignoring rrm-info because hostapd is not running\n"},
+    {"rrm-update", true,
+     [](agent_parts& agent, const json_reader& message) { agent.scans.process_rrm_update(message); },
+     "Ignoring rrm-update because hostapd is not running\n"},
     {"rrm-blacklist", false, nullptr, "Ignoring rrm-blacklist because load balancer is not yet supported\n"},
-    {"rrm-request-mode", true, &rrm_worker::send_mode_response,
+    {"rrm-request-mode", true, [](agent_parts& agent, const json_reader&) { agent.report.send("rrm-mode-response"); },
      "Ignoring rrm-request-mode because hostapd is not running\n"},
-    {"subscribe-response", false, &rrm_worker::on_subscribe_response, nullptr},
+    {"subscribe-response", false, on_subscribe_response, nullptr},
     {"rrm-probe-request", false, nullptr, "Ignoring rrm-probe-request because load balancer is not yet supported\n"},
     {"rrm-disassoc-request", false, nullptr,
      "Ignoring rrm-disassoc-request because load balancer is not yet supported\n"},
     {"rrm-client-assoc-ack", false, nullptr,
      "Ignoring rrm-client-assoc-ack because load balancer is not yet supported\n"},
-    {"fbt-info", false, &rrm_worker::process_fbt_info, nullptr},
-    {"rrm-sta-overload", false, &rrm_worker::on_sta_overload, nullptr},
+    {"fbt-info", false,
+     [](agent_parts& agent, const json_reader& message) { agent.transition.process_fbt_info(message); }, nullptr},
+    {"rrm-sta-overload", false,
+     [](agent_parts& agent, const json_reader& message) { agent.balancing.on_sta_overload(message); }, nullptr},
 };
 
-void rrm_worker::consume(safe_queue& queue) {
-    queue.pop([this](const std::shared_ptr<buffer_info_t>& message) {
-        if (!on_service_message(message)) return;
-        log_debug(process_log, "Pending message for delayed processing\n");
-        pending_.push(message);
-    });
-}
+}  // namespace
 
 bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& message) {
     if (!message || message->size == 0) return false;
@@ -75,7 +80,7 @@ bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& messag
     const char* service = root.get_string("service");
     if (!service) {
         const char* command = root.get_string("command");
-        if (command && std::strcmp(command, "wifi-client-trap") == 0) on_client_event(root);
+        if (command && std::strcmp(command, "wifi-client-trap") == 0) parts_.clients.on_client_event(root);
         return false;
     }
     const bool from_service = std::strcmp(service, "rrm") == 0;
@@ -86,34 +91,34 @@ bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& messag
         if (is_supported_version(root.get_string("version")))
             run_command(root, cmd);
         else
-            send_unsubscribe();
+            parts_.life.handle(life_event::old_version);
     } else if (std::strcmp(service, "internal-ipc") == 0) {
-        if (std::strcmp(cmd, "connected") == 0)
-            on_link_connected();
-        else if (std::strcmp(cmd, "disconnected") == 0)
-            on_link_disconnected();
+        route_link_event(cmd);
     }
     return false;
 }
 
+void rrm_worker::route_link_event(const char* cmd) {
+    if (std::strcmp(cmd, "connected") == 0) {
+        parts_.life.handle(life_event::link_up);
+    } else if (std::strcmp(cmd, "disconnected") == 0) {
+        // What this link still had to say is void. Kept, a deferred scan order would start without a link, the next
+        // drop would cancel its timer, and with the scan flag set for good no message would be handled any more.
+        while (pending_.pop([](const std::shared_ptr<buffer_info_t>&) {})) {
+        }
+        parts_.life.handle(life_event::link_down);
+    }
+}
+
 void rrm_worker::run_command(const json_reader& message, const char* cmd) {
-    for (const command_row& row : command_row::table) {
+    for (const command_row& row : commands) {
         if (std::strcmp(cmd, row.cmd) != 0) continue;
         if (row.handler && (!row.needs_hostapd || driver_.is_hostapd_running()))
-            (this->*row.handler)(message);
+            row.handler(parts_, message);
         else
             log_debug(process_log, "%s", row.refusal);
         return;
     }
 }
-
-void rrm_worker::send_radio_report(const char* cmd) {
-    json_writer message("rrm", cmd, driver_.get_base_mac());
-    message.add_string("domain", domain_.c_str());
-    add_radios(message);
-    send_json(to_service_, message);
-}
-
-void rrm_worker::send_mode_response(const json_reader&) { send_radio_report("rrm-mode-response"); }
 
 }  // namespace ravd

@@ -1,10 +1,9 @@
-// Fast BSS transition: the service's key-holder settings, handed to the network daemon per VAP.
+#include "rrm/fast_transition.h"
+
 #include <cstdio>
 #include <cstring>
 
 #include "core/logger.h"
-#include "rrm/json.h"
-#include "rrm/rrm_worker.h"
 
 namespace ravd {
 namespace {
@@ -23,34 +22,34 @@ const char* rrb_key_of(const json_reader& entry) {
 
 }  // namespace
 
-void rrm_worker::process_fbt_info(const json_reader& message) {
-    log_debug(process_log, "%s corvane_use_80211r = %d\n", "process_fbt_info", use_80211r_);
-    if (!use_80211r_) {
-        driver_.reset_corvane_fbt_params(fbt_reset);
+void fast_transition::process_fbt_info(const json_reader& message) {
+    log_debug(process_log, "%s corvane_use_80211r = %d\n", "process_fbt_info", settings_.use_80211r());
+    if (!settings_.use_80211r()) {
+        context_.driver.reset_corvane_fbt_params(fbt_reset);
         return;
     }
     fbt_reassoc_deadline_ = message.get_int("fbt-reassoc-deadline");
     fbt_over_ds_ = message.get_int("fbt-over-ds") != 0;
-    driver_.begin_corvane_fbt_params();
+    context_.driver.begin_corvane_fbt_params();
     const json_reader vaps = message.child("vaps");
     for (std::int32_t i = 0; i < vap_entry_limit; ++i) {
-        if (progress().cancelled()) return;  // the next request begins anew
-        progress().tick();
+        if (context_.progress.cancelled()) return;  // the next request begins anew
+        context_.progress.tick();
         const json_reader entry = vaps.at(i);
         if (!entry.valid()) break;
         if (!add_fbt_vap(entry)) {
-            driver_.reset_corvane_fbt_params(fbt_reset);
+            context_.driver.reset_corvane_fbt_params(fbt_reset);
             return;
         }
     }
-    driver_.finish_corvane_fbt_params();
+    context_.driver.finish_corvane_fbt_params();
 }
 
 // False when the entry makes the whole message unusable.
-bool rrm_worker::add_fbt_vap(const json_reader& entry) {
+bool fast_transition::add_fbt_vap(const json_reader& entry) {
     const std::int32_t vap = entry.get_int("vap_id");
     const std::int32_t radio = entry.get_int("radio_id");
-    if (!driver_.vap_mac(vap, radio)) return true;  // not active, or no such VAP
+    if (!context_.driver.vap_mac(vap, radio)) return true;  // not active, or no such VAP
 
     json_writer root("fbt", nullptr, nullptr);
     json_writer config(false, root, "ft-config");
@@ -60,7 +59,7 @@ bool rrm_worker::add_fbt_vap(const json_reader& entry) {
     config.add_int("reassociation-deadline", fbt_reassoc_deadline_);
     config.add_int("mobility-domain", entry.get_int("mobility-domain"));
     char ifname[32] = "";
-    driver_.vap_ifname(radio, vap, ifname, sizeof ifname);
+    context_.driver.vap_ifname(radio, vap, ifname, sizeof ifname);
     const char* r0_holder = entry.get_string("r0-key-holder-id");
     const char* r1_holder = entry.get_string("r1-key-holder-id");
     if (!r0_holder || !r1_holder) {
@@ -72,12 +71,12 @@ bool rrm_worker::add_fbt_vap(const json_reader& entry) {
     const json_reader remotes = entry.child("remotes");
     if (!remotes.valid()) return true;
     add_fbt_remotes(remotes, rrb_key_of(entry), config);
-    driver_.add_corvane_fbt_params(ifname, root.text());
+    context_.driver.add_corvane_fbt_params(ifname, root.text());
     return true;
 }
 
 // A remote without one of its identities or keys is left out whole: the network daemon can do nothing with a part.
-void rrm_worker::add_fbt_remotes(const json_reader& remotes, const char* rrb_key, json_writer& parent) {
+void fast_transition::add_fbt_remotes(const json_reader& remotes, const char* rrb_key, json_writer& parent) {
     json_writer macs(false, parent, "mac");
     for (std::int32_t i = 0; i < remote_limit; ++i) {
         const json_reader remote = remotes.at(i);

@@ -1,4 +1,5 @@
-// The subscription to the service: requests with back-off, the answer, the link's ups and downs.
+#include "rrm/subscription.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -6,23 +7,20 @@
 #include <cstring>
 
 #include "core/logger.h"
-#include "rrm/json.h"
-#include "rrm/rrm_worker.h"
+#include "platform/system.h"
+#include "platform/unique_fd.h"
 
 namespace ravd {
 namespace {
 
 constexpr std::int32_t first_backoff_s = 30;
 constexpr std::int32_t longest_backoff_s = 120;
-constexpr std::int32_t code_busy = 503;  // the service asks to come back later
-constexpr std::int32_t fbt_reset_link_lost = 2;
 
 // Leaves an empty file at `path`. Neither follows a link nor truncates what one points to; a directory in its place
 // stays and the marker is missing.
 void create_marker(const std::string& path) {
     unlink(path.c_str());
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-    if (fd != -1) close(fd);
+    const unique_fd marker(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
 }
 
 void add_fixed_text(json_writer& object, const char* key, const char (&field)[32]) {
@@ -34,56 +32,63 @@ void add_fixed_text(json_writer& object, const char* key, const char (&field)[32
 
 }  // namespace
 
-void rrm_worker::send_subscribe_request() {
-    if (!driver_.is_hostapd_running()) {
+subscription::subscription(agent_context& context, configuration& settings, radio_report& report)
+    : context_(context),
+      settings_(settings),
+      report_(report),
+      subscribe_backoff_(first_backoff_s),
+      marker_(sys::device_path("/tmp/.corvane-connected")) {}
+
+void subscription::send_subscribe_request() {
+    if (!context_.driver.is_hostapd_running()) {
         log_debug(process_log, "Not sending subscribe-request because hostapd is not running\n");
         return;
     }
     log_debug(process_log, "Subscribe to RRM service\n");
-    json_writer message("rrm", "subscribe-request", driver_.get_base_mac());
-    message.add_string("domain", domain_.c_str());
+    agent_message message(context_, "subscribe-request");
     message.add_int("ap-mac-count", 16);
     message.add_int("use-wildcard-80211r", 0);
     add_factory_info(message);
-    add_radios(message);
-    send_json(to_service_, message);
+    report_.add_radios(message);
+    send_json(context_.to_service, message);
 }
 
-// A first request, with the retries that follow it.
-void rrm_worker::subscribe_now() {
+void subscription::subscribe_now() {
     send_subscribe_request();
     subscribe_backoff_ = first_backoff_s;
-    arm(timer_subscribe, subscribe_backoff_);
+    context_.timers.arm(timer_subscribe, subscribe_backoff_);
 }
 
-void rrm_worker::retry_subscribe() {
-    remove_timers(timer_subscribe);
-    subscribing_ = true;
+void subscription::retry_subscribe() {
+    context_.timers.cancel(timer_subscribe);
     send_subscribe_request();
-    double_subscribe_backoff();
-    arm(timer_subscribe, subscribe_backoff_);
+    double_backoff();
+    context_.timers.arm(timer_subscribe, subscribe_backoff_);
 }
 
-void rrm_worker::double_subscribe_backoff() {
-    subscribe_backoff_ = std::min(2 * subscribe_backoff_, longest_backoff_s);
+void subscription::double_backoff() { subscribe_backoff_ = std::min(2 * subscribe_backoff_, longest_backoff_s); }
+
+void subscription::wait_longer() {
+    double_backoff();
+    log_debug(process_log, "Reconnect after %d sec\n", subscribe_backoff_);
+    context_.timers.arm(timer_subscribe, subscribe_backoff_);
 }
 
-void rrm_worker::send_unsubscribe() {
+void subscription::send_unsubscribe() {
     log_debug(process_log, "Unsubscribe from RRM service: incorrect version\n");
-    cancel_all_timers();
+    cancel_all_timers(context_.timers);
     log_debug(process_log, "Unsubscribe from RRM service\n");
-    json_writer message("rrm", "unsubscribe-request", driver_.get_base_mac());
-    message.add_string("domain", domain_.c_str());
+    agent_message message(context_, "unsubscribe-request");
     add_factory_info(message);
-    send_json(to_service_, message);
-    send_json(to_service_, json_writer("internal-ipc", "unlink", nullptr));
-    unlink(files_.connected.c_str());
+    send_json(context_.to_service, message);
+    send_json(context_.to_service, json_writer("internal-ipc", "unlink", nullptr));
+    remove_marker();
 }
 
-void rrm_worker::add_factory_info(json_writer& message) {
+void subscription::add_factory_info(json_writer& message) {
     json_writer factory(false, message, "factory");
     const factory_texts none{};
-    const factory_texts* texts = driver_.get_factory_info();
+    const factory_texts* texts = context_.driver.get_factory_info();
     if (!texts) texts = &none;
     add_fixed_text(factory, "board", texts->board);
     add_fixed_text(factory, "hw", texts->hw);
@@ -91,63 +96,20 @@ void rrm_worker::add_factory_info(json_writer& message) {
     add_fixed_text(factory, "mac", texts->base_mac);
 }
 
-void rrm_worker::send_disassoc_all_clients() {
+void subscription::send_disassoc_all_clients() {
     log_debug(process_log, "Send disassoc all clients to server\n");
-    json_writer message("rrm", "rrm-disassoc-all-clients", driver_.get_base_mac());
-    message.add_string("domain", domain_.c_str());
+    agent_message message(context_, "rrm-disassoc-all-clients");
     add_factory_info(message);
-    send_json(to_service_, message);
+    send_json(context_.to_service, message);
 }
 
-void rrm_worker::on_subscribe_response(const json_reader& message) {
-    const char* status = message.get_string("status");
-    if (!status) return;
-    remove_timers(timer_subscribe);
-    subscribing_ = false;
-    if (std::strcmp(status, "success") != 0) {
-        if (message.get_int("code") != code_busy) return;
-        double_subscribe_backoff();
-        log_debug(process_log, "Reconnect after %d sec\n", subscribe_backoff_);
-        subscribing_ = true;
-        arm(timer_subscribe, subscribe_backoff_);
-        return;
-    }
-    subscribed_ = true;
-    if (const char* domain = message.get_string("domain")) domain_ = domain;
-    const json_reader config = message.child("config");
-    if (config.valid()) apply_config(config);
-    create_marker(files_.connected);
+void subscription::accepted(const json_reader& response) {
+    if (const char* domain = response.get_string("domain")) context_.domain = domain;
+    const json_reader config = response.child("config");
+    if (config.valid()) settings_.apply_config(config);
+    create_marker(marker_);
 }
 
-void rrm_worker::on_link_connected() {
-    remove_timers(timer_subscribe);
-    remove_timers(timer_rrm_response);
-    subscribing_ = true;
-    if (driver_.is_hostapd_running())
-        subscribe_now();
-    else
-        log_debug(process_log, "Waiting for hostapd to start before sending subscribe-request\n");
-}
-
-void rrm_worker::on_link_disconnected() {
-    log_debug(process_log, "Disconnected from RRM service - stop all scans and timers\n");
-    cancel_all_timers();
-    // What this link still had to say is void. Kept, a deferred scan order would start without a link, the next drop
-    // would cancel its timer, and with the scan flag set for good no message would be handled any more.
-    while (pending_.pop([](const std::shared_ptr<buffer_info_t>&) {})) {
-    }
-    if (subscribed_) {
-        clear_station_tables();
-        remove_neighbour_reports();
-        driver_.reset_corvane(false);
-        if (use_80211r_) driver_.reset_corvane_fbt_params(fbt_reset_link_lost);
-        driver_.stop_all();
-    }
-    // Its timer is cancelled, subscribed or not.
-    if (driver_.is_scanning()) driver_.stop_scan(active_scan_);
-    subscribed_ = false;
-    subscribing_ = false;
-    unlink(files_.connected.c_str());
-}
+void subscription::remove_marker() { unlink(marker_.c_str()); }
 
 }  // namespace ravd

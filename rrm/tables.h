@@ -7,9 +7,6 @@
 
 namespace ravd {
 
-// Interface names by radio index. No driver has more radios.
-constexpr std::array<const char*, 3> radio_names{"wlan0", "wlan1", "wlan2"};
-
 // What a client event says of its station.
 enum class client_event_kind : std::int32_t { connected = 0, gone = 1, roamed = 2 };
 

@@ -4,17 +4,13 @@
 #include <cstring>
 
 #include "platform/ctree.h"
+#include "platform/monotonic.h"
 #include "platform/system.h"
 
 namespace ravd {
 namespace {
 
 constexpr int longest_wait = 10000000;  // tenths of a second, so that milliseconds fit an int
-
-long long now_ms() {
-    const timespec now = sys::monotonic_now();
-    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
 
 // The message as a tree when it is the awaited answer, else null.
 ctree* match_answer(const bus_message& message, const char* answer) {
@@ -29,7 +25,7 @@ ctree* match_answer(const bus_message& message, const char* answer) {
 
 ctree* wait_bus_answer(bus_endpoint& bus, std::uint64_t request, const char* answer, int timeout) {
     if (request == 0 || timeout <= 0) return nullptr;
-    const long long end = now_ms() + 100LL * std::min(timeout, longest_wait);
+    const std::int64_t end = monotonic_ms() + 100LL * std::min(timeout, longest_wait);
     for (;;) {
         // Looked at before the messages are, so that none that came before the end is missed.
         const bool open = bus.is_open(request);
@@ -38,9 +34,9 @@ ctree* wait_bus_answer(bus_endpoint& bus, std::uint64_t request, const char* ans
             // What comes over a connection that never carried a request of ours answers an earlier one, if any.
             if (message.connection == request || bus.has_sent_over(message.connection))
                 if (ctree* tree = match_answer(message, answer)) return tree;
-            if (now_ms() >= end) return nullptr;
+            if (monotonic_ms() >= end) return nullptr;
         }
-        const long long left = end - now_ms();
+        const std::int64_t left = end - monotonic_ms();
         if (!open || left <= 0) return nullptr;
         (void)sys::wait_readable(bus.descriptor(), static_cast<int>(left));
     }

@@ -59,16 +59,6 @@ bool prepare_directory(const std::string& directory, std::string& error) {
 
 }  // namespace
 
-unique_fd& unique_fd::operator=(unique_fd&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-}
-
-void unique_fd::reset() {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = -1;
-}
-
 bus_registration::bus_registration(std::string directory, int module)
     : directory_(std::move(directory)),
       module_(module),

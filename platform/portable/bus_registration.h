@@ -4,23 +4,9 @@
 #include <memory>
 #include <string>
 
+#include "platform/unique_fd.h"
+
 namespace ravd {
-
-// An open descriptor, closed with its owner.
-class unique_fd {
-  public:
-    explicit unique_fd(int fd = -1) : fd_(fd) {}
-    unique_fd(unique_fd&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-    unique_fd& operator=(unique_fd&& other) noexcept;
-    ~unique_fd() { reset(); }
-
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-    void reset();
-
-  private:
-    int fd_;
-};
 
 // The lock N.lock is held (flock) as long as the object lives; it alone decides who owns N.sock, so that a socket
 // left behind by a crash is simply replaced. The lock file stays: removing it would let two owners hold two files.

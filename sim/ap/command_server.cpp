@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "platform/monotonic.h"
 #include "sim/ap/mibs.h"
 
 namespace ravd::sim {
@@ -88,7 +89,7 @@ command_server::outcome command_server::run_iwpriv(const std::vector<std::string
     if (arguments[2] == "set_mib") {
         const std::size_t equals = arguments[3].find('=');
         const bool known = equals != std::string::npos && set_mib(*radio, ifname, arguments[3].substr(0, equals),
-                                                                  arguments[3].substr(equals + 1), now_ms());
+                                                                  arguments[3].substr(equals + 1), monotonic_ms());
         log_.line("iwpriv", "%s: MIB %s%s", ifname.c_str(), arguments[3].c_str(), known ? "" : " refused");
         return {known ? 0 : 1, known ? "" : "Interface doesn't accept private ioctl...\n"};
     }

@@ -3,16 +3,11 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "platform/system.h"
+#include "platform/monotonic.h"
 
 namespace ravd::sim {
 
-std::int64_t now_ms() {
-    const timespec now = sys::monotonic_now();
-    return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-event_log::event_log(bool quiet) : quiet_(quiet), start_ms_(now_ms()) {}
+event_log::event_log(bool quiet) : quiet_(quiet), start_ms_(monotonic_ms()) {}
 
 void event_log::line(const char* source, const char* format, ...) const {
     if (quiet_) return;
@@ -23,7 +18,7 @@ void event_log::line(const char* source, const char* format, ...) const {
     va_end(arguments);
     for (char* c = text; *c; ++c)
         if (static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f) *c = '.';
-    std::printf("%9.3f %s: %s\n", static_cast<double>(now_ms() - start_ms_) / 1000, source, text);
+    std::printf("%9.3f %s: %s\n", static_cast<double>(monotonic_ms() - start_ms_) / 1000, source, text);
     std::fflush(stdout);
 }
 

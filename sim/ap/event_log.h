@@ -16,7 +16,4 @@ class event_log {
     std::int64_t start_ms_;
 };
 
-// CLOCK_MONOTONIC of the kernel port.
-std::int64_t now_ms();
-
 }  // namespace ravd::sim

@@ -6,16 +6,17 @@
 #include <utility>
 #include <vector>
 
+#include "platform/monotonic.h"
 #include "sim/ap/event_log.h"
 
 namespace ravd::sim {
 
 void event_loop::watch(int fd, action run, bool for_writing) { watchers_[fd] = {std::move(run), for_writing}; }
 void event_loop::forget(int fd) { watchers_.erase(fd); }
-void event_loop::after(std::int64_t ms, action run) { timers_.emplace(now_ms() + ms, std::move(run)); }
+void event_loop::after(std::int64_t ms, action run) { timers_.emplace(monotonic_ms() + ms, std::move(run)); }
 
 void event_loop::run_due() {
-    const std::int64_t now = now_ms();
+    const std::int64_t now = monotonic_ms();
     while (!timers_.empty() && timers_.begin()->first <= now) {
         const action run = std::move(timers_.begin()->second);
         timers_.erase(timers_.begin());
@@ -25,7 +26,7 @@ void event_loop::run_due() {
 
 int event_loop::wait_ms() const {
     if (timers_.empty()) return -1;
-    return static_cast<int>(std::clamp<std::int64_t>(timers_.begin()->first - now_ms(), 0, 60000));
+    return static_cast<int>(std::clamp<std::int64_t>(timers_.begin()->first - monotonic_ms(), 0, 60000));
 }
 
 void event_loop::run() {

@@ -2,6 +2,7 @@
 #include <json-c/json.h>
 
 #include "driver/chanspec.h"
+#include "platform/monotonic.h"
 #include "sim/ap/air.h"
 #include "sim/ap/control.h"
 #include "sim/ap/event_log.h"
@@ -68,7 +69,7 @@ json_object* radio_tree(const access_point& ap, const radio_state& radio) {
     add(tree, "sideband", sideband_of(chanspec));
     add(tree, "power", radio.power);
     add_flag(tree, "coex", radio.coex);
-    add_flag(tree, "scanning", scan_running(radio, now_ms()));
+    add_flag(tree, "scanning", scan_running(radio, monotonic_ms()));
     add(tree, "scans", radio.scan.round);
     json_object* vaps = json_object_new_array();
     for (const vap_state& vap : radio.vaps)
@@ -101,7 +102,7 @@ std::string stations_text(const access_point& ap, const station_book& stations) 
                 add(tree, "mac", mac_text(one.is.mac));
                 add(tree, "vap", vap.name);
                 json_object* readings = json_object_new_array();
-                for (const int value : stations.readings(one, now_ms()))
+                for (const int value : stations.readings(one, monotonic_ms()))
                     json_object_array_add(readings, json_object_new_int(value));
                 json_object_object_add(tree, "readings", readings);
                 add_flag(tree, "v", one.is.v);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "platform/monotonic.h"
 #include "sim/ap/air.h"
 #include "sim/ap/command_record.h"
 #include "sim/ap/mibs.h"
@@ -132,7 +133,7 @@ std::optional<wireless_driver::answer> wireless_driver::handle(const radio_reque
 }
 
 radio_reply wireless_driver::perform(const call& what, const radio_request& request, radio_state& radio) {
-    const std::int64_t now = now_ms();
+    const std::int64_t now = monotonic_ms();
     switch (what.what) {
         case call::get:
             return read_mib(request, radio);
@@ -210,7 +211,7 @@ radio_reply wireless_driver::write_mib(const radio_request& request, radio_state
     const std::string text = text_of(request.block);
     const std::size_t equals = text.find('=');
     const bool known = equals != std::string::npos &&
-                       set_mib(radio, request.ifname, text.substr(0, equals), text.substr(equals + 1), now_ms());
+                       set_mib(radio, request.ifname, text.substr(0, equals), text.substr(equals + 1), monotonic_ms());
     log_.line("driver", "%s: MIB %s%s", request.ifname.c_str(), text.c_str(), known ? "" : " refused");
     return known ? done(request) : failed(EINVAL);
 }
@@ -218,7 +219,7 @@ radio_reply wireless_driver::write_mib(const radio_request& request, radio_state
 radio_reply wireless_driver::start_rrm(const radio_request& request, radio_state& radio) {
     const int channel = get_mib(ap_, radio, request.ifname, "rrm_scan_chan").value_or(0);
     if (channel <= 0) return failed(EINVAL);
-    start_rrm_scan(ap_, radio, channel, now_ms());
+    start_rrm_scan(ap_, radio, channel, monotonic_ms());
     log_.line("driver", "%s: RRM scan no. %u, channel %d, %.1f s", radio.name.c_str(), radio.scan.round, channel,
               static_cast<double>(radio.scan.duration_ms) / 1000);
     return done(request);
@@ -231,7 +232,7 @@ radio_reply wireless_driver::transition(const radio_request& request) {
         mac[i] = static_cast<std::uint8_t>(request.block[i]);
     vap_state* vap = ap_.vap_of(request.ifname);
     if (request.length != mac.size()) return failed(EINVAL);
-    if (!vap || !stations_.ask_to_roam(*vap, mac, now_ms())) {
+    if (!vap || !stations_.ask_to_roam(*vap, mac, monotonic_ms())) {
         log_.line("driver", "%s: no station %s to ask", request.ifname.c_str(), mac_text(mac).c_str());
         return failed(ENOENT);
     }

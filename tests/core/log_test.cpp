@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/buffer.h"
+#include "core/dump.h"
 #include "core/logger.h"
 #include "tests/core/log_capture.h"
 

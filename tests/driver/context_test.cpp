@@ -1,6 +1,6 @@
 // The table of radios and VAPs, and what is answered from it and from the configuration.
 #include "driver/converters.h"
-#include "rrm/json.h"
+#include "message/json.h"
 #include "tests/core/log_capture.h"
 #include "tests/driver/access_point.h"
 

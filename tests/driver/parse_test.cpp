@@ -5,10 +5,10 @@
 #include <cstring>
 #include <memory>
 
+#include "core/ifname.h"
 #include "driver/chanspec.h"
 #include "driver/converters.h"
 #include "driver/driver_text.h"
-#include "driver/ifname.h"
 #include "driver/quarn_command.h"
 #include "tests/core/log_capture.h"
 

@@ -12,27 +12,7 @@
 #include "tests/support/fake_bus.h"
 #include "tests/support/fake_system.h"
 
-namespace ravd {
-
-struct worker_test_access {
-    // Seconds until each timer of that id is due.
-    static std::vector<long long> due(abstract_worker& worker, std::int32_t id) {
-        std::vector<long long> all;
-        for (const auto& timer : worker.timers_)
-            if (timer.id == id) all.push_back(timer.due - worker.now_s());
-        return all;
-    }
-};
-
-struct rrm_test_access {
-    static bool subscribed(const rrm_worker& w) { return w.subscribed_; }
-    static bool subscribing(const rrm_worker& w) { return w.subscribing_; }
-    static auto& probes(rrm_worker& w, std::size_t radio) { return w.probe_tables_[radio]; }
-    static auto& blocked(rrm_worker& w, std::size_t radio) { return w.blocked_tables_[radio]; }
-    static void arm(rrm_worker& w, int id, int delay) { w.arm(static_cast<rrm_worker::timer_id>(id), delay); }
-};
-
-namespace testing {
+namespace ravd::testing {
 
 inline const std::string pid_file = "/var/run/hostapd.pid", notify_file = "/tmp/.corvane_notify",
                          marker = "/tmp/.corvane-connected", link_up = "{'service':'internal-ipc','cmd':'connected'}",
@@ -79,7 +59,7 @@ class agent : public ::testing::Test {
         }
         EXPECT_TRUE(!driver.hostapd || system.has_file(pid_file));
         // Else messages would wait for good.
-        EXPECT_TRUE(!driver.hostapd || !driver.scanning || due(1).size() == 1);
+        EXPECT_TRUE(!driver.hostapd || !driver.scanning || due(timer_scan_finished).size() == 1);
     }
     // Lets seconds pass, one turn after each.
     void pass(int seconds) {
@@ -132,10 +112,21 @@ class agent : public ::testing::Test {
         }
         return names;
     }
-    std::vector<long long> due(int id) { return worker_test_access::due(*worker, id); }
-    bool subscribed() const { return rrm_test_access::subscribed(*worker); }
-    bool subscribing() const { return rrm_test_access::subscribing(*worker); }
+    // Seconds until each timer of that id is due.
+    std::vector<long long> due(int id) {
+        std::vector<long long> all;
+        worker->visit_timers([&](std::int32_t of, std::int64_t in) {
+            if (of == id) all.push_back(in);
+        });
+        return all;
+    }
+    // What fills the station tables starts their timer; here it is the test.
+    void count_stations() {
+        worker->add_timer([this] { worker->stations().post_rrm_probe_response(); }, timer_probe_response, 1);
+        worker->add_timer([this] { worker->stations().count_blocked_down(); }, timer_blocked, 1);
+    }
+    bool subscribed() const { return worker->state().subscribed(); }
+    bool subscribing() const { return worker->state().subscribing(); }
 };
 
-}  // namespace testing
-}  // namespace ravd
+}  // namespace ravd::testing

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "driver/driver_interface.h"
-#include "rrm/json.h"
+#include "message/json.h"
 
 namespace ravd::testing {
 

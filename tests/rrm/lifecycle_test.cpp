@@ -72,14 +72,13 @@ TEST_F(lifecycle, notification_files_of_other_kinds) {
 
 TEST_F(lifecycle, probe_report_and_blocked_stations) {
     subscribe();
-    auto& first = rrm_test_access::probes(*worker, 0);
-    auto& second = rrm_test_access::probes(*worker, 1);
+    auto& first = worker->stations().probes(0);
+    auto& second = worker->stations().probes(1);
     first = {{MacAddr{{2, 0, 0, 0, 0, 0xA}}, {0, 3, 1}},
              {MacAddr{{2, 0, 0, 0, 0, 0xB}}, {-55, 2, 4}}};  // VAP 4 has no SSID
     second[MacAddr{{2, 0, 0, 0, 0, 9}}] = {-40, 4, 1};
-    rrm_test_access::blocked(*worker, 1)[MacAddr{{0xAA, 0, 0, 0, 0, 1}}] = 3;
-    rrm_test_access::arm(*worker, 4, 1);
-    rrm_test_access::arm(*worker, 6, 1);
+    worker->stations().blocked(1)[MacAddr{{0xAA, 0, 0, 0, 0, 1}}] = 3;
+    count_stations();
     pass(2);
     EXPECT_EQ(first.size(), 1u);
     EXPECT_EQ(sent() + driver.take_calls(), "");
@@ -92,16 +91,16 @@ TEST_F(lifecycle, probe_report_and_blocked_stations) {
     pass(1);
     EXPECT_NE(sent().find("'radios':[{'id':1,'probe-list':[{'mac':'02:00:00:00:00:09','ssid':'guest','rssi':-40}]}]}"),
               std::string::npos);
-    EXPECT_EQ(due(4), std::vector{1LL});
+    EXPECT_EQ(due(timer_probe_response), std::vector{1LL});
     pass(1);
-    EXPECT_TRUE(due(4).empty() && due(6).empty());
+    EXPECT_TRUE(due(timer_probe_response).empty() && due(timer_blocked).empty());
     for (const bool link : {false, true}) {  // what ends takes them along
         subscribe();
         second[MacAddr{}] = {-40, 90, 1};
-        rrm_test_access::blocked(*worker, 1)[MacAddr{}] = 3;
+        worker->stations().blocked(1)[MacAddr{}] = 3;
         system.remove_file(link ? "/none" : pid_file);
         link ? service(link_down) : turn();
-        EXPECT_TRUE(second.empty() && rrm_test_access::blocked(*worker, 1).empty()) << link;
+        EXPECT_TRUE(second.empty() && worker->stations().blocked(1).empty()) << link;
     }
 }
 
@@ -188,9 +187,9 @@ TEST_F(lifecycle, random_stories) {
                     pass(pick(4) ? pick(4) : pick(70));
             }
             look();
-            for (const int id : {0, 1, 2, 4, 5, 6})
-                ASSERT_LE(due(id).size(), 1u) << id;
-            ASSERT_TRUE(!driver.hostapd || subscribing() == (due(2).size() == 1));
+            for (int id = 0; id < timer_count; ++id)
+                ASSERT_TRUE(id == timer_rrm_response || due(id).size() <= 1) << id;
+            ASSERT_TRUE(!driver.hostapd || subscribing() == (due(timer_subscribe).size() == 1));
             ASSERT_TRUE(link || !driver.hostapd || !driver.scanning);
             ASSERT_EQ(subscribed(), is_subscribed);
             ASSERT_EQ(subscribing(), is_subscribing);

@@ -27,9 +27,9 @@ TEST_F(agent, keeps_the_protocol) {
         from(from_bus,
              "{'command':'wifi-client-trap','event':{'type':'" + std::string(type) +
                  "','dev':'wlan0-va1','mac':'02:00:00:00:00:01','ssid':'s','target-mac':'02:00:00:00:00:02'}}");
-    rrm_test_access::probes(*worker, 0)[MacAddr{}] = {-40, 0, 1};
-    rrm_test_access::arm(*worker, 4, 0);
-    turn();
+    worker->stations().probes(0)[MacAddr{}] = {-40, 0, 1};
+    count_stations();
+    pass(1);
     system.remove_file(pid_file);
     turn();
     service("{'service':'rrm','cmd':'x'}");

@@ -1,5 +1,6 @@
 // Device stories, told in stories/*.story line by line: what happens, and what the agent must have made of it. See
 // stories/README.md for the words.
+#include <algorithm>
 #include <fstream>
 #include <iomanip>
 #include <iterator>
@@ -29,6 +30,15 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
         return value;
     }
 
+    // Names of the agent's timers, by id.
+    static timer_id next_timer(fields in) {
+        const char* const names[] = {"launch", "round", "subscribe", "response", "probes", "config", "blocked"};
+        const std::string name = next<std::string>(in);
+        const auto at = std::find(std::begin(names), std::end(names), name);
+        EXPECT_NE(at, std::end(names)) << name;
+        return static_cast<timer_id>(at - std::begin(names));
+    }
+
     std::map<std::string, std::string> names;
     std::optional<log_capture> log;
     rrm_sta_s roamer;
@@ -47,8 +57,9 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
         {"drop", [this](text, fields) { sent(), driver.take_calls(); }},
         {"arm",
          [this](text, fields in) {
-             const int id = next<int>(in);
-             rrm_test_access::arm(*worker, id, next<int>(in));
+             const timer_id id = next_timer(in);
+             const auto due = [this, id] { id == timer_rrm_response ? worker->scans().rrm_response_due() : void(); };
+             worker->add_timer(due, id, next<int>(in));
          }},
         {"hostapd",
          [this](text what, fields) {
@@ -123,7 +134,7 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
          }},
         {"due",
          [this](text, fields in) {
-             const int id = next<int>(in);
+             const timer_id id = next_timer(in);
              EXPECT_EQ(due(id), std::vector<long long>(std::istream_iterator<long long>(in), {}));
          }},
         {"state",

@@ -37,7 +37,7 @@ logs Disconnected from hostapd
 calls
 # timers run while the pid file is waited for, too
 listen debug
-arm 3 0
+arm response 0
 pass
 logs Not sending rrm-response because hostapd is not running
 
@@ -52,23 +52,23 @@ names rrm-config-changed
 notify config_updated
 pass
 names rrm-config-changed
-arm 0 50
-arm 1 50
-arm 2 50
-arm 3 50
-arm 4 50
-arm 5 50
-arm 6 50
+arm launch 50
+arm round 50
+arm subscribe 50
+arm response 50
+arm probes 50
+arm config 50
+arm blocked 50
 hostapd stops
 sends rrm-disassoc-all-clients "factory":{"board":"board-1","hw":"hw-2","serial":"77777777777777777777777777777777","mac":"02:00:00:00:00:10"}
 sends
-due 0
-due 1
-due 2
-due 3
-due 4
-due 5
-due 6
+due launch
+due round
+due subscribe
+due response
+due probes
+due config
+due blocked
 hostapd starts
 drop
 service {"service":"internal-ipc","cmd":"disconnected"}

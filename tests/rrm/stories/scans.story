@@ -42,35 +42,35 @@ sends
 order rrm-update "rrm-scan-delay":2
 pass 1
 sends rrm-response $radios,"rf-environment":[[$second]]
-due 0 1
+due launch 1
 # that report took all
-arm 3 0
+arm response 0
 pass
 sends rrm-response $radios,"rf-environment":[]
 # a delay beyond all reason is held; a negative one is none
 order rrm-update "rrm-scan-delay":2147483647
-due 0 1000000
+due launch 1000000
 order rrm-update "rrm-scan-delay":-5,"quarn-rrm-scanning":1
-due 0
+due launch
 pass 4
 sends rrm-response $radios,"rf-environment":[]
 # a start of hostapd ends the scan, not its timer; the next order begins anew
 order rrm-update "x":0
 pass 4
 hostapd starts
-due 1 4
+due round 4
 order rrm-update "rrm-scan-delay":10
-due 1
+due round
 drop
 pass 10
-due 1 4
+due round 4
 pass 19
 names
 pass 1
 names rrm-response
 # gone under a report that is due
 hostapd stops
-arm 3 0
+arm response 0
 drop
 listen debug
 pass

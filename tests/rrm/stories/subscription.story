@@ -8,45 +8,45 @@ service $up
 logs Waiting for hostapd to start before sending subscribe-request
 names
 state 1 0
-due 2
+due subscribe
 # both notifications: one message
 notify config_updated
 hostapd starts
 names subscribe-request
-due 2 30
+due subscribe 30
 # no status: nothing
 order subscribe-response "code":503
 state 1 0
-due 2 30
+due subscribe 30
 order subscribe-response "status":"busy","code":503
 logs Reconnect after 60 sec
 state 1 0
-due 2 60
+due subscribe 60
 order subscribe-response "status":"busy","code":503
-due 2 120
+due subscribe 120
 order subscribe-response "status":"busy","code":503
-due 2 120
+due subscribe 120
 names
 order subscribe-response "status":"refused","code":500
 state 0 0
-due 2
+due subscribe
 # an earlier report is void
-arm 3 50
+arm response 50
 service $up
-due 3
+due response
 names subscribe-request
 order subscribe-response "status":"success"
 state 0 1
-due 2
+due subscribe
 hostapd starts
 names rrm-config-changed
 service $down
 state 0 0
-due 2
+due subscribe
 # while nobody answers
 service $up
 names subscribe-request
-due 2 30
+due subscribe 30
 pass 29
 names
 pass 1

@@ -14,12 +14,12 @@ names rrm-mode-response
 bye = "factory":{"board":"board-1","hw":"hw-2","serial":"77777777777777777777777777777777","mac":"02:00:00:00:00:10"}
 unlink = {"version":"2.4","service":"internal-ipc","cmd":"unlink"}
 state 0 1
-arm 5 50
+arm config 50
 service $mode"2.3"}
 sends unsubscribe-request $bye
 sends $unlink
 marker 0
-due 5
+due config
 service $mode"1.9"}
 sends unsubscribe-request $bye
 sends $unlink

@@ -1,0 +1,98 @@
+#include "daemon/run_modes.h"
+
+#include <unistd.h>
+
+#include <memory>
+
+#include "core/safe_queue.h"
+#include "daemon/agent_config.h"
+#include "daemon/run_flags.h"
+#include "daemon/worker_group.h"
+#include "driver/driver_realtek.h"
+#include "ipc/ipc_worker.h"
+#include "link/websock_worker.h"
+#include "platform/system.h"
+#include "rrm/rrm_worker.h"
+
+namespace ravd {
+namespace {
+
+// Module numbers of the IPC worker on the bus.
+constexpr std::int32_t roaming_bus_module = 2;
+constexpr std::int32_t agent_bus_module = 31;
+
+std::unique_ptr<websock_worker> make_link(const agent_config& config, const link_config& link, safe_queue& to_service,
+                                          safe_queue& from_service, const run_flag& running, int mode) {
+    apply_log_mask(config);
+    return std::make_unique<websock_worker>(to_service, from_service, link.host, link.path,
+                                            static_cast<std::uint32_t>(link.port), &running,
+                                            link.initial_connection_delay, link.max_connection_delay, mode);
+}
+
+std::unique_ptr<ipc_worker> make_bus(const agent_config& config, const run_flag& running, std::int32_t module_id,
+                                     safe_queue& out_queue, safe_queue& in_queue) {
+    apply_log_mask(config);
+    return std::make_unique<ipc_worker>(&running, module_id, out_queue, in_queue);
+}
+
+// What notified the agent before this start no longer counts.
+void remove_marker_files() {
+    for (const char* path :
+         {"/tmp/.corvane_notify_config_updated", "/tmp/.corvane_notify_timezone_changed", "/tmp/.corvane-connected"})
+        unlink(sys::device_path(path).c_str());
+}
+
+}  // namespace
+
+int run_roaming_mode(const agent_config& config) {
+    safe_queue to_service;    // ipc_worker -> websock_worker
+    safe_queue from_service;  // websock_worker -> ipc_worker
+
+    auto link = make_link(config, config.links[roam_link], to_service, from_service, roam_link_running, roaming_mode);
+    auto bus = make_bus(config, roam_bus_running, roaming_bus_module, to_service, from_service);
+
+    apply_log_mask(config);
+    worker_group threads;
+    threads.start(*bus);
+    threads.start(*link);
+    threads.wait();
+
+    bus->join();
+    bus.reset();
+    link->join();
+    link.reset();
+    return 0;
+}
+
+int run_agent_mode(const agent_config& config) {
+    safe_queue to_service;    // rrm_worker -> websock_worker
+    safe_queue from_service;  // websock_worker -> rrm_worker
+    safe_queue to_bus;        // rrm_worker -> ipc_worker
+    safe_queue from_bus;      // ipc_worker -> rrm_worker
+
+    driver_realtek& driver = realtek_driver(&agent_running);
+    auto link =
+        make_link(config, config.links[corvane_link], to_service, from_service, agent_link_running, corvane_mode);
+    apply_log_mask(config);
+    auto rrm = std::make_unique<rrm_worker>(&agent_running, driver, config.links[corvane_link].location, from_service,
+                                            to_service, from_bus, to_bus);
+    remove_marker_files();
+    auto bus = make_bus(config, agent_running, agent_bus_module, from_bus, to_bus);
+
+    apply_log_mask(config);
+    worker_group threads;
+    threads.start(*bus);
+    threads.start(*link);
+    threads.start(*rrm);
+    threads.wait();
+
+    rrm->join();
+    link->join();
+    bus->join();
+    bus.reset();
+    rrm.reset();
+    link.reset();
+    return 0;
+}
+
+}  // namespace ravd

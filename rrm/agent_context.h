@@ -1,0 +1,41 @@
+// What every part of the agent works with.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "core/activity.h"
+#include "core/safe_queue.h"
+#include "driver/driver_interface.h"
+#include "message/json.h"
+#include "rrm/agent_timers.h"
+
+namespace ravd {
+
+// One for all parts, on the worker's thread. What it refers to outlives it.
+struct agent_context {
+    driver_interface& driver;
+    safe_queue& to_service;
+    agent_timers& timers;
+    activity& progress;
+    std::string domain;  // RRM domain in every message
+
+    // Never above the number of radio names.
+    std::int32_t radio_count() const;
+    // Calls back with the name of each VAP that has 802.11k/v switched on.
+    void for_each_kv_vap(const std::function<void(const char*)>& visit) const;
+    // Empties the 802.11k lists of those VAPs.
+    void remove_neighbour_reports() const;
+};
+
+// A message to the service: the envelope and the domain.
+class agent_message final : public json_writer {
+  public:
+    agent_message(const agent_context& context, const char* cmd)
+        : json_writer("rrm", cmd, context.driver.get_base_mac()) {
+        add_string("domain", context.domain.c_str());
+    }
+};
+
+}  // namespace ravd

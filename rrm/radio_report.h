@@ -1,0 +1,37 @@
+// What the agent tells about its radios: state, power, channel, locks, VAPs and clients.
+#pragma once
+
+#include "rrm/agent_context.h"
+#include "rrm/configuration.h"
+#include "rrm/life_state.h"
+
+namespace ravd {
+
+class radio_report {
+  public:
+    radio_report(agent_context& context, const life_state& state, const configuration& settings)
+        : context_(context), state_(state), settings_(settings) {}
+
+    // Adds "radios", an object for each radio.
+    void add_radios(json_writer& message);
+    // A message of the radios alone.
+    void send(const char* cmd);
+    void send_config_changed() { send("rrm-config-changed"); }
+    // Sends it in 5 seconds, however often it is asked for meanwhile.
+    void config_changed_soon();
+    // Timer 5.
+    void config_changed_due();
+
+  private:
+    void add_radio_description(json_writer& radios, const char* ifname, std::int32_t radio);
+    void add_vap_description(int vap, const char* ssid, const char* mac, bool kv_enabled, json_writer& vaps,
+                             std::int32_t radio);
+    void add_station_description(const rrm_sta_s& station, json_writer& stations);
+    bool config_switch(const char* path);
+
+    agent_context& context_;
+    const life_state& state_;
+    const configuration& settings_;
+};
+
+}  // namespace ravd

@@ -1,0 +1,88 @@
+#include "rrm/rrm_worker.h"
+
+#include "core/logger.h"
+
+namespace ravd {
+namespace {
+
+constexpr std::uint32_t restart_delay_us = 300000;
+
+}  // namespace
+
+rrm_worker::rrm_worker(const run_flag* running, driver_interface& driver, const char* domain, safe_queue& from_service,
+                       safe_queue& to_service, safe_queue& from_bus, safe_queue& to_bus)
+    : abstract_worker(running, "rrm", 0, restart_delay_us),
+      driver_(driver),
+      from_service_(from_service),
+      from_bus_(from_bus),
+      to_bus_(to_bus),
+      parts_(driver, to_service, *this, progress(), domain),
+      driver_event_callback_([this](const driver_event_desc& event) { parts_.clients.on_driver_event(event); }) {
+    timer_callbacks_[timer_launch_scan] = [this] { parts_.scans.launch_scan(); };
+    timer_callbacks_[timer_scan_finished] = [this] { parts_.scans.scan_finished(); };
+    timer_callbacks_[timer_subscribe] = [this] { parts_.life.handle(life_event::retry_due); };
+    timer_callbacks_[timer_rrm_response] = [this] { parts_.scans.rrm_response_due(); };
+    timer_callbacks_[timer_probe_response] = [this] { parts_.stations.post_rrm_probe_response(); };
+    timer_callbacks_[timer_config_changed] = [this] { parts_.report.config_changed_due(); };
+    timer_callbacks_[timer_blocked] = [this] { parts_.stations.count_blocked_down(); };
+    driver_.set_activity(&progress());
+}
+
+rrm_worker::~rrm_worker() {
+    // The thread has ended; this one must not read the worker's clock, whose last reading may be old by now.
+    driver_.set_activity(nullptr);
+    log_debug(process_log, "rrm_worker: stop\n");
+    cancel_all_timers(*this);
+    parts_.scans.clear_results();
+    parts_.stations.clear();
+    parts_.context.remove_neighbour_reports();
+    driver_.stop_all();
+    driver_.reset_context();
+    parts_.service.remove_marker();
+}
+
+bool rrm_worker::init() {
+    run_timers();
+    if (!parts_.watch.pid_file_exists()) return false;
+    log_debug(process_log, "Connected to hostapd\n");
+    return true;
+}
+
+bool rrm_worker::process() {
+    run_timers();
+    consume(from_service_);
+    consume(from_bus_);
+    if (!driver_.is_scanning()) {
+        pending_.pop([this](const std::shared_ptr<buffer_info_t>& message) {
+            log_debug(process_log, "From pended\n");
+            on_service_message(message);
+        });
+    }
+    driver_.short_sleep(driver_event_callback_);
+    return true;
+}
+
+void rrm_worker::deinit() {
+    log_debug(process_log, "Disconnected from hostapd\n");
+    parts_.watch.end(now_s());
+}
+
+bool rrm_worker::is_alive(const run_flag* running) {
+    return running->load(std::memory_order_relaxed) && parts_.watch.check_notifications(now_s());
+}
+
+void rrm_worker::consume(safe_queue& queue) {
+    queue.pop([this](const std::shared_ptr<buffer_info_t>& message) {
+        if (!on_service_message(message)) return;
+        log_debug(process_log, "Pending message for delayed processing\n");
+        pending_.push(message);
+    });
+}
+
+void rrm_worker::arm(timer_id id, std::int64_t delay_s) {
+    add_timer(timer_callbacks_[static_cast<std::size_t>(id)], id, delay_s);
+}
+
+void rrm_worker::cancel(timer_id id) { remove_timers(id); }
+
+}  // namespace ravd

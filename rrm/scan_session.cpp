@@ -1,0 +1,142 @@
+#include "rrm/scan_session.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/logger.h"
+#include "driver/chanspec.h"
+#include "message/mac_addr.h"
+#include "platform/system.h"
+
+namespace ravd {
+namespace {
+
+constexpr int syslog_informational = 6;
+constexpr std::int32_t longest_delay_s = 1000000;
+constexpr long first_5g_channel = 36;
+constexpr long channel_limit = 65536;  // a scan order has 16 bits for each
+
+void add_heard_bss(json_writer& round, const scan_record& bss, const char* sideband) {
+    json_writer object(false, round, nullptr);
+    object.add_string("bssid", MacAddr{bss.bssid}.to_lower().c_str());
+    object.add_int("rssi", bss.rssi);
+    object.add_int("channel", static_cast<std::int32_t>(bss.channel));
+    object.add_int("tx-power", bss.tx_power);
+    object.add_string("primary-channel", sideband);
+    object.add_int("bandwidth", static_cast<std::int32_t>(bss.bandwidth));
+}
+
+}  // namespace
+
+void scan_session::process_rrm_update(const json_reader& message) {
+    log_debug(process_log, "process_rrm_update:\n");
+    const std::int32_t delay = std::clamp(message.get_int("rrm-scan-delay"), 0, longest_delay_s);
+    const bool rrm_scanning = message.get_int("quarn-rrm-scanning") != 0;
+    active_scan_ = !rrm_scanning;
+    response_delay_ = rrm_scanning ? delay : 0;
+    const char* channels = message.get_string("rrm-scan-channels");
+    parse_scan_channels(channels ? channels : "");
+    context_.timers.cancel(timer_launch_scan);
+    context_.timers.cancel(timer_scan_finished);
+    if (delay < 1)
+        launch_scan();
+    else
+        context_.timers.arm(timer_launch_scan, delay);
+}
+
+// Pieces between single blanks; one that is not a number counts as 0. Numbers that no scan order can carry are left
+// out, so that a hostile list cannot grow the sets.
+void scan_session::parse_scan_channels(const char* text) {
+    scan_channels_2g_.clear();
+    scan_channels_5g_.clear();
+    std::uint32_t pieces = 0;
+    while (*text != '\0') {
+        // strtol alone would look for a number in later pieces, each time to the end of a long run of white space.
+        while (*text != ' ' && std::isspace(static_cast<unsigned char>(*text)))
+            ++text;
+        const long number = *text == ' ' ? 0 : std::strtol(text, nullptr, 10);
+        const char* blank = std::strchr(text, ' ');
+        if (number >= 0 && number < channel_limit)
+            (number < first_5g_channel ? scan_channels_2g_ : scan_channels_5g_)
+                .insert(static_cast<std::uint32_t>(number));
+        if (++pieces % 4096 == 0) context_.progress.tick();
+        if (!blank) break;
+        text = blank + 1;
+    }
+}
+
+void scan_session::launch_scan() {
+    context_.driver.stop_scan(true);
+    start_round(active_scan_);
+    scan_round_ = 0;
+}
+
+// Every start has its timer: without one a scan would go on for good, and with it the deferring of messages.
+void scan_session::start_round(bool active) {
+    sys::system_log(syslog_informational, "Started scan by corvane");
+    std::uint32_t duration_s = 0;
+    context_.driver.start_scan(active, scan_channels_2g_, scan_channels_5g_, duration_s);
+    context_.timers.cancel(timer_scan_finished);
+    context_.timers.arm(timer_scan_finished, duration_s);
+}
+
+void scan_session::scan_finished() {
+    log_debug(process_log, "scan_finished\n");
+    context_.driver.stop_scan(true);
+    if (active_scan_) {
+        // A timer of an earlier scan cannot be left over, but a round beyond the table must not be written either.
+        context_.driver.fill_scan_results(scan_results_[std::min(scan_round_, scan_rounds - 1)]);
+        if (++scan_round_ < scan_rounds) {
+            start_round(true);
+            return;
+        }
+    } else {
+        context_.driver.fill_rrm_scan_results(scan_results_[0]);
+        if (response_delay_ != 0) {
+            context_.timers.arm(timer_rrm_response, response_delay_);
+            return;
+        }
+    }
+    send_rrm_response();
+    clear_results();
+}
+
+void scan_session::rrm_response_due() {
+    context_.timers.cancel(timer_rrm_response);
+    send_rrm_response();
+    clear_results();
+}
+
+void scan_session::send_rrm_response() {
+    if (!context_.driver.is_hostapd_running()) {
+        log_debug(process_log, "Not sending rrm-response because hostapd is not running\n");
+        return;
+    }
+    agent_message message(context_, "rrm-response");
+    report_.add_radios(message);
+    {
+        json_writer environment(true, message, "rf-environment");
+        for (const ap_table& heard : scan_results_) {
+            if (heard.empty()) continue;
+            context_.progress.tick();
+            json_writer round(true, environment, nullptr);
+            for (const scan_record& bss : heard)
+                add_heard_bss(round, bss, sideband_name(bss.sideband, bss.bandwidth));
+        }
+    }
+    send_json(context_.to_service, message);
+}
+
+void scan_session::stop() {
+    if (context_.driver.is_scanning()) context_.driver.stop_scan(active_scan_);
+}
+
+void scan_session::clear_results() {
+    for (ap_table& round : scan_results_)
+        round.clear();
+}
+
+}  // namespace ravd

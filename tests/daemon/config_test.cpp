@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "daemon/agent_config.h"
+#include "daemon/run_flags.h"
+#include "tests/core/log_capture.h"
+
+namespace ravd {
+namespace {
+
+using namespace std::string_literals;
+using testing::fake_system;
+
+std::string describe(const link_config& link) {
+    if (!link.enabled) return "-";
+    return std::string(link.host) + " " + std::to_string(link.port) + " " + link.path;
+}
+
+agent_config read_options(std::vector<const char*> options) {
+    options.insert(options.begin(), "ravd");
+    options.push_back(nullptr);
+    agent_config config;
+    read_agent_config(static_cast<int>(options.size()) - 1, const_cast<char**>(options.data()), config);
+    return config;
+}
+
+agent_config read_text(const std::string& text) {
+    fake_system::get().write_file("/ravd.conf", text);
+    return read_options({"-f", (fake_system::get().root() + "/ravd.conf").c_str()});
+}
+
+TEST(Config, ServiceUrls) {
+    const char* cases[] = {"ws://server:8080/api -> server 8080 /api",
+                           "h:9000/p/q?x=1:2 -> h 9000 /p/q?x=1:2",
+                           "ws://h:80/p\r -> h 80 /p",
+                           ":/ ->  0 /",
+                           "h:x/p -> h 0 /p",
+                           "h:99999999999999999999/p -> h 2147483647 /p",
+                           "h/a:1/b -> h/a 1 /b",
+                           "ws://server/api -> -",
+                           "server:8080 -> -",
+                           "WS://h:80/p -> -",
+                           "://h:80/p -> -",
+                           "h:1/p://x -> -"};
+    for (const std::string text : cases) {
+        const std::size_t arrow = text.find(" -> ");
+        const agent_config config = read_text("CORVANE_service_url=" + text.substr(0, arrow) + "\n");
+        EXPECT_EQ(describe(config.links[corvane_link]), text.substr(arrow + 4)) << text;
+        EXPECT_EQ(describe(config.links[roam_link]), "-") << text;
+    }
+}
+
+TEST(Config, Lines) {
+    const std::string long_name(300, 'x');
+    const struct {
+        std::string text;
+        const char* links;     // roaming, corvane
+        std::string settings;  // location, delays, mask
+    } cases[] = {
+        {"", "-,-", "default-rrm-domain 0 0 0"},
+        {"roam_service_url=a:1/x\ncorvane_service_url=b:2/y", "a 1 /x,b 2 /y", "default-rrm-domain 0 0 0"},
+        {"roam_service_url = ws://h:1/x\n roam_service_url=h:1/x\n#\n", "-,-", "default-rrm-domain 0 0 0"},
+        {"roam_service_url=a:1/x\nroam_service_url=ws://b\n", "a 1 /x,-", "default-rrm-domain 0 0 0"},
+        {"ap_location=one\nroam_service_url=a:1/x\ncorvane_service_url=wss://h:4/p\nap_location=two\n", "a 1 /x,-",
+         "one 0 0 0"},
+        {"Ap_Location=here and there\r\nINITIAL_CONNECTION_DELAY=10s\r\nmax_connection_delay=60\r\n", "-,-",
+         "here and there 10 60 0"},
+        {"ap_location=\ninitial_connection_delay=-1\nmax_connection_delay=99999999999999999999999\n", "-,-",
+         " 1000000 1000000 0"},
+        {"log_level=0x0F", "-,-", "default-rrm-domain 0 0 15"},
+        {"log_level=99999999999999999999\n", "-,-", "default-rrm-domain 0 0 4294967295"},
+        // A piece of a line holds 254 bytes.
+        {"ap_location=" + long_name + "\n", "-,-", std::string(242, 'x') + " 0 0 0"},
+        {std::string(254, '#') + "ap_location=two\n", "-,-", "two 0 0 0"},
+        {std::string(10240, 'x') + "\nap_location=after\n", "-,-", "after 0 0 0"},
+        {"\0\xFF\x01log_level=8\nap_location=ok\0ko\nlog_level=1\n"s, "-,-", "ok 0 0 1"},
+    };
+    for (const auto& c : cases) {
+        const agent_config config = read_text(c.text);
+        EXPECT_EQ(describe(config.links[0]) + "," + describe(config.links[1]), c.links) << c.text;
+        for (const link_config& link : config.links)
+            EXPECT_EQ(std::string(link.location) + " " + std::to_string(link.initial_connection_delay) + " " +
+                          std::to_string(link.max_connection_delay) + " " + std::to_string(config.log_mask),
+                      c.settings)
+                << c.text;
+    }
+}
+
+TEST(Config, OptionsAreDefaultsThatAUrlReplaces) {
+    const std::string name(300, 'n');
+    fake_system::get().write_file("/one.conf", "roam_service_url=h:1/x\nlog_file=/var/log/x.log\r\n");
+    const std::string path = fake_system::get().root() + "/one.conf";
+    const agent_config config =
+        read_options({"-P", "77", "-d", name.c_str(), "-f", "/none", "-p", name.c_str(), "-f", path.c_str()});
+    EXPECT_EQ(describe(config.links[roam_link]), "h 1 /x");
+    EXPECT_EQ(config.links[corvane_link].host, name.substr(0, 255));
+    EXPECT_EQ(config.links[corvane_link].path, name.substr(0, 255));
+    EXPECT_EQ(config.links[corvane_link].port, 77);
+    EXPECT_EQ(process_log.file, "/var/log/x.log");
+    process_log.file.clear();
+
+    set_run_flags(config);
+    EXPECT_TRUE(roam_bus_running && roam_link_running && !agent_running && !agent_link_running);
+    EXPECT_STREQ(read_options({}).links[0].location, "");
+    for (const std::string& unreadable : {"/none/such"s, fake_system::get().root()})
+        EXPECT_STREQ(read_options({"-f", unreadable.c_str()}).links[0].location, "default-rrm-domain");
+}
+
+TEST(Config, RejectedSchemeIsLoggedUnlessALevelCameFirst) {
+    testing::log_capture log(0);
+    read_text("corvane_service_url=wss://h:443/p\n");
+    EXPECT_EQ(log.count("Proto wss is invalid\n"), 1);
+    read_text("log_level=7\ncorvane_service_url=wss://h:443/p\n");
+    EXPECT_EQ(log.count("Proto wss is invalid\n"), 1);
+}
+
+}  // namespace
+}  // namespace ravd
