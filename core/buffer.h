@@ -12,6 +12,7 @@ namespace ravd {
 struct buffer_info_t {
     char* data = nullptr;    // malloc'ed, owned; followed by one NUL byte when not null
     std::uint32_t size = 0;  // bytes, the NUL not counted
+    bool internal = false;   // made by a worker of this process, not taken from outside
 
     buffer_info_t() = default;
     buffer_info_t(const buffer_info_t&) = delete;

@@ -57,6 +57,12 @@ class SafeQueue {
         return true;
     }
 
+    // Items that wait. The other side may change it at once.
+    std::size_t size() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return items_.size();
+    }
+
     // Replaces the callback that push runs. An empty one is a no-op.
     void set_notify(std::function<void()> callback) {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -67,7 +73,7 @@ class SafeQueue {
     std::function<void()> notify;
     std::deque<T> items_;
     std::size_t held_ = 0;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
 };
 
 class safe_queue : public SafeQueue<std::shared_ptr<buffer_info_t>> {

@@ -67,7 +67,7 @@ void abstract_worker::run() {
             active_ = initialized_;
             while (active_ && is_alive(running_)) {
                 now_s();
-                if (process() && poll_timeout_us_ > 0 && event_fd_ != -1) wait_for_event();
+                if (process() && poll_timeout_us_ > 0 && event_fd_ != -1) wait_for_event(poll_timeout_us_ / 1000);
             }
             if (initialized_) {
                 deinit();
@@ -83,11 +83,22 @@ void abstract_worker::run() {
     pulse_.stop();
 }
 
-void abstract_worker::wait_for_event() {
-    if (sys::wait_readable(event_fd_, poll_timeout_us_ / 1000) != 1) return;
+void abstract_worker::wake() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = event_fd_ != -1 ? write(event_fd_, &one, sizeof one) : 0;
+}
+
+void abstract_worker::wait_for_event(int timeout_ms) {
+    if (sys::wait_readable(event_fd_, timeout_ms) != 1) return;
     std::uint64_t count;
     // Nobody else reads the counter, so this does not block; a failure leaves it for the next turn.
     [[maybe_unused]] const ssize_t got = read(event_fd_, &count, sizeof count);
+}
+
+int abstract_worker::until_next_timer_ms(int longest) {
+    if (timers_.empty()) return longest;
+    const std::int64_t wait_s = std::max<std::int64_t>(timers_.front().due - now_s(), 0);
+    return static_cast<int>(std::min<std::int64_t>(wait_s * 1000, longest));
 }
 
 void abstract_worker::add_timer(callback run, std::int32_t id, std::int64_t delay_s) {

@@ -60,6 +60,8 @@ class abstract_worker {
     void run_timers();
     // Calls back for each timer that waits: its id, and the seconds until it is due.
     void visit_timers(const std::function<void(std::int32_t, std::int64_t)>& visit);
+    // Ends the worker's wait for events, the present or the next one. From any thread.
+    void wake();
     // Seconds of the monotonic clock, and the watchdog: a gap of more than 10 s since the last reading, kept in
     // `last`, or a clock that went back, ends the process with status 255 after 11 log lines.
     static std::int64_t time_monotonic(timespec& last);
@@ -74,6 +76,10 @@ class abstract_worker {
     const char* name() const { return name_; }
     const run_flag* running() const { return running_; }
     int event_fd() const { return event_fd_; }
+    // Waits at most `timeout_ms` for wake(), and takes what called.
+    void wait_for_event(int timeout_ms);
+    // Milliseconds until the next timer is due, `longest` at most.
+    int until_next_timer_ms(int longest);
 
     bool active_ = false;       // the current init/process cycle goes on; clear it to force a restart cycle
     bool initialized_ = false;  // result of the last init, cleared by deinit
@@ -96,8 +102,6 @@ class abstract_worker {
       private:
         abstract_worker& worker_;
     };
-
-    void wait_for_event();
 
     const run_flag* running_;
     const char* name_;
