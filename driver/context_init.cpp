@@ -12,8 +12,24 @@ void driver_realtek::reset_context() { table_.reset(); }
 void driver_realtek::init_interface_context() {
     if (!running_->load(std::memory_order_relaxed)) return;
     log_info(process_log, "Attempt to initialize interface_context...\n");
-    for (int radio = 0; radio < radio_count(); ++radio)
-        init_radio(radio, *table_.get_radio(radio));
+    const std::uint32_t unanswered_before = unanswered();
+    {
+        // A configuration service that hangs must not keep the agent for two seconds a setting.
+        const series one_task(*this);
+        for (int radio = 0; radio < radio_count(); ++radio)
+            init_radio(radio, *table_.get_radio(radio));
+    }
+    context_incomplete_ = unanswered() != unanswered_before;
+}
+
+bool driver_realtek::context_incomplete() { return context_incomplete_; }
+
+bool driver_realtek::refill_context() {
+    const radio_table before = table_;
+    table_.reset();
+    init_interface_context();
+    if (context_incomplete_) table_ = before;
+    return !(table_ == before);
 }
 
 void driver_realtek::init_radio(std::int32_t radio_id, interface_context& radio) {

@@ -57,6 +57,10 @@ class driver_interface : public ipc_helper {
     virtual void init_interface_context() = 0;
     // Empties that table.
     virtual void reset_context() = 0;
+    // Whether the table was filled while configuration requests stayed without an answer: it may say too little.
+    virtual bool context_incomplete() = 0;
+    // Fills the table anew. While requests still stay without an answer it is left as it is. True when it differs.
+    virtual bool refill_context() = 0;
     virtual void set_hostapd_running(bool running) = 0;
     virtual bool is_hostapd_running() = 0;
     virtual bool is_scanning() = 0;

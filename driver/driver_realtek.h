@@ -44,6 +44,8 @@ class driver_realtek final : public driver_interface {
     void stop_all() override;
     void init_interface_context() override;
     void reset_context() override;
+    bool context_incomplete() override;
+    bool refill_context() override;
     void set_hostapd_running(bool running) override;
     bool is_hostapd_running() override;
     bool is_scanning() override;
@@ -166,6 +168,7 @@ class driver_realtek final : public driver_interface {
     std::string base_mac_;  // terminated copy of the factory text
     bool scan_in_progress_ = false;
     bool hostapd_running_ = false;
+    bool context_incomplete_ = false;
     radio_table table_;
 };
 

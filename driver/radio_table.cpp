@@ -1,5 +1,7 @@
 #include "driver/radio_table.h"
 
+#include <tuple>
+
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "message/mac_addr.h"
@@ -15,9 +17,22 @@ std::string vap_address(MacAddr base, std::uint32_t number) {
     return base.to_lower();
 }
 
+auto fields(const vap_record& vap) {
+    return std::tie(vap.name, vap.mac, vap.ssid, vap.captive_portal, vap.active, vap.enterprise, vap.kv_enabled);
+}
+
+auto fields(const interface_context& radio) {
+    return std::tie(radio.vaps, radio.name, radio.up, radio.vap_base, radio.vap_span, radio.wds_enabled,
+                    radio.obss_coex, radio.country, radio.tx_power_max, radio.tx_power_min, radio.bandwidth,
+                    radio.band);
+}
+
 bool in_range(std::int32_t number, std::int32_t limit) { return number >= 0 && number < limit; }
 
 }  // namespace
+
+bool operator==(const vap_record& a, const vap_record& b) { return fields(a) == fields(b); }
+bool operator==(const interface_context& a, const interface_context& b) { return fields(a) == fields(b); }
 
 void radio_table::fill_names(const char* base_mac) {
     MacAddr base;
@@ -53,6 +68,8 @@ void radio_table::reset() {
         }
     }
 }
+
+bool radio_table::operator==(const radio_table& other) const { return radios_ == other.radios_; }
 
 const interface_context* radio_table::get_radio(std::int32_t radio_id) const {
     if (in_range(radio_id, radio_limit)) return &radios_[static_cast<std::size_t>(radio_id)];

@@ -39,6 +39,9 @@ struct interface_context {
     std::uint32_t band = 0;       // GHz, 2 or 5; 0 while not known
 };
 
+bool operator==(const vap_record& a, const vap_record& b);
+bool operator==(const interface_context& a, const interface_context& b);
+
 class radio_table {
   public:
     // Names, address blocks, VAP addresses and power defaults. `base_mac` is the factory text, zero-terminated; one
@@ -46,6 +49,8 @@ class radio_table {
     void fill_names(const char* base_mac);
     // Empties what init_interface_context fills. Names, addresses and countries stay.
     void reset();
+
+    bool operator==(const radio_table& other) const;
 
     // Null, with an error in the log, when the number is out of range.
     interface_context* get_radio(std::int32_t radio_id);

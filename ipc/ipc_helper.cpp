@@ -62,7 +62,15 @@ bool ipc_helper::open_bus() {
 }
 
 ctree* ipc_helper::send_request(const ctree* tree, const char* answer, int destination, const char* error_text) {
-    if (cancelled() || !tree || !open_bus()) return nullptr;
+    if (cancelled() || !tree) return nullptr;
+    const bool given_up = unanswered_limit_ && unanswered_ >= *unanswered_limit_;
+    ctree* received = given_up ? nullptr : exchange(tree, answer, destination, error_text);
+    if (!received) ++unanswered_;
+    return received;
+}
+
+ctree* ipc_helper::exchange(const ctree* tree, const char* answer, int destination, const char* error_text) {
+    if (!open_bus()) return nullptr;
     const ctree_text text(ctree_serialize_compact(tree));
     if (!text) return nullptr;
     tick();

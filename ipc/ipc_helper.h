@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -54,6 +55,25 @@ class ipc_helper {
     }
     bool cancelled() const { return progress_ && progress_->cancelled(); }
 
+    // Requests without an answer since the helper was made, those included that a series left unsent.
+    std::uint32_t unanswered() const { return unanswered_; }
+
+    // While one lives, the requests of its helper are one task: after two without an answer the others fail at once,
+    // unsent. So a neighbour that hangs keeps a task for 4 s, however many requests it has. The outermost one counts.
+    class series {
+      public:
+        explicit series(ipc_helper& helper) : helper_(helper), outer_limit_(helper.unanswered_limit_) {
+            if (!outer_limit_) helper.unanswered_limit_ = helper.unanswered_ + 2;
+        }
+        series(const series&) = delete;
+        series& operator=(const series&) = delete;
+        ~series() { helper_.unanswered_limit_ = outer_limit_; }
+
+      private:
+        ipc_helper& helper_;
+        const std::optional<std::uint32_t> outer_limit_;
+    };
+
     // Reads a configuration value (a sub-tree as its readable text). 0, or -1 with the reason logged.
     int getconf(const char* path, std::string& output);
     // "update-corvane" for an interface. 0 on "ok", else -1. An empty name or list sends nothing.
@@ -74,12 +94,15 @@ class ipc_helper {
     static void pause_100_ms();
 
   private:
+    ctree* exchange(const ctree* tree, const char* answer, int destination, const char* error_text);
     // Log the path, then ask for it. False when it cannot be read, or, for a switch, is not "true".
     bool read_setting(const char* path, std::string& value);
     bool read_switch(const char* path);
 
     mbus_endpoint* bus_ = nullptr;
     std::int32_t timeout_ = 20;  // tenths of a second
+    std::uint32_t unanswered_ = 0;
+    std::optional<std::uint32_t> unanswered_limit_;  // of the series that goes on
     activity* progress_ = nullptr;
     ctree* fbt_request_ = nullptr;  // an "update-corvane-fbt" under construction
 };

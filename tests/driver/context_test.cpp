@@ -67,6 +67,30 @@ TEST_P(either_chip, fills_the_table_when_hostapd_starts) {
     EXPECT_TRUE(!driver->any_vap_active(0) && driver->any_vap_active(1));
 }
 
+TEST_F(access_point, is_filled_again_when_the_configuration_service_was_busy) {
+    start();
+    const radio_table whole = driver->table();
+    EXPECT_FALSE(driver->context_incomplete());
+    // A service that hangs costs two waits of 2 s, not one a setting.
+    int answers = 5;
+    bus.on_request = [&answers](int, const std::string&) -> std::optional<std::string> {
+        if (answers-- > 0) return std::nullopt;
+        return "";
+    };
+    const double began = system.now_s();
+    start();
+    EXPECT_TRUE(driver->context_incomplete());
+    EXPECT_NEAR(system.now_s() - began, 4, 0.5);
+    const radio_table part = driver->table();
+    EXPECT_FALSE(part == whole);
+    EXPECT_FALSE(driver->refill_context());
+    EXPECT_TRUE(driver->table() == part && driver->context_incomplete());
+    bus.on_request = nullptr;
+    EXPECT_TRUE(driver->refill_context());
+    EXPECT_TRUE(driver->table() == whole && !driver->context_incomplete());
+    EXPECT_FALSE(driver->refill_context());
+}
+
 TEST_F(access_point, knows_itself_from_factory_data) {
     EXPECT_STREQ(driver->get_factory_info()->serial, "s");
     const struct {

@@ -35,7 +35,7 @@ class fake_driver final : public driver_interface {
     std::uint32_t scan_duration = 4;
     std::deque<ap_table> heard;  // results of the scans to come
     std::deque<driver_event_desc> events;
-    bool hostapd = false, scanning = false;
+    bool hostapd = false, scanning = false, incomplete = false;
     std::vector<std::string> calls;
     bool record = true;
     std::function<void()> in_call;  // runs within each call that is kept
@@ -92,6 +92,8 @@ class fake_driver final : public driver_interface {
     void reset_corvane(bool keep) override { note("reset_corvane %d", keep); }
     void init_interface_context() override { note("init_context"); }
     void reset_context() override { note("reset_context"); }
+    bool context_incomplete() override { return incomplete; }
+    bool refill_context() override { return note("refill_context") == 0; }
     void set_hostapd_running(bool running) override { note("set_hostapd %d", hostapd = running); }
     bool is_hostapd_running() override { return hostapd; }
     bool is_scanning() override { return scanning; }
