@@ -132,12 +132,11 @@ void read_config_file(const char* path, agent_config& config) {
 void read_agent_config(int argc, char** argv, agent_config& config) {
     process_log.mask = 0xffff;  // so that a rejected URL is seen
     config = {};
-    std::string file;
     optind = 1;
     for (int option; (option = getopt(argc, argv, "f:d:p:P:")) != -1;) {
         switch (option) {
             case 'f':
-                file = optarg;
+                config.file = optarg;
                 break;
             case 'd':
                 for (link_config& link : config.links)
@@ -155,7 +154,7 @@ void read_agent_config(int argc, char** argv, agent_config& config) {
                 std::exit(-1);
         }
     }
-    if (!file.empty()) read_config_file(file.c_str(), config);
+    if (!config.file.empty()) read_config_file(config.file.c_str(), config);
 }
 
 void apply_log_mask(const agent_config& config) { process_log.mask = config.log_mask; }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace ravd {
 
@@ -22,6 +23,7 @@ constexpr int corvane_link = 1;
 struct agent_config {
     link_config links[2];
     std::uint32_t log_mask;
+    std::string file;  // the configuration file that was named; empty: none
 };
 
 // Fills `config` from the command line and the file it names. Meanwhile every log level is on, until a log_level=

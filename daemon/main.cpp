@@ -10,6 +10,7 @@
 
 #include "core/logger.h"
 #include "daemon/agent_config.h"
+#include "daemon/config_judgement.h"
 #include "daemon/run_flags.h"
 #include "daemon/run_modes.h"
 #include "daemon/stop_signal.h"
@@ -17,6 +18,8 @@
 #include "platform/log_target.h"
 #include "platform/quarn_log.h"
 #include "platform/system.h"
+
+using namespace ravd;
 
 namespace {
 
@@ -50,10 +53,17 @@ unsigned random_seed() {
     return seed;
 }
 
+// A line that does not do what its writer wanted would show only in what does not happen.
+void warn_of_config(const agent_config& config) {
+    if (config.file.empty() || !log_enabled(process_log, log_warning_bit)) return;
+    const config_judgement judgement = judge_config_file(config.file.c_str());
+    for (const config_finding& found : judgement.findings)
+        log_warning(process_log, "%s line %d: %s\n", config.file.c_str(), found.line, found.text.c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    using namespace ravd;
     fill_standard_descriptors();
     quarn_log_init_rotate(ident);
     std::srand(random_seed());
@@ -65,6 +75,7 @@ int main(int argc, char** argv) {
     apply_log_mask(config);
     if (!process_log.file.empty() && !log_target_set_file(process_log.file.c_str()))
         log_error(process_log, "Can't open log file %s\n", process_log.file.c_str());
+    warn_of_config(config);
     set_run_flags(config);
     install_stop_handler();
 

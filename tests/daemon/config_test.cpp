@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "daemon/agent_config.h"
+#include "daemon/config_judgement.h"
 #include "daemon/run_flags.h"
 #include "tests/core/log_capture.h"
 
@@ -113,6 +115,55 @@ TEST(Config, RejectedSchemeIsLoggedUnlessALevelCameFirst) {
     EXPECT_EQ(log.count("Proto wss is invalid\n"), 1);
     read_text("log_level=7\ncorvane_service_url=wss://h:443/p\n");
     EXPECT_EQ(log.count("Proto wss is invalid\n"), 1);
+}
+
+TEST(Config, JudgesLinesThatDoNotDoWhatTheirWriterWanted) {
+    const struct {
+        const char* text;
+        std::vector<std::string> found;  // beginnings of the findings, with their lines
+        const char* plan;                // a part of it
+    } cases[] = {
+        {"# ws://h:1/x\n\ncorvane_service_url=h:9000/agent\r\nlog_level=0x3\nlog_file=/l\n",
+         {},
+         "connects to ws://h:9000/agent as an agent of the domain \"default-rrm-domain\", first after up to 0 s, then "
+         "at most every 0 s, and logs errors, warnings to /l."},
+        {"corvane_servise_url=ws://h:1/x\ncolour=blue\nfoo\n",
+         {"1: unknown key \"corvane_servise_url\", so the line is ignored; did you mean corvane_service_url?",
+          "2: unknown key \"colour\", so the line is ignored", "3: no \"=\""},
+         "ends at once"},
+        {" ap_location=x\nlog_level =1\n", {"1: blanks", "2: blanks"}, "ends at once"},
+        {"corvane_service_url=ws://h/x\ncorvane_service_url=ws://h:1\ncorvane_service_url=wss://h:1/x\n",
+         {"1: corvane_service_url: the URL has no port", "1: corvane_service_url stands again in line 2",
+          "2: corvane_service_url: the URL has no path", "2: corvane_service_url stands again in line 3",
+          "3: corvane_service_url: scheme \"wss\" is not ws"},
+         "ends at once"},
+        {"corvane_service_url=h:70000/x\nroam_service_url=h:1/x y\n",
+         {"1: corvane_service_url: port \"70000\" is not", "1: corvane_service_url: not used",
+          "2: roam_service_url: the URL contains blanks"},
+         "bridges ws://h:1/x y"},
+        {"initial_connection_delay=10s\nmax_connection_delay=2000000\nlog_level=debug\nlog_level=31\n",
+         {"1: initial_connection_delay: \"10s\" is not", "2: max_connection_delay: \"2000000\" counts as 1000000 s",
+          "3: log_level: \"debug\" is not a number", "3: log_level stands", "4: log_level: only 1, 2, 4 and 8"},
+         "ends at once"},
+        {"ap_location=home # mine\nlog_file= /l\n", {"1: ap_location: a comment", "2: log_file: the blanks"}, "ends"},
+    };
+    const std::string path = fake_system::get().root() + "/judged.conf";
+    process_log.mask = 5;
+    for (const auto& c : cases) {
+        fake_system::get().write_file("/judged.conf", c.text);
+        const config_judgement judgement = judge_config_file(path.c_str());
+        ASSERT_EQ(judgement.findings.size(), c.found.size()) << c.text;
+        for (std::size_t i = 0; i < c.found.size(); ++i) {
+            const config_finding& found = judgement.findings[i];
+            EXPECT_EQ((std::to_string(found.line) + ": " + found.text).substr(0, c.found[i].size()), c.found[i]);
+        }
+        EXPECT_NE(judgement.plan.find(c.plan), std::string::npos) << judgement.plan;
+        EXPECT_EQ(judgement.works, judgement.plan.find("ends at once") == std::string::npos);
+    }
+    EXPECT_EQ(process_log.mask, 5u);
+    EXPECT_EQ(process_log.file, "");
+    for (const std::string& unreadable : {"/none/such"s, fake_system::get().root()})
+        EXPECT_EQ(judge_config_file(unreadable.c_str()).findings.at(0).line, 0);
 }
 
 }  // namespace

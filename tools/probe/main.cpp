@@ -8,6 +8,7 @@
 
 #include "core/logger.h"
 #include "core/worker.h"
+#include "daemon/config_judgement.h"
 #include "driver/driver_realtek.h"
 #include "platform/quarn_log.h"
 #include "tools/probe/checks.h"
@@ -17,13 +18,16 @@ namespace {
 
 constexpr const char usage[] =
     "usage: ravd-probe [--scan [CHANNEL,...]] [--rrm-scan CHANNEL,...] [--wait SECONDS] [--verbose]\n"
+    "       ravd-probe --config FILE\n"
     "\n"
     "Asks the device for everything that the daemon needs, prints the answers, then the radios, VAPs and stations as\n"
     "the daemon sees them. --scan also runs an active scan (all channels when none is named), --rrm-scan an RRM\n"
     "scan of the lowest channel of each band; both disturb the stations for a moment. --wait sets how long the scan\n"
     "may take, --verbose writes the daemon's own log lines to standard error. While the daemon runs it holds the bus\n"
     "number that the probe needs: stop it first.\n"
-    "Status: 0 everything answered, 1 something failed, 2 wrong use.\n";
+    "--config asks nothing of the device: it judges each line of a configuration file of the daemon and says what the\n"
+    "daemon will do with it.\n"
+    "Status: 0 everything answered, 1 something failed or the configuration makes the daemon do nothing, 2 wrong use.\n";
 
 struct arguments {
     bool scan = false;
@@ -31,6 +35,7 @@ struct arguments {
     bool verbose = false;
     unsigned wait_s = 0;
     ravd::channel_set channels;
+    const char* config = nullptr;
 };
 
 bool read_channels(const char* text, ravd::channel_set& channels) {
@@ -54,6 +59,8 @@ bool read_arguments(int argc, char** argv, arguments& given) {
             if (has_value && !read_channels(argv[++i], given.channels)) return false;
         } else if (word == "--wait" && has_value) {
             given.wait_s = static_cast<unsigned>(std::strtoul(argv[++i], nullptr, 10));
+        } else if (word == "--config" && argc == 3 && i + 1 < argc) {
+            given.config = argv[++i];
         } else if (word == "--verbose") {
             given.verbose = true;
         } else {
@@ -74,6 +81,18 @@ int print_findings(const std::vector<ravd::probe::finding>& found) {
     return failed;
 }
 
+int judge_config(const char* path) {
+    const ravd::config_judgement judgement = ravd::judge_config_file(path);
+    for (const ravd::config_finding& found : judgement.findings) {
+        if (found.line == 0)
+            std::printf("%s: %s\n", path, found.text.c_str());
+        else
+            std::printf("%s:%d: %s\n", path, found.line, found.text.c_str());
+    }
+    std::printf("%s\n", judgement.plan.c_str());
+    return judgement.works ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -82,6 +101,7 @@ int main(int argc, char** argv) {
         std::fputs(usage, stderr);
         return 2;
     }
+    if (given.config) return judge_config(given.config);
     if (given.verbose) {
         quarn_log_init_rotate("RAVD-PROBE");
         ravd::process_log.mask = 0xffff;
