@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "core/logger.h"
+#include "core/version.h"
 #include "daemon/agent_config.h"
 #include "daemon/config_judgement.h"
 #include "daemon/run_flags.h"
@@ -75,6 +76,7 @@ int main(int argc, char** argv) {
     apply_log_mask(config);
     if (!process_log.file.empty() && !log_target_set_file(process_log.file.c_str()))
         log_error(process_log, "Can't open log file %s\n", process_log.file.c_str());
+    log_info(process_log, "ravd %s\n", version());
     warn_of_config(config);
     set_run_flags(config);
     install_stop_handler();

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/logger.h"
+#include "core/version.h"
 #include "core/worker.h"
 #include "daemon/config_judgement.h"
 #include "driver/driver_realtek.h"
@@ -19,6 +20,7 @@ namespace {
 constexpr const char usage[] =
     "usage: ravd-probe [--scan [CHANNEL,...]] [--rrm-scan CHANNEL,...] [--wait SECONDS] [--verbose]\n"
     "       ravd-probe --config FILE\n"
+    "       ravd-probe --version\n"
     "\n"
     "Asks the device for everything that the daemon needs, prints the answers, then the radios, VAPs and stations as\n"
     "the daemon sees them. --scan also runs an active scan (all channels when none is named), --rrm-scan an RRM\n"
@@ -97,6 +99,7 @@ int judge_config(const char* path) {
 
 int main(int argc, char** argv) {
     arguments given;
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) return std::printf("ravd-probe %s\n", ravd::version()) < 0;
     if (!read_arguments(argc, argv, given)) {
         std::fputs(usage, stderr);
         return 2;
