@@ -69,8 +69,7 @@ std::string judge_url(std::string_view value) {
     const std::size_t host_end = rest.find(':');
     if (host_end == std::string_view::npos) return "the URL has no port, so the line is ignored: ws://HOST:PORT/PATH";
     const std::size_t path_start = rest.find('/', host_end + 1);
-    if (path_start == std::string_view::npos)
-        return "the URL has no path, so the line is ignored: ws://HOST:PORT/PATH";
+    if (path_start == std::string_view::npos) return "the URL has no path, so the line is ignored: ws://HOST:PORT/PATH";
     if (host_end == 0) return "the URL has no host: no connection will come about";
     if (value.find_first_of(" \t") != std::string_view::npos)
         return "the URL contains blanks, which belong to it: no connection will come about";
@@ -222,9 +221,9 @@ std::string describe_plan(const agent_config& config, const std::string& log_fil
     const bool bridge = config.links[roam_link].enabled != 0;
     const link_config& link = config.links[bridge ? roam_link : corvane_link];
     if (link.enabled == 0) return "The daemon ends at once, since no line names a service.";
-    std::string text = bridge ? "The daemon bridges " + describe(link) + " and the local bus"
-                              : "The daemon connects to " + describe(link) + " as an agent of the domain " +
-                                    quoted(link.location);
+    std::string text =
+        bridge ? "The daemon bridges " + describe(link) + " and the local bus"
+               : "The daemon connects to " + describe(link) + " as an agent of the domain " + quoted(link.location);
     return text + ", first after up to " + std::to_string(link.initial_connection_delay) + " s, then at most every " +
            std::to_string(link.max_connection_delay) + " s, and " + describe_log(config, log_file) + ".";
 }

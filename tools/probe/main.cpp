@@ -29,7 +29,8 @@ constexpr const char usage[] =
     "number that the probe needs: stop it first.\n"
     "--config asks nothing of the device: it judges each line of a configuration file of the daemon and says what the\n"
     "daemon will do with it.\n"
-    "Status: 0 everything answered, 1 something failed or the configuration makes the daemon do nothing, 2 wrong use.\n";
+    "Status: 0 everything answered, 1 something failed or the configuration makes the daemon do nothing, 2 wrong "
+    "use.\n";
 
 struct arguments {
     bool scan = false;
