@@ -1,6 +1,7 @@
 // Queue between two workers.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -55,6 +56,21 @@ class SafeQueue {
         }
         std::forward<Handler>(handler)(std::move(item));
         return true;
+    }
+
+    // Takes out the items for which `unwanted` is true, under the lock; the others keep their order. How many went.
+    template <typename Predicate>
+    std::size_t remove_if(Predicate unwanted) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto leaves = [this, &unwanted](const T& item) {
+            if (!unwanted(item)) return false;
+            held_ -= queue_cost(item);
+            return true;
+        };
+        const auto end = std::remove_if(items_.begin(), items_.end(), leaves);
+        const auto removed = static_cast<std::size_t>(items_.end() - end);
+        items_.erase(end, items_.end());
+        return removed;
     }
 
     // Items that wait. The other side may change it at once.

@@ -48,7 +48,9 @@ void tell(std::string_view story) {
             R"({"version":"2.4","service":"rrm","cmd":"subscribe-response","status":"success","config":{"use-80211v":1,)"
             R"("use-80211r":1}})";
         ;) {
-        from_service.push(testing::message(line));
+        const auto message = testing::message(line);
+        message->internal = line.find("internal-ipc") != line.npos;
+        from_service.push(message);
         driver.heard.push_back({{{{2, 0, 0, 0, 0, 1}}, -50, 36, 40, 12, 0x100}});
         worker.process();
         if (driver.scanning && !has_timer(worker, timer_scan_finished)) std::abort();

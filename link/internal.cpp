@@ -71,7 +71,7 @@ void websock_worker::send_link_status(bool connected) {
 bool websock_worker::flush_link_status() {
     const auto push = [this](const char* cmd) {
         const json_writer message(internal_service, cmd, nullptr);
-        return send_json(output_, message);
+        return send_json(output_, message, true);
     };
     if (disconnected_unsent_) {
         if (!push("disconnected")) return false;

@@ -114,11 +114,12 @@ const char* json_reader::get_string(const char* key) const {
     return value ? json_object_get_string(value) : nullptr;
 }
 
-bool send_json(safe_queue& queue, const json_writer& root) {
+bool send_json(safe_queue& queue, const json_writer& root, bool internal) {
     const char* text = root.text();
     if (!text) return false;
     const auto buffer = make_buffer();
     if (!buffer->append(text, std::strlen(text))) return false;
+    buffer->internal = internal;
     return queue.push(buffer);
 }
 

@@ -73,6 +73,7 @@ class json_reader {
 };
 
 // Serialises the root and pushes it. False when the queue refused it or memory ran out: the message is lost.
-bool send_json(safe_queue& queue, const json_writer& root);
+// `internal` marks it as made by a worker of this process for another.
+bool send_json(safe_queue& queue, const json_writer& root, bool internal = false);
 
 }  // namespace ravd

@@ -93,7 +93,10 @@ bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& messag
         else
             parts_.life.handle(life_event::old_version);
     } else if (std::strcmp(service, "internal-ipc") == 0) {
-        route_link_event(cmd);
+        if (message->internal)
+            route_link_event(cmd);
+        else
+            log_warning(process_log, "%s->A message from outside that claims to be the link's is dropped\n", name());
     }
     return false;
 }

@@ -83,6 +83,8 @@ class agent : public ::testing::Test {
         const std::string text = swap_quotes(json);
         auto buffer = make_buffer();
         buffer->append(text.data(), text.size());
+        // In just these words it is the link that speaks; in others somebody who claims to be the link.
+        buffer->internal = &queue == &from_service && (json == link_up || json == link_down);
         queue.push(buffer);
         turn();
     }

@@ -64,3 +64,8 @@ names
 pass 1
 names subscribe-request
 state 1 0
+# link events come from the link alone
+order subscribe-response "status":"success"
+service {"cmd":"disconnected","service":"internal-ipc"}
+bus $down
+state 0 1
