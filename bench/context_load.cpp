@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/driver_realtek.h"
+#include "driver/board/board.h"
 #include "platform/mbus.h"
 #include "platform/system.h"
 

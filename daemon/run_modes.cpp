@@ -8,7 +8,7 @@
 #include "daemon/agent_config.h"
 #include "daemon/run_flags.h"
 #include "daemon/worker_group.h"
-#include "driver/driver_realtek.h"
+#include "driver/board/board.h"
 #include "ipc/ipc_worker.h"
 #include "link/websock_worker.h"
 #include "platform/system.h"

@@ -5,7 +5,6 @@
 #include "core/decimal.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
-#include "driver/driver_text.h"
 #include "ipc/ipc_helper.h"
 
 namespace ravd {

@@ -1,10 +1,9 @@
 // The radio driver as the agent sees it: one object answers every question about radios, VAPs, channels, power and
 // stations and carries out every change. All operations run on the RRM worker's thread, none throws; what cannot be
-// read is answered with the neutral value named here ("else"). While hostapd is not known to run, or the process
-// is told to stop, nearly all answer their neutral value.
+// read is answered with the neutral value named here ("else"). Arithmetic on chanspecs is in driver/chanspec.h. While
+// hostapd is not known to run, or the process is told to stop, nearly all answer their neutral value.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -33,11 +32,6 @@ class driver_interface : public ipc_helper {
 
     // State of 20/40 MHz coexistence; else false.
     virtual bool get_obss_coex(const char* radio_name) = 0;
-    // Band in GHz, 2 or 5.
-    virtual std::uint32_t band_of_chanspec(std::uint32_t chanspec) = 0;
-    virtual std::uint32_t band_of_channel(std::uint32_t channel) = 0;
-    // Selector of a sideband text: 0 none, 1 lower, 2 upper.
-    virtual int parse_sideband(const char* text) = 0;
     virtual bool is_radio_up(const char* radio_name) = 0;
     virtual const factory_texts* get_factory_info() = 0;
     // "%02X:..." text of the base MAC, always terminated.
@@ -92,9 +86,6 @@ class driver_interface : public ipc_helper {
     virtual int set_channel(const char* radio_name, int channel, int bandwidth, int sideband) = 0;
     // Live chanspec of an interface; else 0.
     virtual std::uint32_t get_chanspec(const char* ifname) = 0;
-    virtual std::uint32_t chanspec_ctl_channel(std::uint32_t chanspec) = 0;
-    virtual const char* chanspec_sideband(std::uint32_t chanspec) = 0;  // "none", "lower", "upper"
-    virtual std::uint32_t chanspec_bw(std::uint32_t chanspec) = 0;      // MHz; else 20
 
     // Calls back for each station of each active VAP of the interface's radio. 0.
     virtual int get_assoc_stas(const char* ifname, const station_callback& callback) = 0;
@@ -105,7 +96,6 @@ class driver_interface : public ipc_helper {
     virtual int fill_rrm_scan_results(ap_table& table) = 0;
     // Channels a radio may use, ascending, each followed by a blank; `text` is untouched when they cannot be read.
     virtual void fill_chanspecs(const char* radio_name, std::string& text) = 0;
-    virtual const char* sideband_name(std::uint32_t sideband, std::uint32_t bandwidth_mhz) = 0;
 
     virtual int radio_count() = 0;
     virtual int vap_count() = 0;
@@ -132,9 +122,6 @@ class driver_interface : public ipc_helper {
     virtual int finish_corvane_fbt_params() = 0;
     // "reset-corvane-fbt" for the reason codes 0 and 2; others do nothing.
     virtual int reset_corvane_fbt_params(int reason) = 0;
-
-    virtual void vap_ifname(std::int32_t radio, std::int32_t vap, char* buffer, std::size_t size) = 0;
-    virtual std::uint32_t band_of_channel_v(std::uint32_t channel) = 0;
 
     // Blocking of stations and probe tables.
     virtual void block_sta(const char* ifname, const char* mac) = 0;

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <memory>
 
-#include "driver/quarn_command.h"
+#include "driver/realtek/quarn_command.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 check(ap.channel <= 255 + 6 && ap.bandwidth % 20 == 0 && ap.bandwidth <= 80);
             break;
         case ravd::QUARN_CMD_GET_ASSOC_STAS: {
-            std::vector<ravd::rrm_sta_realtek> stations;
+            std::vector<ravd::rrm_sta_s> stations;
             ravd::parse_assoc_sta(*record, stations);
             check(stations.size() <= 4680);
             for (const auto& sta : stations)

@@ -1,13 +1,12 @@
 // What the Wi-Fi drivers' files and iwpriv print, and names on their way to a command.
 
-#include "driver/driver_text.h"
-
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "core/ifname.h"
 #include "driver/converters.h"
+#include "driver/realtek/device_text.h"
 
 namespace {
 

@@ -50,6 +50,7 @@ class ipc_helper {
     bool open_bus();
     // Whose clock and run flag the requests use; null (the start) for none. Must outlive its use.
     void set_activity(activity* progress) { progress_ = progress; }
+    activity* progress() const { return progress_; }
     void tick() const {
         if (progress_) progress_->tick();
     }

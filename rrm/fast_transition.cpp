@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/ifname.h"
 #include "core/logger.h"
 
 namespace ravd {
@@ -58,8 +59,7 @@ bool fast_transition::add_fbt_vap(const json_reader& entry) {
     config.add_string("ft-psk-generate-local", "false");
     config.add_int("reassociation-deadline", fbt_reassoc_deadline_);
     config.add_int("mobility-domain", entry.get_int("mobility-domain"));
-    char ifname[32] = "";
-    context_.driver.vap_ifname(radio, vap, ifname, sizeof ifname);
+    const std::string ifname = make_vap_ifname(radio, vap);
     const char* r0_holder = entry.get_string("r0-key-holder-id");
     const char* r1_holder = entry.get_string("r1-key-holder-id");
     if (!r0_holder || !r1_holder) {
@@ -71,7 +71,7 @@ bool fast_transition::add_fbt_vap(const json_reader& entry) {
     const json_reader remotes = entry.child("remotes");
     if (!remotes.valid()) return true;
     add_fbt_remotes(remotes, rrb_key_of(entry), config);
-    context_.driver.add_corvane_fbt_params(ifname, root.text());
+    context_.driver.add_corvane_fbt_params(ifname.c_str(), root.text());
     return true;
 }
 

@@ -6,7 +6,7 @@
 
 #include <optional>
 
-#include "driver/driver_realtek.h"
+#include "driver/board/board.h"
 #include "tests/driver/fake_chip.h"
 #include "tests/support/fake_bus.h"
 #include "tests/support/fake_system.h"
@@ -36,7 +36,7 @@ class access_point : public ::testing::Test {
             bus.configuration["/interface/" + radio + "/wlan/radio/control-sideband"] = "upper";
             vap(radio + "-va0", "home");
         }
-        driver.emplace(&running);
+        driver.emplace(&running, board_back_end);
         driver->set_activity(&worker);
     }
 

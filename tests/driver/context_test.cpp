@@ -100,7 +100,7 @@ TEST_F(access_point, knows_itself_from_factory_data) {
                 {"aA:11:22:33:44:10123456789012345", "aa:11:22:33:44:11", "aa:11:22:33:44:1f"}};
     for (const auto& row : rows) {
         system.write_file("/etc/ravd/factory", std::string("mac=") + row.mac + "\n");
-        driver.emplace(&running);
+        driver.emplace(&running, board_back_end);
         EXPECT_EQ(driver->table().get_radio(0)->vaps[0].mac, row.first);
         EXPECT_EQ(driver->table().get_radio(1)->vaps[6].mac, row.last);
         EXPECT_STREQ(driver->get_base_mac(), row.mac);
@@ -157,7 +157,7 @@ TEST_F(access_point, answers_for_missing_radios_with_an_error) {
     driver->block_sta("wlan0", "");
     EXPECT_EQ(driver->get_config_bandwidth("eth0"), 0x1000u);
     EXPECT_FALSE(driver->is_radio_up("wlan5"));
-    EXPECT_FALSE(driver->getconf_vap("wlan0-va0", "/vap/none", parse_text));
+    EXPECT_FALSE(driver->settings().getconf_vap("wlan0-va0", "/vap/none", parse_text));
     const std::string text = log.text();
     for (const char* piece :
          {"radio_id 2 are absence: ", "cannot parse interface name(eth0)\n", "<get_radio:", "vap_id 7 are absence: ",

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/driver_text.h"
-#include "driver/ioctl_ops.h"
+#include "driver/realtek/device_text.h"
+#include "driver/realtek/ioctl_ops.h"
 #include "tests/support/fake_system.h"
 
 namespace ravd::testing {

@@ -8,8 +8,8 @@
 #include "core/ifname.h"
 #include "driver/chanspec.h"
 #include "driver/converters.h"
-#include "driver/driver_text.h"
-#include "driver/quarn_command.h"
+#include "driver/realtek/device_text.h"
+#include "driver/realtek/quarn_command.h"
 #include "tests/core/log_capture.h"
 
 namespace ravd {
@@ -37,7 +37,7 @@ TEST_F(reply, counts_never_lead_out_of_the_record) {
         put(8, row.count);
         ap_table table;
         ap_table rrm_table;
-        std::vector<rrm_sta_realtek> stations;
+        std::vector<rrm_sta_s> stations;
         channel_set channels;
         parse_scan_result(*record, table);
         parse_rrm_scan_result(*record, rrm_table);
@@ -80,7 +80,7 @@ TEST_F(reply, entries_of_stations) {
     std::memcpy(record->bytes + 20, readings, sizeof readings);
     put(12 + 24, 3, 1);
     put(12 + 25, 9, 1);
-    std::vector<rrm_sta_realtek> stations;
+    std::vector<rrm_sta_s> stations;
     parse_assoc_sta(*record, stations);
     EXPECT_EQ(stations.at(0).mac, "aa:bb:cc:01:02:03");
     EXPECT_THAT(stations[0].readings, ElementsAre(-60, -45, -70, -100));

@@ -139,8 +139,8 @@ TEST_P(either_chip, without_a_socket_commands_fail) {
     EXPECT_EQ(log.count("<assign:") * 10 + log.count("> socket is not created for action by ioctl\n"), 45);
     EXPECT_EQ(log.count("Cannot open sock for ifname wlan0-va0\n"), 1);
     system.sockets_fail = false;
-    EXPECT_EQ(ioctl_ops::assign(1, *driver, "wlan0-va345678901")->stop_active_scan(), -2);
-    EXPECT_FALSE(ioctl_ops::assign(2, *driver, "wlan0"));
+    EXPECT_EQ(ioctl_ops::assign(1, nullptr, "wlan0-va345678901")->stop_active_scan(), -2);
+    EXPECT_FALSE(ioctl_ops::assign(2, nullptr, "wlan0"));
 }
 
 TEST_F(access_point, copies_no_more_of_a_variable_than_fits) {
@@ -214,17 +214,17 @@ TEST_F(wifi6_access_point, lets_no_other_name_or_value_into_a_command) {
     }
     system.commands.clear();
     for (const std::string name : {"wlan0-va0;reboot", "wlan0-$(x)", "wlan0 -va0"}) {
-        const auto ops = ioctl_ops::assign(g6_back_end, *driver, name.c_str());
+        const auto ops = ioctl_ops::assign(rtk_wifi6_back_end, nullptr, name.c_str());
         std::uint32_t value = 1;
-        EXPECT_EQ(ops->get_mib("chanspec", value, name.c_str()), -1);
-        EXPECT_EQ(ops->set_mib("x", "1", name.c_str()), 0);
-        EXPECT_EQ(ops->del_neighbors(name.c_str()), -1);
-        EXPECT_EQ(ops->add_neighbor(name.c_str(), {{}, "home", 6, {}, 255, 1, false}), -1);
+        EXPECT_EQ(ops->get_mib("chanspec", value), -1);
+        EXPECT_EQ(ops->set_mib("x", "1"), 0);
+        EXPECT_EQ(ops->del_neighbors(), -1);
+        EXPECT_EQ(ops->add_neighbor({{}, "home", 6, {}, 255, 1, false}), -1);
     }
-    const auto ops = ioctl_ops::assign(g6_back_end, *driver, "wlan0-va0");
-    EXPECT_EQ(ops->add_neighbor("wlan0-va0", {{}, "home", 256, {}, 255, 1, false}), -1);
+    const auto ops = ioctl_ops::assign(rtk_wifi6_back_end, nullptr, "wlan0-va0");
+    EXPECT_EQ(ops->add_neighbor({{}, "home", 256, {}, 255, 1, false}), -1);
     EXPECT_THAT(system.commands, IsEmpty());
-    EXPECT_EQ(ops->add_neighbor("wlan0-va0", {{}, std::string(500, 's'), 6, {}, 255, 1, false}), -1);
+    EXPECT_EQ(ops->add_neighbor({{}, std::string(500, 's'), 6, {}, 255, 1, false}), -1);
     EXPECT_THAT(system.commands, ::testing::Each(HasSubstr(" get_mib ")));
 }
 

@@ -113,9 +113,6 @@ class fake_driver final : public driver_interface {
         return note("set_channel %s %d %d %d", name, channel, bandwidth, sideband);
     }
     std::uint32_t get_chanspec(const char* name) override { return at(name).chanspec; }
-    std::uint32_t chanspec_ctl_channel(std::uint32_t c) override { return c & 0xFF; }
-    const char* chanspec_sideband(std::uint32_t c) override { return c & 0x100 ? "upper" : "none"; }
-    std::uint32_t chanspec_bw(std::uint32_t c) override { return c >= 0x2000 ? 80 : c >= 0x1800 ? 40 : 20; }
     int get_assoc_stas(const char* name, const station_callback& callback) override {
         for (const rrm_sta_s& station : at(name).stations)
             callback(station);
@@ -131,7 +128,6 @@ class fake_driver final : public driver_interface {
     int fill_scan_results(ap_table& table) override { return fill("fill_active", table); }
     int fill_rrm_scan_results(ap_table& table) override { return fill("fill_rrm", table); }
     void fill_chanspecs(const char* name, std::string& text) override { text = at(name).channels; }
-    const char* sideband_name(std::uint32_t sideband, std::uint32_t) override { return sideband ? "upper" : "none"; }
     int radio_count() override { return 2; }
     int vap_count() override { return 7; }
     void short_sleep(const event_callback& callback) override {
@@ -163,10 +159,6 @@ class fake_driver final : public driver_interface {
     int begin_corvane_fbt_params() override { return note("fbt begin"); }
     int finish_corvane_fbt_params() override { return note("fbt finish"); }
     int reset_corvane_fbt_params(int reason) override { return note("fbt reset %d", reason); }
-    void vap_ifname(std::int32_t r, std::int32_t v, char* buffer, std::size_t size) override {
-        std::snprintf(buffer, size, "wlan%d-va%d", r, v);
-    }
-    std::uint32_t band_of_channel_v(std::uint32_t channel) override { return channel < 30 ? 2 : 5; }
     void unblock_sta(const char* name, const char* mac) override { note("unblock %s %s", name, mac); }
     int probsup_find(const char*, const char*) override { return -66; }
     void send_bss_trans_req(const char* name, const char* mac, int mode) override {
@@ -182,8 +174,7 @@ class fake_driver final : public driver_interface {
     using i32 = std::int32_t;
     bool get_obss_coex(text) override { return false; }        bool is_radio_up(text) override { return true; }
     bool vap_is_up(text, i32) override { return true; }        bool vap_active(i32, i32) override { return true; }
-    bool radio_has_band(i32, u32) override { return true; }    u32 band_of_chanspec(u32) override { return 0; }
-    u32 band_of_channel(u32) override { return 0; }            int parse_sideband(text) override { return 0; }
+    bool radio_has_band(i32, u32) override { return true; }
     u32 get_config_sideband(text) override { return 0; }       u32 get_config_bandwidth(text) override { return 0; }
     text vap_name_by_ssid(text, i32) override { return ""; }   int vap_index_by_ssid(text, i32) override { return -1; }
     void block_sta(text, text) override {}                     void block_sta_data(text, text) override {}

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "driver/driver_realtek.h"
+#include "driver/board/board.h"
 #include "platform/ctree.h"
 #include "platform/mbus.h"
 #include "platform/system.h"
@@ -74,7 +74,7 @@ TEST(hostapd, takes_the_neighbours_of_the_driver) {
     ASSERT_TRUE(eventually(10000, [] { return ask("PING") == "PONG\n"; })) << read_file("/run/log");
 
     const run_flag running{true};
-    driver_realtek driver(&running);
+    driver_realtek driver(&running, board_back_end);
     driver.set_hostapd_running(true);
     driver.init_interface_context();
     driver.add_neighbor("02:AA:bb:cc:dd:ee", "true", 6, 9, false);

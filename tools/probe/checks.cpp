@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "driver/ioctl_ops.h"
+#include "driver/realtek/ioctl_ops.h"
 #include "ipc/ctree_ptr.h"
 #include "platform/ctree.h"
 #include "platform/factory.h"
@@ -96,10 +96,11 @@ finding check_hostapd_control(const std::string& vap) {
 template <typename Ask>
 finding check_driver(driver_realtek& driver, const std::string& ifname, const std::string& what, Ask ask) {
     const std::string radio = ifname.substr(0, ifname.find('-'));
-    const auto back_end = ioctl_ops::assign(is_wifi6(radio) ? g6_back_end : rtl8192cd_back_end, driver, ifname.c_str());
+    const auto ops =
+        ioctl_ops::assign(is_wifi6(radio) ? rtk_wifi6_back_end : rtl8192cd_back_end, driver.progress(), ifname.c_str());
     errno = 0;
     std::string text;
-    const bool good = ask(*back_end, text);  // a failure without a text is told by errno
+    const bool good = ask(*ops, text);  // a failure without a text is told by errno
     return {good, ifname + " " + what, good || !text.empty() ? text : reason()};
 }
 
@@ -107,7 +108,7 @@ finding check_mib(driver_realtek& driver, const std::string& ifname, const char*
     const bool by_command = is_wifi6(ifname.substr(0, ifname.find('-')));
     return check_driver(driver, ifname, std::string("MIB ") + name, [&](ioctl_ops& ops, std::string& text) {
         std::uint32_t value = 0;
-        if (ops.get_mib(name, value, ifname.c_str()) < 0) {
+        if (ops.get_mib(name, value) < 0) {
             if (by_command) text = "iwpriv " + ifname + " get_mib " + name + " gives no number";
             return false;
         }
@@ -165,7 +166,7 @@ void check_vap(driver_realtek& driver, const vap_record& vap, bool wifi6, bool c
             found.push_back(check_setting(driver, vap_path(vap.name.c_str(), key)));
     if (!vap.active) return;
     found.push_back(check_driver(driver, vap.name, "stations", [](ioctl_ops& ops, std::string& text) {
-        std::vector<rrm_sta_realtek> stations;
+        std::vector<rrm_sta_s> stations;
         if (ops.get_assoc_stas(stations) != 0) return false;
         text = number(static_cast<long long>(stations.size())) + " associated";
         return true;

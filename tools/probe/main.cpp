@@ -10,7 +10,7 @@
 #include "core/version.h"
 #include "core/worker.h"
 #include "daemon/config_judgement.h"
-#include "driver/driver_realtek.h"
+#include "driver/board/board.h"
 #include "platform/quarn_log.h"
 #include "tools/probe/checks.h"
 #include "tools/probe/view.h"

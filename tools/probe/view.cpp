@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "driver/chanspec.h"
 #include "platform/system.h"
 
 namespace ravd::probe {
@@ -32,8 +33,8 @@ void print_radio(driver_interface& driver, int radio) {
     }
     const std::uint32_t chanspec = driver.get_chanspec(name.c_str());
     std::printf("radio %s up channel %u bandwidth %u sideband %s chanspec 0x%04x band %u\n", name.c_str(),
-                driver.chanspec_ctl_channel(chanspec), driver.chanspec_bw(chanspec), driver.chanspec_sideband(chanspec),
-                chanspec, driver.band_of_chanspec(chanspec));
+                chanspec_ctl_channel(chanspec), chanspec_bw(chanspec), chanspec_sideband(chanspec), chanspec,
+                band_of_chanspec(chanspec));
     std::printf("  power %d from %d to %d country %s wds %s coexistence %s configured 0x%04x\n",
                 driver.get_tx_power(name.c_str()), driver.get_tx_power_min(radio), driver.get_tx_power_max(radio),
                 driver.get_country(name.c_str()).c_str(), yes_no(driver.radio_wds_enabled(radio)),
@@ -54,7 +55,7 @@ void print_view(driver_interface& driver) {
 int print_scan(driver_interface& driver, bool active, const channel_set& channels, unsigned wait_s) {
     channel_set bands[2];
     for (const std::uint32_t channel : channels)
-        bands[driver.band_of_channel(channel) == 2 ? 0 : 1].insert(channel);
+        bands[band_of_channel(channel) == 2 ? 0 : 1].insert(channel);
     std::uint32_t needed = 0;
     driver.start_scan(active, bands[0], bands[1], needed);
     const std::uint32_t wait = std::min(wait_s > 0 ? wait_s : needed, 60u);
@@ -67,7 +68,7 @@ int print_scan(driver_interface& driver, bool active, const channel_set& channel
     for (const scan_record& bss : table)
         std::printf("  bss %02x:%02x:%02x:%02x:%02x:%02x rssi %d channel %u bandwidth %u sideband %s power %d\n",
                     bss.bssid[0], bss.bssid[1], bss.bssid[2], bss.bssid[3], bss.bssid[4], bss.bssid[5], bss.rssi,
-                    bss.channel, bss.bandwidth, driver.sideband_name(bss.sideband, bss.bandwidth), bss.tx_power);
+                    bss.channel, bss.bandwidth, sideband_name(bss.sideband, bss.bandwidth), bss.tx_power);
     return result;
 }
 

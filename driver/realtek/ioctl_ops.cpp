@@ -1,15 +1,14 @@
-#include "driver/ioctl_ops.h"
+#include "driver/realtek/ioctl_ops.h"
 
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "core/ifname.h"
 #include "core/logger.h"
-#include "driver/chips.h"
 #include "driver/device_file.h"
+#include "driver/realtek/rtk_wifi6_ops.h"
+#include "driver/realtek/rtl8192cd_ops.h"
 #include "message/mac_addr.h"
 #include "platform/system.h"
 
@@ -36,73 +35,86 @@ class zeroed_record {
     void* pages_;
 };
 
+// A 64-bit kernel copies private requests in and out as struct ifreq, which is longer than the wireless one.
+union request_block {
+    iwreq wireless;
+    ifreq whole;
+};
+
+// A name that does not fit is no interface's: cut, it would be another's.
+bool fits_a_request(const std::string& ifname) { return ifname.size() < IFNAMSIZ; }
+
 }  // namespace
 
-std::unique_ptr<ioctl_ops> ioctl_ops::assign(int kind, const ipc_helper& owner, const char* ifname) {
-    if (kind != rtl8192cd_back_end && kind != g6_back_end) return nullptr;
+std::unique_ptr<ioctl_ops> ioctl_ops::assign(int kind, activity* progress, const char* ifname) {
     if (!ifname) ifname = "";
-    int sock = -1;
-    if (std::strlen(ifname) < IFNAMSIZ)
-        sock = sys::wireless_socket();
+    std::unique_ptr<ioctl_ops> ops;
+    if (kind == rtl8192cd_back_end) ops = std::make_unique<rtl8192cd_ioctl_ops>(progress, ifname);
+    if (kind == rtk_wifi6_back_end) ops = std::make_unique<rtk_wifi6_ioctl_ops>(progress, ifname);
+    if (!ops) return nullptr;
+    if (fits_a_request(ops->ifname_))
+        ops->sock_.reset(sys::wireless_socket());
     else
         errno = ENAMETOOLONG;
-    if (sock < 0)
+    if (!ops->sock_)
         log_error(process_log, "<%s:%d> cannot create socket for the ioctl call(errno = %s)\n", __func__, __LINE__,
                   std::strerror(errno));
-    if (kind == g6_back_end) return std::make_unique<g6_ioctl_ops>(owner, ifname, sock);
-    return std::make_unique<rtl8192cd_ioctl_ops>(owner, ifname, sock);
+    return ops;
 }
 
-ioctl_ops::ioctl_ops(const chip& kind, const ipc_helper& owner, const char* ifname, int sock)
-    : chip_(kind), owner_(owner), sock_(sock) {
-    if (sock >= 0) std::strncpy(req_.ifr_name, ifname, sizeof req_.ifr_name - 1);
+ioctl_ops::ioctl_ops(const chip& kind, activity* progress, const char* ifname)
+    : chip_(kind), progress_(progress), ifname_(ifname) {}
+
+void ioctl_ops::tick() const {
+    if (progress_) progress_->tick();
 }
 
-ioctl_ops::~ioctl_ops() {
-    if (sock_ >= 0) close(sock_);
-}
+bool ioctl_ops::cancelled() const { return progress_ && progress_->cancelled(); }
 
 bool ioctl_ops::has_socket(const char* function, int line) const {
-    if (sock_ >= 0) return true;
+    if (sock_) return true;
     log_warning(process_log, "<%s:%d> socket is not created for action by ioctl\n", function, line);
     return false;
 }
 
-int ioctl_ops::timed_ioctl(int sock, std::uint32_t number, iwreq& req) const {
-    owner_.tick();
-    if (sock < 0 || owner_.cancelled()) {
-        errno = sock < 0 ? EBADF : ECANCELED;
+int ioctl_ops::timed_ioctl(int sock, std::uint32_t number, void* data, std::size_t length,
+                           std::size_t* answered) const {
+    tick();
+    if (sock < 0 || !fits_a_request(ifname_) || cancelled()) {
+        errno = sock < 0 ? EBADF : cancelled() ? ECANCELED : ENAMETOOLONG;
         return -1;
     }
-    const int result = sys::wireless_ioctl(sock, number, &req);
+    request_block block{};
+    std::memcpy(block.wireless.ifr_name, ifname_.c_str(), ifname_.size());
+    block.wireless.u.data.pointer = data;
+    block.wireless.u.data.length = static_cast<std::uint16_t>(length);
+    const int result = sys::wireless_ioctl(sock, number, &block.wireless);
     const int error = errno;
-    owner_.tick();
+    if (answered) *answered = block.wireless.u.data.length;
+    tick();
     errno = error;
     return result;
 }
 
-int ioctl_ops::request(std::uint32_t number, void* data, std::size_t length) {
-    std::memset(&req_.u, 0, sizeof req_.u);
-    req_.u.data.pointer = data;
-    req_.u.data.length = static_cast<std::uint16_t>(length);
-    return timed_ioctl(sock_, number, req_);
+int ioctl_ops::request(std::uint32_t number, void* data, std::size_t length, std::size_t* answered) const {
+    return timed_ioctl(sock_.get(), number, data, length, answered);
 }
 
 bool ioctl_ops::run(const std::string& command, std::string* output) const {
-    owner_.tick();
-    if (owner_.cancelled()) {
+    tick();
+    if (cancelled()) {
         errno = ECANCELED;
         return false;
     }
     const bool done =
         output ? sys::run_command_for_reading(command.c_str(), *output) : sys::run_command_for_writing(command.c_str());
     const int error = errno;
-    owner_.tick();
+    tick();
     errno = error;
     return done;
 }
 
-int ioctl_ops::execute(std::uint32_t command, const filler& fill, const parser& parse) {
+int ioctl_ops::execute(std::uint32_t command, const filler& fill, const parser& parse) const {
     if (!has_socket(__func__, __LINE__)) return -2;
     const zeroed_record pages;
     quarn_command_t* const record = pages.get();
@@ -159,64 +171,61 @@ int ioctl_ops::get_available_channels(channel_set& channels) {
                    [&channels](const quarn_command_t& record) { parse_available_channels(record, channels); });
 }
 
-int ioctl_ops::get_assoc_stas(std::vector<rrm_sta_realtek>& stations) {
+int ioctl_ops::get_chanspec(std::uint32_t& chanspec) { return get_mib("chanspec", chanspec); }
+
+std::uint32_t ioctl_ops::scan_channel_count(const channel_set& channels) const {
+    return ravd::scan_channel_count(channels);
+}
+
+int ioctl_ops::get_assoc_stas(std::vector<rrm_sta_s>& stations) {
     return execute(QUARN_CMD_GET_ASSOC_STAS, capacity_filler(station_reply),
                    [&stations](const quarn_command_t& record) { parse_assoc_sta(record, stations); });
 }
 
-int ioctl_ops::start_rrm_scan(std::uint32_t channel, const char* ifname) {
+int ioctl_ops::start_rrm_scan(std::uint32_t channel) {
     if (!has_socket(__func__, __LINE__)) return -2;
-    if (set_mib("rrm_scan_chan", std::to_string(channel).c_str(), ifname) < 0) return 0;
+    if (set_mib("rrm_scan_chan", std::to_string(channel).c_str()) < 0) return 0;
     if (request(start_rrm_scan_request, nullptr, 0) >= 0) return 0;
     log_error(process_log, "<%s:%d> cannot start RRM scanning(errno = %s)\n", __func__, __LINE__, std::strerror(errno));
     return -1;
 }
 
-int ioctl_ops::stop_rrm_scan(const char* ifname) {
+int ioctl_ops::stop_rrm_scan() {
     if (!has_socket(__func__, __LINE__)) return -2;
-    if (set_mib("rrm_scan_started", "0", ifname) >= 0) return 0;
+    if (set_mib("rrm_scan_started", "0") >= 0) return 0;
     log_error(process_log, "<%s:%d> cannot stop RRM scanning\n", __func__, __LINE__);
     return -1;
 }
 
-int ioctl_ops::set_quarn_roam_attempt_timeout(const char* ifname, int timeout) {
-    if (set_mib("roam_attempt_timeout", std::to_string(timeout).c_str(), ifname) >= 0) return 0;
-    log_error(process_log, "<%s:%d> cannot setup roam attempt timeout for iface %s\n", __func__, __LINE__, ifname);
+int ioctl_ops::set_quarn_roam_attempt_timeout(int timeout) {
+    if (set_mib("roam_attempt_timeout", std::to_string(timeout).c_str()) >= 0) return 0;
+    log_error(process_log, "<%s:%d> cannot setup roam attempt timeout for iface %s\n", __func__, __LINE__, ifname());
     return -1;
 }
 
-int ioctl_ops::send_bss_trans_req(const char* ifname, const char* sta_mac) {
+int ioctl_ops::send_bss_trans_req(const char* sta_mac) {
     MacAddr mac;
     if (!parse_mac(sta_mac, mac)) {
-        log_error(process_log, "Error: Could not read sta_mac at iface %s\n", ifname);
+        log_error(process_log, "Error: Could not read sta_mac at iface %s\n", ifname());
         return -1;
     }
-    const int sock = sys::wireless_socket();
-    if (sock < 0) {
-        log_error(process_log, "Cannot open sock for ifname %s\n", ifname);
+    const unique_fd sock(sys::wireless_socket());
+    if (!sock) {
+        log_error(process_log, "Cannot open sock for ifname %s\n", ifname());
         return -1;
     }
-    iwreq req{};
-    // A name that does not fit is no interface's: cut, it would be another's.
-    const bool fits = std::strlen(ifname) < sizeof req.ifr_name;
-    if (fits) std::strncpy(req.ifr_name, ifname, sizeof req.ifr_name - 1);
-    req.u.data.pointer = mac.octets.data();
-    req.u.data.length = static_cast<std::uint16_t>(mac.octets.size());
-    const bool sent = fits && timed_ioctl(sock, chip_.bss_trans_request, req) >= 0;
-    if (!sent) log_error(process_log, "Error: %s not found on %s\n", mac.to_lower().c_str(), ifname);
-    close(sock);
-    return sent ? 0 : -1;
+    if (timed_ioctl(sock.get(), chip_.bss_trans_request, mac.octets.data(), mac.octets.size(), nullptr) >= 0) return 0;
+    log_error(process_log, "Error: %s not found on %s\n", mac.to_lower().c_str(), ifname());
+    return -1;
 }
 
-int ioctl_ops::write_neighbor_file(const char* ifname, bool custom, const std::string& order, const char* error) const {
-    const std::string file = std::string("/") + chip_.neighbor_files[custom ? 1 : 0];
-    if (write_device_file(interface_file(chip_.directory, ifname, file.c_str()), order)) return 0;
+int ioctl_ops::write_neighbour_file(bool custom, const std::string& order, const char* error) const {
+    const std::string file = std::string("/") + chip_.neighbour_files[custom ? 1 : 0];
+    if (write_device_file(interface_file(chip_.directory, ifname(), file.c_str()), order)) return 0;
     log_debug(process_log, "%s", error);
     return -1;
 }
 
-int ioctl_ops::del_custom_neighbors(const char* ifname) {
-    return write_neighbor_file(ifname, true, "delall", "Error rrm_nbr_del_nbr\n");
-}
+int ioctl_ops::del_custom_neighbors() { return write_neighbour_file(true, "delall", "Error rrm_nbr_del_nbr\n"); }
 
 }  // namespace ravd

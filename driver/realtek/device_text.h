@@ -1,4 +1,5 @@
-// Texts that drivers and their tools print. Pure functions over what was read, whatever it is.
+// Texts that drivers and their tools print, and what goes into orders to them. Pure functions over what was read,
+// whatever it is.
 #pragma once
 
 #include <string>

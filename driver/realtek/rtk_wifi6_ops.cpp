@@ -1,3 +1,5 @@
+#include "driver/realtek/rtk_wifi6_ops.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -6,9 +8,8 @@
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
-#include "driver/chips.h"
 #include "driver/device_file.h"
-#include "driver/driver_text.h"
+#include "driver/realtek/device_text.h"
 
 namespace ravd {
 namespace {
@@ -23,26 +24,26 @@ constexpr unsigned driver_bssid_information = 0x67080000;
 
 }  // namespace
 
-g6_ioctl_ops::g6_ioctl_ops(const ipc_helper& owner, const char* ifname, int sock)
-    : ioctl_ops({0x89f4, 0x89f6, driver_directory, {"nb_report", "nb_report_custom"}}, owner, ifname, sock) {}
+rtk_wifi6_ioctl_ops::rtk_wifi6_ioctl_ops(activity* progress, const char* ifname)
+    : ioctl_ops({0x89f4, 0x89f6, driver_directory, {"nb_report", "nb_report_custom"}}, progress, ifname) {}
 
-int g6_ioctl_ops::set_mib(const char* name, const char* value, const char* ifname) {
-    if (is_wlan_ifname(ifname)) run(std::string("iwpriv ") + ifname + " set_mib " + name + "=" + value);
+int rtk_wifi6_ioctl_ops::set_mib(const char* name, const char* value) {
+    if (is_wlan_ifname(ifname())) run(std::string("iwpriv ") + ifname() + " set_mib " + name + "=" + value);
     return 0;
 }
 
-int g6_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const char* ifname) {
+int rtk_wifi6_ioctl_ops::get_mib(const char* name, std::uint32_t& output) {
     output = 0;
     std::string reply;
     std::string word;
     int read = -1;
     int mib_value = -1;
     errno = EINVAL;
-    if (is_wlan_ifname(ifname) && run(std::string("iwpriv ") + ifname + " get_mib " + name, &reply)) {
+    if (is_wlan_ifname(ifname()) && run(std::string("iwpriv ") + ifname() + " get_mib " + name, &reply)) {
         errno = 0;
         read = scan_mib_reply(reply.c_str(), word, mib_value);
     }
-    if (read == 2 && word.compare(0, std::strlen(ifname), ifname) == 0 && mib_value >= 0) {
+    if (read == 2 && word.compare(0, std::strlen(ifname()), ifname()) == 0 && mib_value >= 0) {
         output = static_cast<std::uint32_t>(mib_value);
         return 0;
     }
@@ -51,23 +52,21 @@ int g6_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const char* i
     return -1;
 }
 
-int g6_ioctl_ops::get_tx_power(std::uint32_t& output, const char* ifname) {
-    return get_mib("power_target", output, ifname);
-}
+int rtk_wifi6_ioctl_ops::get_tx_power(std::uint32_t& output) { return get_mib("power_target", output); }
 
 // A variable that goes out as one octet; one that is none counts as not read.
-std::uint32_t g6_ioctl_ops::octet_mib(const char* name, const char* ifname) {
+std::uint32_t rtk_wifi6_ioctl_ops::octet_mib(const char* name) {
     std::uint32_t value = 0;
-    get_mib(name, value, ifname);
+    get_mib(name, value);
     return value > octet_limit ? 0 : value;
 }
 
-bool g6_ioctl_ops::tell_hostapd(const char* ifname, const neighbor_entry& neighbor) {
-    if (!is_wlan_ifname(ifname) || neighbor.channel > octet_limit) return false;
-    const std::uint32_t use_40m = octet_mib("use40M", ifname);
-    const std::uint32_t second_offset = octet_mib("2ndchoffset", ifname);
-    const bool band_2 = band_of_channel(neighbor.channel) == 2;
-    const auto& b = neighbor.bssid;
+bool rtk_wifi6_ioctl_ops::tell_hostapd(const neighbour_entry& neighbour) {
+    if (!is_wlan_ifname(ifname()) || neighbour.channel > octet_limit) return false;
+    const std::uint32_t use_40m = octet_mib("use40M");
+    const std::uint32_t second_offset = octet_mib("2ndchoffset");
+    const bool band_2 = band_of_channel(neighbour.channel) == 2;
+    const auto& b = neighbour.bssid;
     char bssid[24];
     std::snprintf(bssid, sizeof bssid, "%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4], b[5]);
     // Neighbour report body: BSSID, BSSID information, operating class, channel, PHY type, then the subelement for a
@@ -75,42 +74,42 @@ bool g6_ioctl_ops::tell_hostapd(const char* ifname, const neighbor_entry& neighb
     char report[64];
     std::snprintf(report, sizeof report, "%02x%02x%02x%02x%02x%02x%04x%02x%02x%02x%02x%02x%02x%02x%02x", b[0], b[1],
                   b[2], b[3], b[4], b[5], band_2 ? 0xaf490000u : 0xaf590000u,
-                  static_cast<unsigned>(neighbor.operating_class) & octet_limit, neighbor.channel, band_2 ? 7u : 9u, 6u,
-                  3u, use_40m, neighbor.channel, second_offset);
-    const std::string command = std::string(hostapd_control) + ifname + " SET_NEIGHBOR " + bssid +
-                                " ssid=" + to_hex(neighbor.ssid) + " nr=" + report;
+                  static_cast<unsigned>(neighbour.operating_class) & octet_limit, neighbour.channel, band_2 ? 7u : 9u,
+                  6u, 3u, use_40m, neighbour.channel, second_offset);
+    const std::string command = std::string(hostapd_control) + ifname() + " SET_NEIGHBOR " + bssid +
+                                " ssid=" + to_hex(neighbour.ssid) + " nr=" + report;
     // Cut, it would be another entry.
     return command.size() <= command_limit && run(command);
 }
 
-int g6_ioctl_ops::add_neighbor(const char* ifname, const neighbor_entry& neighbor) {
+int rtk_wifi6_ioctl_ops::add_neighbor(const neighbour_entry& neighbour) {
     constexpr const char* error = "Error rrm_nbr_add_nbr\n";
-    if (!tell_hostapd(ifname, neighbor)) {
+    if (!tell_hostapd(neighbour)) {
         log_debug(process_log, "%s", error);
         return -1;
     }
-    const auto& b = neighbor.bssid;
+    const auto& b = neighbour.bssid;
     char order[96];
     std::snprintf(order, sizeof order, "add %02x:%02x:%02x:%02x:%02x:%02x %u %u %u %u %u", b[0], b[1], b[2], b[3], b[4],
-                  b[5], driver_bssid_information, 0u, neighbor.channel, 0u, neighbor.priority);
-    return write_neighbor_file(ifname, neighbor.custom, order, error);
+                  b[5], driver_bssid_information, 0u, neighbour.channel, 0u, neighbour.priority);
+    return write_neighbour_file(neighbour.custom, order, error);
 }
 
-int g6_ioctl_ops::del_neighbors(const char* ifname) {
+int rtk_wifi6_ioctl_ops::del_neighbors() {
     constexpr const char* error = "Error rrm_nbr_del_nbr\n";
-    if (!is_wlan_ifname(ifname) || !run(std::string(hostapd_control) + ifname + " REMOVE_ALL_NEIGHBOR")) {
+    if (!is_wlan_ifname(ifname()) || !run(std::string(hostapd_control) + ifname() + " REMOVE_ALL_NEIGHBOR")) {
         log_debug(process_log, "%s", error);
         return -1;
     }
-    return write_neighbor_file(ifname, false, "delall", error);
+    return write_neighbour_file(false, "delall", error);
 }
 
-bool g6_ioctl_ops::get_obss_coex(const char* ifname) {
+bool rtk_wifi6_ioctl_ops::get_obss_coex() {
     std::string text;
     int read = -1;
     int obss_value = -1;
     errno = 0;
-    if (read_device_file(interface_file(driver_directory, ifname, "/coex_2g_40m"), text, coex_file_limit))
+    if (read_device_file(interface_file(driver_directory, ifname(), "/coex_2g_40m"), text, coex_file_limit))
         read = read_decimal(text.c_str(), obss_value) ? 1 : 0;
     if (obss_value >= 0) {
         log_debug(process_log, "<%s:%d> get OBSS parametr, obss_value %d\n", __func__, __LINE__, obss_value);

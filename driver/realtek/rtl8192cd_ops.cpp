@@ -1,15 +1,15 @@
+#include "driver/realtek/rtl8192cd_ops.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "core/decimal.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
-#include "driver/chips.h"
 #include "driver/device_file.h"
-#include "driver/driver_text.h"
+#include "driver/realtek/device_text.h"
 
 namespace ravd {
 namespace {
@@ -34,10 +34,10 @@ std::string get_from_driver(const char* ifname, const char* file, const char* na
 
 }  // namespace
 
-rtl8192cd_ioctl_ops::rtl8192cd_ioctl_ops(const ipc_helper& owner, const char* ifname, int sock)
-    : ioctl_ops({0x8bbf, 0x8ba6, "/proc/", {"rm_neighbor_report", "rm_neighbor_report_custom"}}, owner, ifname, sock) {}
+rtl8192cd_ioctl_ops::rtl8192cd_ioctl_ops(activity* progress, const char* ifname)
+    : ioctl_ops({0x8bbf, 0x8ba6, "/proc/", {"rm_neighbor_report", "rm_neighbor_report_custom"}}, progress, ifname) {}
 
-int rtl8192cd_ioctl_ops::set_mib(const char* name, const char* value, const char*) {
+int rtl8192cd_ioctl_ops::set_mib(const char* name, const char* value) {
     std::string text = std::string(name) + "=" + value;
     if (request(set_mib_request, text.data(), text.size() + 1) >= 0) return 0;
     log_error(process_log, "<%s:%d> cannot set MIB parametr '%s=%s'(errno = %s)()\n", __func__, __LINE__, name, value,
@@ -45,12 +45,13 @@ int rtl8192cd_ioctl_ops::set_mib(const char* name, const char* value, const char
     return -1;
 }
 
-int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const char*) {
+int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output) {
     output = 0;
     char buffer[mib_buffer_size] = {};
     std::snprintf(buffer, sizeof buffer, "%s", name);
-    int result = request(get_mib_request, buffer, sizeof buffer);
-    if (result >= 0 && req_.u.data.length == sizeof buffer && std::strcmp(buffer, name) == 0) {
+    std::size_t length = 0;
+    int result = request(get_mib_request, buffer, sizeof buffer, &length);
+    if (result >= 0 && length == sizeof buffer && std::strcmp(buffer, name) == 0) {
         // A driver that succeeds without answering leaves the request as it was.
         result = -1;
         errno = ENODATA;
@@ -60,38 +61,34 @@ int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output, const 
                   name, errno, std::strerror(errno), result);
         return -1;
     }
-    std::memcpy(&output, buffer, std::min<std::size_t>(req_.u.data.length, sizeof output));
+    std::memcpy(&output, buffer, std::min(length, sizeof output));
     return result;
 }
 
-int rtl8192cd_ioctl_ops::get_tx_power(std::uint32_t& output, const char* ifname) {
-    return get_mib("actual_tx_power", output, ifname);
-}
+int rtl8192cd_ioctl_ops::get_tx_power(std::uint32_t& output) { return get_mib("actual_tx_power", output); }
 
-int rtl8192cd_ioctl_ops::add_neighbor(const char* ifname, const neighbor_entry& neighbor) {
+int rtl8192cd_ioctl_ops::add_neighbor(const neighbour_entry& neighbour) {
     constexpr const char* error = "Error rrm_nbr_add_nbr\n";
-    if (has_control_character(neighbor.ssid)) {
+    if (has_control_character(neighbour.ssid)) {
         log_debug(process_log, "%s", error);
         return -1;
     }
-    const bool band_2 = band_of_channel(neighbor.channel) == 2;
-    const auto& b = neighbor.bssid;
+    const bool band_2 = band_of_channel(neighbour.channel) == 2;
+    const auto& b = neighbour.bssid;
     char head[96];
     std::snprintf(head, sizeof head, "add %02x%02x%02x%02x%02x%02x 0x%04X %d %d %d ssid \"", b[0], b[1], b[2], b[3],
-                  b[4], b[5], band_2 ? 0x0867u : 0x1867u, neighbor.operating_class, static_cast<int>(neighbor.channel),
-                  band_2 ? 7 : 9);
+                  b[4], b[5], band_2 ? 0x0867u : 0x1867u, neighbour.operating_class,
+                  static_cast<int>(neighbour.channel), band_2 ? 7 : 9);
     char tail[48];
-    std::snprintf(tail, sizeof tail, "\" bssload %d %d", neighbor.bss_load[0], neighbor.bss_load[1]);
-    return write_neighbor_file(ifname, neighbor.custom, head + neighbor.ssid + tail, error);
+    std::snprintf(tail, sizeof tail, "\" bssload %d %d", neighbour.bss_load[0], neighbour.bss_load[1]);
+    return write_neighbour_file(neighbour.custom, head + neighbour.ssid + tail, error);
 }
 
-int rtl8192cd_ioctl_ops::del_neighbors(const char* ifname) {
-    return write_neighbor_file(ifname, false, "delall", "Error rrm_nbr_del_nbr\n");
-}
+int rtl8192cd_ioctl_ops::del_neighbors() { return write_neighbour_file(false, "delall", "Error rrm_nbr_del_nbr\n"); }
 
-bool rtl8192cd_ioctl_ops::get_obss_coex(const char* ifname) {
+bool rtl8192cd_ioctl_ops::get_obss_coex() {
     int value = 0;
-    return read_decimal(get_from_driver(ifname, "/mib_11n", "coexist").c_str(), value) && value != 0;
+    return read_decimal(get_from_driver(ifname(), "/mib_11n", "coexist").c_str(), value) && value != 0;
 }
 
 }  // namespace ravd

@@ -1,8 +1,8 @@
-// Settings read from the configuration: of radios and VAPs, and those the driver answers from them.
+#include "driver/radio_settings.h"
+
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/converters.h"
-#include "driver/driver_realtek.h"
 
 namespace ravd {
 namespace {
@@ -11,10 +11,10 @@ constexpr std::uint32_t unset = 0x1000;  // what is answered for a bandwidth or 
 
 }  // namespace
 
-bool driver_realtek::read_radio_value(const char* ifname, const char* key, std::string& text) {
+bool radio_settings::read_radio_value(const char* ifname, const char* key, std::string& text) const {
     constexpr const char* function = "getconf_radio";
-    const std::string path = table_.radio_path(ifname, key);
-    const bool found = getconf(path.c_str(), text) == 0;
+    const std::string path = context_.radios.table().radio_path(ifname, key);
+    const bool found = context_.requests.getconf(path.c_str(), text) == 0;
     const char* name = ifname ? ifname : "";
     log_debug(process_log, "<%s:%d> ifname == %s path == %s value %s\n", function, __LINE__, name, path.c_str(),
               text.c_str());
@@ -25,11 +25,11 @@ bool driver_realtek::read_radio_value(const char* ifname, const char* key, std::
 }
 
 // The numbers in these two lines are part of their text: who reads the log looks for them.
-bool driver_realtek::read_vap_value(const char* ifname, const char* key, std::string& text) {
+bool radio_settings::read_vap_value(const char* ifname, const char* key, std::string& text) const {
     constexpr const char* function = "getconf_vap";
     const std::string path = vap_path(ifname, key);
     const char* name = ifname ? ifname : "";
-    const bool found = getconf(path.c_str(), text) == 0;
+    const bool found = context_.requests.getconf(path.c_str(), text) == 0;
     log_debug(process_log, "<%s:%d> ifname == %s path == %s value %s\n", function, 265, name, path.c_str(),
               text.c_str());
     if (!found)
@@ -37,13 +37,13 @@ bool driver_realtek::read_vap_value(const char* ifname, const char* key, std::st
     return found;
 }
 
-bool driver_realtek::reads_true(const std::string& path) {
+bool radio_settings::reads_true(const std::string& path) const {
     log_debug(process_log, "getconf '%s'\n", path.c_str());
     std::string value;
-    return getconf(path.c_str(), value) == 0 && value == "true";
+    return context_.requests.getconf(path.c_str(), value) == 0 && value == "true";
 }
 
-bool driver_realtek::get_wds_enabled(const char* radio_name) {
+bool radio_settings::get_wds_enabled(const char* radio_name) const {
     const std::string radio_path = vap_path(radio_name, "");
     if (!reads_true(radio_path + "/wlan/wds/enabled")) return false;
     for (int link = 0; link < wds_links; ++link)
@@ -51,34 +51,35 @@ bool driver_realtek::get_wds_enabled(const char* radio_name) {
     return false;
 }
 
-bool driver_realtek::is_ft_enabled(std::int32_t radio, std::int32_t vap) {
-    if (!vap_active(radio, vap)) return false;
+bool radio_settings::is_ft_enabled(std::int32_t radio, std::int32_t vap) const {
+    if (!context_.radios.vap_active(radio, vap)) return false;
     const std::string name = make_vap_ifname(radio, vap);
     if (!getconf_vap(name.c_str(), "/vap/ft-config/enabled", parse_boolean).value_or(false)) return false;
     return getconf_vap(name.c_str(), "/vap/ap-security/mode", parse_wpa2_wpa3).value_or(false);
 }
 
-std::uint32_t driver_realtek::get_config_bandwidth(const char* radio_name) {
-    if (!flags()) return 0;
+std::uint32_t radio_settings::get_config_bandwidth(const char* radio_name) const {
+    if (!context_.radios.flags()) return 0;
     return getconf_radio(radio_name, "bandwidth", get_config_bandwidth_cb).value_or(unset);
 }
 
-std::uint32_t driver_realtek::get_config_sideband(const char* radio_name) {
-    if (!flags()) return 0;
+std::uint32_t radio_settings::get_config_sideband(const char* radio_name) const {
+    if (!context_.radios.flags()) return 0;
     return getconf_radio(radio_name, "control-sideband", get_config_primary_cb).value_or(unset);
 }
 
-void driver_realtek::get_min_max_tx_power(const char*, std::uint32_t* min, std::uint32_t* max, std::uint32_t band) {
+void radio_settings::get_min_max_tx_power(const char*, std::uint32_t* min, std::uint32_t* max,
+                                          std::uint32_t band) const {
     if (!min || !max) {
         log_error(process_log, "<%s:%d> no pointer to tx_power_min or tx_power_max\n", __func__, __LINE__);
         return;
     }
     *min = default_tx_power_min;
     *max = default_tx_power_max;
-    if (!flags()) return;
+    if (!context_.radios.flags()) return;
     for (int radio = 0; radio < radio_limit; ++radio) {
-        if (!radio_has_band(radio, band)) continue;
-        const char* name = table_.get_radio(radio)->name.c_str();
+        if (!context_.radios.radio_has_band(radio, band)) continue;
+        const char* name = context_.radios.table().get_radio(radio)->name.c_str();
         const auto configured_max = getconf_radio(name, "tx-power-max", parse_number);
         const auto configured_min = getconf_radio(name, "tx-power-min", parse_number);
         if (configured_max && configured_min) {

@@ -44,9 +44,6 @@ constexpr reply_layout channel_reply{4, 8, 4};
 // Capacities are asked for as twice the entries that the record could hold.
 constexpr std::uint32_t capacity_factor = 2;
 
-// A station as this driver reports it.
-struct rrm_sta_realtek final : rrm_sta_s {};
-
 // Filling of requests. `factor` and `size` are what the capacity is counted from; it is written where the reply will
 // have its count.
 void fill_command(quarn_command_t& record, std::uint32_t command);
@@ -61,6 +58,6 @@ std::uint32_t scan_channel_count(const channel_set& channels);
 void parse_scan_result(const quarn_command_t& record, ap_table& table);
 void parse_rrm_scan_result(const quarn_command_t& record, ap_table& table);
 void parse_available_channels(const quarn_command_t& record, channel_set& channels);
-void parse_assoc_sta(const quarn_command_t& record, std::vector<rrm_sta_realtek>& stations);
+void parse_assoc_sta(const quarn_command_t& record, std::vector<rrm_sta_s>& stations);
 
 }  // namespace ravd

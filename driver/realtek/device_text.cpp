@@ -1,4 +1,4 @@
-#include "driver/driver_text.h"
+#include "driver/realtek/device_text.h"
 
 #include <algorithm>
 #include <cstring>

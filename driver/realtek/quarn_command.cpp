@@ -1,4 +1,4 @@
-#include "driver/quarn_command.h"
+#include "driver/realtek/quarn_command.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -134,10 +134,10 @@ void parse_available_channels(const quarn_command_t& record, channel_set& channe
     if (!any) log_error(process_log, "<%s:%d> available channels data are absent\n", __func__, __LINE__);
 }
 
-void parse_assoc_sta(const quarn_command_t& record, std::vector<rrm_sta_realtek>& stations) {
+void parse_assoc_sta(const quarn_command_t& record, std::vector<rrm_sta_s>& stations) {
     const bool any = for_each_entry(record, station_reply, [&stations](const unsigned char* m) {
         log_debug(process_log, "mac == %02x:%02x:%02x:%02x:%02x:%02x\n", m[0], m[1], m[2], m[3], m[4], m[5]);
-        rrm_sta_realtek& station = stations.emplace_back();
+        rrm_sta_s& station = stations.emplace_back();
         char text[18];
         std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", m[0], m[1], m[2], m[3], m[4], m[5]);
         station.mac = text;

@@ -1,0 +1,112 @@
+#include "driver/radio_scans.h"
+
+#include <algorithm>
+
+#include "core/ifname.h"
+#include "core/logger.h"
+#include "driver/chanspec.h"
+
+namespace ravd {
+namespace {
+
+constexpr std::uint32_t rrm_scan_s = 6;
+
+const char* kind_name(bool active) { return active ? "active" : "RRM"; }
+
+// Radio number of a scan's interface; -1, with an error of the calling step in the log, when there is none.
+int scan_radio(const char* ifname, const char* function, int line) {
+    const int radio = radio_index(ifname);
+    if (radio < 0) log_error(process_log, "<%s:%d> cannot parse ifname(ifname == %s)\n", function, line, ifname);
+    return radio;
+}
+
+}  // namespace
+
+int radio_scans::start_scan(bool active, const channel_set& wlan0, const channel_set& wlan1, std::uint32_t& wait_s) {
+    log_info(process_log, "Attempt to start %s scanning...\n", kind_name(active));
+    if (!context_.radios.flags() || scan_in_progress_) return 0;
+    const channel_set* channels[] = {&wlan0, &wlan1};
+    for (int radio = 0; radio < radio_limit; ++radio) {
+        if (active)
+            start_active_scan(radio_names[static_cast<std::size_t>(radio)], *channels[radio], wait_s);
+        else
+            start_rrm_scan(radio_names[static_cast<std::size_t>(radio)], *channels[radio], wait_s);
+    }
+    scan_in_progress_ = true;
+    return 0;
+}
+
+int radio_scans::stop_scan(bool active) {
+    log_info(process_log, "Attempt to stop %s scanning...\n", kind_name(active));
+    if (!context_.radios.hostapd_running() || !scan_in_progress_) return 0;
+    for (int radio = 0; radio < radio_limit; ++radio) {
+        const char* radio_name = radio_names[static_cast<std::size_t>(radio)];
+        if (active)
+            stop_active_scan(radio_name);
+        else
+            stop_rrm_scan(radio_name);
+    }
+    scan_in_progress_ = false;
+    return 0;
+}
+
+int radio_scans::start_active_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const {
+    const int radio = scan_radio(radio_name, __func__, __LINE__);
+    if (radio < 0) return -1;
+    if (!context_.radios.may_scan(radio)) return 0;
+    const auto ops = context_.back_end_of(radio_name);
+    ops->stop_active_scan();
+    const std::uint32_t count = ops->scan_channel_count(channels);
+    if (count == 0)
+        wait_s = std::max(wait_s, band_of_chanspec(channels_.get_chanspec(radio_name)) == 2 ? 10u : 15u);
+    else
+        wait_s = std::max(wait_s, count * 7 / 10 + 1);
+    return ops->start_active_scan(channels) < 0 ? -1 : 0;
+}
+
+int radio_scans::start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const {
+    const int radio = scan_radio(radio_name, __func__, __LINE__);
+    if (radio < 0) return -1;
+    // Without a channel there is nothing to scan, and nothing to wait for.
+    if (!context_.radios.may_scan(radio) || channels.empty()) return 0;
+    const auto ops = context_.back_end_of(radio_name);
+    ops->stop_rrm_scan();
+    wait_s = std::max(wait_s, rrm_scan_s);
+    return ops->start_rrm_scan(*channels.begin()) < 0 ? -1 : 0;
+}
+
+int radio_scans::stop_active_scan(const char* radio_name) const {
+    const int radio = scan_radio(radio_name, __func__, __LINE__);
+    if (radio < 0) return -1;
+    if (context_.radios.radio_up(radio)) context_.back_end_of(radio_name)->stop_active_scan();
+    return 0;
+}
+
+int radio_scans::stop_rrm_scan(const char* radio_name) const {
+    const int radio = scan_radio(radio_name, __func__, __LINE__);
+    if (radio < 0) return -1;
+    if (context_.radios.radio_up(radio)) context_.back_end_of(radio_name)->stop_rrm_scan();
+    return 0;
+}
+
+int radio_scans::collect_results(ap_table& table, bool rrm) const {
+    table.clear();
+    for (int radio = 0; radio < radio_limit; ++radio) {
+        if (!context_.radios.may_scan(radio)) continue;
+        const auto ops = context_.back_end_of(radio_names[static_cast<std::size_t>(radio)]);
+        if ((rrm ? ops->get_rrm_scan_results(table) : ops->get_scan_results(table)) < 0) return -1;
+    }
+    return 0;
+}
+
+int radio_scans::fill_scan_results(ap_table& table) const {
+    log_info(process_log, "Attempt to fill a scanning result table...\n");
+    return collect_results(table, false);
+}
+
+int radio_scans::fill_rrm_scan_results(ap_table& table) const {
+    log_info(process_log, "Attempt to fill a rrm scanning result table...\n");
+    return collect_results(table, true);
+}
+
+}  // namespace ravd
