@@ -16,7 +16,8 @@ char* buffer_info_t::append(const char* src, std::size_t len) {
     const bool fits = len <= largest - size;
     char* grown = fits ? static_cast<char*>(std::realloc(data, size + len + 1)) : nullptr;
     if (!grown) {
-        log_error(process_log, "%s:%d Can't alloc memory\n", "append", 133);  // a fixed number, not this line's
+        log_error(process_log, "%s:%d Can't alloc memory\n", "append",
+                  133);  // stands for this text, wherever the line is
         return nullptr;
     }
     std::memcpy(grown + size, src, len);

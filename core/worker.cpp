@@ -40,9 +40,7 @@ abstract_worker::abstract_worker(const run_flag* running, const char* name, std:
       last_time_(sys::monotonic_now()),
       event_fd_(eventfd(0, EFD_CLOEXEC)) {}
 
-abstract_worker::~abstract_worker() {
-    if (event_fd_ != -1) close(event_fd_);
-}
+abstract_worker::~abstract_worker() = default;
 
 void abstract_worker::start(int ended_fd) {
     thread_ = std::thread([this, ended_fd] {
@@ -67,7 +65,7 @@ void abstract_worker::run() {
             active_ = initialized_;
             while (active_ && is_alive(running_)) {
                 now_s();
-                if (process() && poll_timeout_us_ > 0 && event_fd_ != -1) wait_for_event(poll_timeout_us_ / 1000);
+                if (process() && poll_timeout_us_ > 0 && event_fd_) wait_for_event(poll_timeout_us_ / 1000);
             }
             if (initialized_) {
                 deinit();
@@ -85,14 +83,14 @@ void abstract_worker::run() {
 
 void abstract_worker::wake() {
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = event_fd_ != -1 ? write(event_fd_, &one, sizeof one) : 0;
+    [[maybe_unused]] const ssize_t written = event_fd_ ? write(event_fd_.get(), &one, sizeof one) : 0;
 }
 
 void abstract_worker::wait_for_event(int timeout_ms) {
-    if (sys::wait_readable(event_fd_, timeout_ms) != 1) return;
+    if (sys::wait_readable(event_fd_.get(), timeout_ms) != 1) return;
     std::uint64_t count;
     // Nobody else reads the counter, so this does not block; a failure leaves it for the next turn.
-    [[maybe_unused]] const ssize_t got = read(event_fd_, &count, sizeof count);
+    [[maybe_unused]] const ssize_t got = read(event_fd_.get(), &count, sizeof count);
 }
 
 int abstract_worker::until_next_timer_ms(int longest) {

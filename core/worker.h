@@ -11,6 +11,7 @@
 
 #include "core/activity.h"
 #include "core/pulse.h"
+#include "platform/unique_fd.h"
 
 namespace ravd {
 
@@ -75,7 +76,7 @@ class abstract_worker {
     std::int64_t now_s();
     const char* name() const { return name_; }
     const run_flag* running() const { return running_; }
-    int event_fd() const { return event_fd_; }
+    int event_fd() const { return event_fd_.get(); }
     // Waits at most `timeout_ms` for wake(), and takes what called.
     void wait_for_event(int timeout_ms);
     // Milliseconds until the next timer is due, `longest` at most.
@@ -112,7 +113,7 @@ class abstract_worker {
     std::list<timer_node> timers_;
     timespec last_time_{};
     pulse pulse_;
-    int event_fd_ = -1;
+    unique_fd event_fd_;
     worker_activity progress_{*this};
 };
 

@@ -16,6 +16,7 @@
 #include "core/bounded_text.h"
 #include "core/logger.h"
 #include "daemon/service_url.h"
+#include "platform/unique_fd.h"
 
 namespace ravd {
 
@@ -106,14 +107,13 @@ using file_handle = std::unique_ptr<std::FILE, file_closer>;
 // Null for what cannot be opened, and for what is neither a file nor a pipe: a device may never end. A pipe without a
 // writer is empty; opened in the ordinary way it would hold up the start.
 file_handle open_config(const char* path) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) return nullptr;
+    unique_fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat info;
-    if (fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISFIFO(info.st_mode)) && fcntl(fd, F_SETFL, 0) == 0) {
-        if (file_handle file{fdopen(fd, "r")}) return file;
-    }
-    close(fd);
-    return nullptr;
+    if (!fd || fstat(fd.get(), &info) != 0 || !(S_ISREG(info.st_mode) || S_ISFIFO(info.st_mode))) return nullptr;
+    if (fcntl(fd.get(), F_SETFL, 0) != 0) return nullptr;
+    file_handle file{fdopen(fd.get(), "r")};
+    if (file) fd.release();
+    return file;
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ void read_agent_config(int argc, char** argv, agent_config& config);
 // bytes, each treated as a line of its own.
 void read_config_file(const char* path, agent_config& config);
 
-// Writes the configured mask into the logger. Before each worker is built and before the first thread starts.
+// Writes the configured mask into the logger. Before any thread.
 void apply_log_mask(const agent_config& config);
 
 }  // namespace ravd

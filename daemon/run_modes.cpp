@@ -21,17 +21,15 @@ namespace {
 constexpr std::int32_t roaming_bus_module = 2;
 constexpr std::int32_t agent_bus_module = 31;
 
-std::unique_ptr<websock_worker> make_link(const agent_config& config, const link_config& link, safe_queue& to_service,
-                                          safe_queue& from_service, const run_flag& running, int mode) {
-    apply_log_mask(config);
+std::unique_ptr<websock_worker> make_link(const link_config& link, safe_queue& to_service, safe_queue& from_service,
+                                          const run_flag& running, int mode) {
     return std::make_unique<websock_worker>(to_service, from_service, link.host, link.path,
                                             static_cast<std::uint32_t>(link.port), &running,
                                             link.initial_connection_delay, link.max_connection_delay, mode);
 }
 
-std::unique_ptr<ipc_worker> make_bus(const agent_config& config, const run_flag& running, std::int32_t module_id,
-                                     safe_queue& out_queue, safe_queue& in_queue) {
-    apply_log_mask(config);
+std::unique_ptr<ipc_worker> make_bus(const run_flag& running, std::int32_t module_id, safe_queue& out_queue,
+                                     safe_queue& in_queue) {
     return std::make_unique<ipc_worker>(&running, module_id, out_queue, in_queue);
 }
 
@@ -48,10 +46,9 @@ int run_roaming_mode(const agent_config& config) {
     safe_queue to_service;    // ipc_worker -> websock_worker
     safe_queue from_service;  // websock_worker -> ipc_worker
 
-    auto link = make_link(config, config.links[roam_link], to_service, from_service, roam_link_running, roaming_mode);
-    auto bus = make_bus(config, roam_bus_running, roaming_bus_module, to_service, from_service);
+    auto link = make_link(config.links[roam_link], to_service, from_service, roam_link_running, roaming_mode);
+    auto bus = make_bus(roam_bus_running, roaming_bus_module, to_service, from_service);
 
-    apply_log_mask(config);
     worker_group threads;
     threads.start(*bus);
     threads.start(*link);
@@ -67,19 +64,17 @@ int run_roaming_mode(const agent_config& config) {
 int run_agent_mode(const agent_config& config) {
     safe_queue to_service;    // rrm_worker -> websock_worker
     safe_queue from_service;  // websock_worker -> rrm_worker
-    safe_queue to_bus;        // rrm_worker -> ipc_worker
-    safe_queue from_bus;      // ipc_worker -> rrm_worker
+    safe_queue
+        to_bus;  // rrm_worker -> ipc_worker: nothing is sent; what the agent asks of its neighbours it asks itself
+    safe_queue from_bus;  // ipc_worker -> rrm_worker
 
     driver_realtek& driver = realtek_driver(&agent_running);
-    auto link =
-        make_link(config, config.links[corvane_link], to_service, from_service, agent_link_running, corvane_mode);
-    apply_log_mask(config);
+    auto link = make_link(config.links[corvane_link], to_service, from_service, agent_link_running, corvane_mode);
     auto rrm = std::make_unique<rrm_worker>(&agent_running, driver, config.links[corvane_link].location, from_service,
                                             to_service, from_bus, to_bus);
     remove_marker_files();
-    auto bus = make_bus(config, agent_running, agent_bus_module, from_bus, to_bus);
+    auto bus = make_bus(agent_running, agent_bus_module, from_bus, to_bus);
 
-    apply_log_mask(config);
     worker_group threads;
     threads.start(*bus);
     threads.start(*link);

@@ -11,7 +11,7 @@
 
 #include "core/logger.h"
 #include "daemon/stop_signal.h"
-#include "platform/system.h"
+#include "platform/monotonic.h"
 
 namespace ravd {
 namespace {
@@ -19,15 +19,10 @@ namespace {
 constexpr std::int64_t thread_limit_ms = 2500;
 constexpr std::int64_t process_limit_ms = 2800;
 
-std::int64_t now_ms() {
-    const timespec now = sys::monotonic_now();
-    return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
 }  // namespace
 
 worker_group::worker_group() : ended_fd_(eventfd(0, EFD_CLOEXEC)) {
-    if (ended_fd_ == -1 || ended_fd_ >= FD_SETSIZE) {
+    if (!ended_fd_ || ended_fd_.get() >= FD_SETSIZE) {
         log_error(process_log, "No descriptor to wait on\n");
         fatal_exit();
     }
@@ -41,11 +36,9 @@ worker_group::worker_group() : ended_fd_(eventfd(0, EFD_CLOEXEC)) {
     pthread_sigmask(SIG_BLOCK, &wanted, &waiting_mask_);
 }
 
-worker_group::~worker_group() { close(ended_fd_); }
-
 void worker_group::start(abstract_worker& worker) {
     try {
-        worker.start(ended_fd_);
+        worker.start(ended_fd_.get());
     } catch (const std::system_error&) {
         log_error(process_log, "No thread for a worker\n");
         fatal_exit();
@@ -57,20 +50,20 @@ void worker_group::start(abstract_worker& worker) {
 void worker_group::wait_for_event(const timespec* limit) {
     fd_set readable;
     FD_ZERO(&readable);
-    FD_SET(ended_fd_, &readable);
-    if (pselect(ended_fd_ + 1, &readable, nullptr, nullptr, limit, &waiting_mask_) != 1) return;
+    FD_SET(ended_fd_.get(), &readable);
+    if (pselect(ended_fd_.get() + 1, &readable, nullptr, nullptr, limit, &waiting_mask_) != 1) return;
     std::uint64_t count = 0;
-    if (read(ended_fd_, &count, sizeof count) == sizeof count) ended_ += count;
+    if (read(ended_fd_.get(), &count, sizeof count) == sizeof count) ended_ += count;
 }
 
 void worker_group::wait() {
     while (ended_ < started_ && !stop_requested())
         wait_for_event(nullptr);
-    const std::int64_t deadline = now_ms() + thread_limit_ms;
+    const std::int64_t deadline = monotonic_ms() + thread_limit_ms;
     end_process_after(process_limit_ms);
     log_stop_signal();
     while (ended_ < started_) {
-        const std::int64_t left = deadline - now_ms();
+        const std::int64_t left = deadline - monotonic_ms();
         if (left <= 0) {
             log_error(process_log, "A worker is stuck, the process ends without it\n");
             std::fflush(nullptr);

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/worker.h"
+#include "platform/unique_fd.h"
 
 namespace ravd {
 
@@ -13,7 +14,6 @@ namespace ravd {
 class worker_group {
   public:
     worker_group();
-    ~worker_group();
     worker_group(const worker_group&) = delete;
     worker_group& operator=(const worker_group&) = delete;
 
@@ -29,7 +29,7 @@ class worker_group {
   private:
     void wait_for_event(const timespec* limit);
 
-    int ended_fd_;  // event descriptor: counts the threads that ended
+    unique_fd ended_fd_;  // event descriptor: counts the threads that ended
     std::uint64_t started_ = 0;
     std::uint64_t ended_ = 0;
     sigset_t waiting_mask_;

@@ -19,7 +19,7 @@ namespace ravd {
 
 struct worker_test_access {
     static bool& active(abstract_worker& worker) { return worker.active_; }
-    static int event_fd(const abstract_worker& worker) { return worker.event_fd_; }
+    static int event_fd(const abstract_worker& worker) { return worker.event_fd_.get(); }
 };
 
 namespace testing {

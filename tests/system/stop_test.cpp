@@ -93,14 +93,17 @@ TEST_F(Stop, WithinThreeSecondsWhileASystemCallHangs) {
         close(accept(driver_, nullptr, nullptr));
     }
 #ifndef __SANITIZE_THREAD__  // which keeps a signal back while its thread waits for a lock
-    // A log that nobody reads.
+    // A log that nobody reads any more.
     log_name = "/pipe";
     ASSERT_EQ(mkfifo((directory + log_name).c_str(), 0600), 0);
     const int log = open((directory + log_name).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    while (write(log, "full", 4) > 0) {
-    }
-    expect_stop(
-        "log", config("roam", 1, "log_level=15\n"), SIGTERM, [&] { return bus_socket_left(); }, false);
+    const auto fill_once_started = [&] {
+        if (!bus_socket_left()) return false;
+        while (write(log, "full", 4) > 0) {
+        }
+        return true;
+    };
+    expect_stop("log", config("roam", 1, "log_level=15\n"), SIGTERM, fill_once_started, false);
     close(log);
 #endif
 }
