@@ -2,60 +2,54 @@
 
     fleet.py --build DIRECTORY [--agents N] [--seconds N]
 
-Starts N simulated access points and their agents in the same second against one service, lets them rest, then kills the
+Starts N simulated access points, then their agents in the same moment against one service, lets them rest, kills the
 service, starts it again on the same port and shows when they came back.
 """
-
 import argparse
+import asyncio
 import os
-import signal
-import subprocess
-import sys
-import threading
+import re
+import resource
 import time
 
-from processes import HERE, Place, cpu_s, free_port, memory_kb
+from processes import SCENARIOS, Build, Place, check, free_port, until, usage
+from processes import AccessPoint, Daemon
 
-START_LIMIT_S = 120
-RETURN_LIMIT_S = 120
+LIMIT_S = 300
+DELAYS = {"initial_connection_delay": 10, "max_connection_delay": 60}
 
 
 class Service:
-    """The lab service, and when agents connected to it, in seconds since its start."""
+    """The lab service, and when each agent was accepted, in seconds since its start."""
 
-    def __init__(self, place, port):
+    def __init__(self, place):
+        self.place = place
+        self.port = free_port()
         self.arrivals = []
-        self.lock = threading.Lock()
-        self.process = place.start(["ravd-sim-service", "--port", str(port), "--no-input"], stdout=subprocess.PIPE)
-        self.process.stdout.readline()
+        self.begin = 0
+
+    async def start(self):
+        self.arrivals = []
+        self.program = await self.place.start(["ravd-sim-service", "--port", str(self.port), "--no-input",
+                                               "--max-agents", "100000"], show=self.hear)
+        await self.program.line("listening on")
         self.begin = time.monotonic()
-        threading.Thread(target=self.read, daemon=True).start()
 
-    def read(self):
-        for line in self.process.stdout:
-            if " connected from " in line:
-                with self.lock:
-                    self.arrivals.append(time.monotonic() - self.begin)
-
-    def count(self):
-        with self.lock:
-            return len(self.arrivals)
+    def hear(self, line):
+        if re.search(r"<- .*subscribe-response", line):
+            self.arrivals.append(time.monotonic() - self.begin)
 
 
-def wait_until(condition, limit_s, complaint):
-    deadline = time.monotonic() + limit_s
-    while not condition():
-        if time.monotonic() > deadline:
-            sys.exit(complaint)
-        time.sleep(0.05)
-
-
-def histogram(times, width=5):
-    for begin in range(0, int(max(times)) + 1, width):
-        count = sum(begin <= t < begin + width for t in times)
-        print(f"    {begin:3} .. {begin + width:3} s  {count:3}  {'#' * count}")
+def histogram(times):
+    """A line for each of some twenty spans of time, and the busiest second."""
+    width = max(1, round(max(times) / 20))
+    counts = [sum(begin <= t < begin + width for t in times) for begin in range(0, int(max(times)) + 1, width)]
+    scale = max(1, max(counts) / 70)
+    for number, count in enumerate(counts):
+        print(f"    {number * width:3} .. {(number + 1) * width:3} s {count:4}  {'#' * round(count / scale)}")
     seconds = [int(t) for t in times]
-    print(f"    most in one second: {max(seconds.count(s) for s in seconds)} of {len(times)}")
+    print(f"    last after {max(times):.1f} s; most in one second: {max(seconds.count(s) for s in set(seconds))} of "
+          f"{len(times)}")
 
 
 def row(name, values, unit):
@@ -63,44 +57,53 @@ def row(name, values, unit):
     print(f"  {name:22} mean {sum(ordered) / len(ordered):9.2f}   least {ordered[0]:9.2f}   most {ordered[-1]:9.2f} {unit}")
 
 
-def main(arguments):
-    port = free_port()
-    scenario = os.path.join(HERE, "../sim/ap/scenarios/small-office.json")
-    homes = []
-    with Place(arguments.build) as place:
-        service = Service(place, port)
+async def main(arguments):
+    Build.directory = arguments.build
+    _, most = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
+    homes = [Place() for _ in range(arguments.agents)]
+    async with Place() as place:
+        service = Service(place)
         try:
-            for _ in range(arguments.agents):
-                home = Place(arguments.build)
-                homes.append(home)
-                home.start(["ravd-sim-ap", scenario, "--dir", home.directory], stdin=subprocess.PIPE)
-                home.write("ravd.conf", f"corvane_service_url=ws://127.0.0.1:{port}/agent\nlog_level=0\n"
-                                        "initial_connection_delay=10\nmax_connection_delay=60\n")
-            time.sleep(3)
-            begin = time.monotonic()
-            agents = [home.start(["ravd-sim", "-f", os.path.join(home.directory, "ravd.conf")]) for home in homes]
-            print(f"  {arguments.agents} agents started within {time.monotonic() - begin:.2f} s; "
-                  "delays 10 s, at most 60 s")
-            marks = [os.path.join(home.directory, "tmp/.corvane-connected") for home in homes]
-            wait_until(lambda: all(map(os.path.exists, marks)), START_LIMIT_S, "not every agent subscribed")
-
-            before = [cpu_s(agent.pid) for agent in agents]
-            time.sleep(arguments.seconds)
-            memory = [memory_kb(agent.pid) for agent in agents]
-            row("CPU", [(cpu_s(agent.pid) - was) * 100 / arguments.seconds
-                        for agent, was in zip(agents, before)], "%")
-            for name in memory[0]:
-                row(name, [figures[name] for figures in memory], "kB")
-
-            service.process.send_signal(signal.SIGKILL)
-            service.process.wait()
-            service = Service(place, port)
-            wait_until(lambda: service.count() >= arguments.agents, RETURN_LIMIT_S, "not every agent came back")
-            print("  back after a restart of the service:")
-            histogram(service.arrivals)
-        finally:
+            await service.start()
             for home in homes:
-                home.__exit__()
+                home.access_point = home.add(AccessPoint(home.directory))
+                await home.access_point.begin(os.path.join(SCENARIOS, "small-office.json"))
+            began = time.monotonic()
+            agents = [home.add(Daemon(home.directory)) for home in homes]
+            for agent in agents:
+                await agent.begin(service.port, log_level=0, **DELAYS)
+            print(f"  {len(agents)} agents started within {time.monotonic() - began:.2f} s; delays 10 s, at most 60 s")
+            await until(lambda: all(agent.marker() for agent in agents), "every agent subscribes", LIMIT_S)
+            print("  subscribed for the first time:")
+            histogram(service.arrivals)
+            await measure(arguments.seconds, agents, service.program)
+
+            await service.program.kill()
+            await service.start()
+            await until(lambda: len(service.arrivals) >= len(agents), "every agent comes back", LIMIT_S)
+            print("  subscribed again after a restart of the service:")
+            histogram(service.arrivals)
+            check(all(agent.runs() for agent in agents), "an agent ended")
+        finally:
+            await asyncio.gather(*(home.__aexit__() for home in homes))
+
+
+async def measure(seconds, agents, service):
+    await asyncio.sleep(5)
+    pids = [agent.process.pid for agent in agents]
+    everybody = pids + [service.process.pid]
+    before = {pid: (usage.cpu_fine_s(pid), usage.wake_ups(pid)) for pid in everybody}
+    await asyncio.sleep(seconds)
+    cpu = {pid: (usage.cpu_fine_s(pid) - before[pid][0]) * 60000 / seconds for pid in everybody}
+    print(f"  each agent, subscribed and idle for {seconds} s:")
+    row("CPU", [cpu[pid] for pid in pids], "ms/min")
+    row("wake-ups", [(usage.wake_ups(pid) - before[pid][1]) * 60 / seconds for pid in pids], "/min")
+    memory = [usage.memory_kb(pid) for pid in pids]
+    for name in memory[0]:
+        row(name, [figures[name] for figures in memory], "kB")
+    own = usage.memory_kb(service.process.pid)
+    print(f"  the service: {cpu[service.process.pid]:.0f} ms/min, {own['Rss']} kB resident")
 
 
 if __name__ == "__main__":
@@ -108,5 +111,4 @@ if __name__ == "__main__":
     parser.add_argument("--build", required=True)
     parser.add_argument("--agents", type=int, default=30)
     parser.add_argument("--seconds", type=int, default=30)
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-    main(parser.parse_args())
+    asyncio.run(main(parser.parse_args()))

@@ -3,41 +3,27 @@
 #include <libwebsockets.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
-#include <new>
 #include <thread>
 
 #include "platform/system.h"
 #include "tests/core/log_capture.h"
 #include "tests/link/link_fixture.h"
+#include "tests/support/allocations.h"
 
+namespace ravd::testing {
 namespace {
 
-std::atomic<long> allocations{0};
+long library_allocations = 0;
 
 void* counted_library_memory(void* old, std::size_t size, const char*) {
-    if (size) ++allocations;
+    if (size) ++library_allocations;
     if (size) return std::realloc(old, size);
     std::free(old);
     return nullptr;
 }
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-// Inlined, they would seem to free what no malloc gave.
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-
-namespace ravd::testing {
-namespace {
 
 std::string pattern(std::size_t size, unsigned seed) {
     std::string text(size, ' ');
@@ -277,10 +263,10 @@ TEST_F(link_test, idle_turns_allocate_nothing) {
     connect();
     for (int i = 0; i < 10; ++i)
         turn();
-    const long before = allocations;
+    const long before = allocations() + library_allocations;
     for (int i = 0; i < 1000; ++i)
         turn(10);
-    EXPECT_EQ(allocations - before, 0);
+    EXPECT_EQ(allocations() + library_allocations - before, 0);
 }
 
 TEST_F(link_test, library_output_only_with_debug_output) {

@@ -1,23 +1,11 @@
 #include "platform/mbus.h"
 
 #include <chrono>
-#include <new>
 #include <thread>
 
 #include "platform/ctree.h"
 #include "tests/platform/bus/bus_support.h"
-
-// Of this thread: the endpoint's own thread allocates while it starts.
-static thread_local long allocations = 0;
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-// Inlined, they would seem to free what no malloc gave.
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/support/allocations.h"
 
 namespace ravd::testing {
 namespace {
@@ -64,10 +52,10 @@ TEST_F(mbus, loop_state_and_received_block) {
     EXPECT_EQ(send(), -1);
     mbus_peer_start(bus_);
     EXPECT_NE(mbus_get_moduleloop(bus_), 0);
-    const long before = allocations;
+    const long before = allocations();
     for (int i = 0; i < 100; ++i)
         EXPECT_TRUE(mbus_get_moduleloop(bus_) && !mbus_get_msg_from_queue_no_wait(bus_));
-    EXPECT_EQ(allocations - before, 0) << "an idle turn allocates";
+    EXPECT_EQ(allocations() - before, 0) << "an idle turn allocates";
     auto peer = started(3);
     ASSERT_EQ(peer->send(28, "hello"), bus_result::accepted);
     void* block = nullptr;

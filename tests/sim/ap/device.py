@@ -4,18 +4,13 @@ import contextlib
 import errno
 import json
 import os
-import shutil
 import struct
-import sys
-import tempfile
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-SCENARIOS = os.path.join(HERE, "../../../sim/ap/scenarios")
-sys.path.insert(0, os.path.join(HERE, "../../system/sessions"))
-import bus  # noqa: E402
-import programs  # noqa: E402
-from programs import AccessPoint, check, until  # noqa: E402
+from lab import bus
+from lab.processes import PATIENCE, Place, check
+from lab.programs import AccessPoint
 
+SCENARIOS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../sim/ap/scenarios")
 RECORD = 131070  # bytes of a custom command's record
 CUSTOM = {"rtl8192cd": 0x8BBF, "rtk_wifi6": 0x89F4}
 TRANSITION = {"rtl8192cd": 0x8BA6, "rtk_wifi6": 0x89F6}
@@ -31,36 +26,19 @@ def shipped(name):
         return json.load(file)
 
 
-async def run(program, *arguments, directory="", seconds=programs.PATIENCE):
-    """(status, output) of a program that ends by itself."""
-    process = await asyncio.create_subprocess_exec(
-        program, *arguments, stdin=asyncio.subprocess.DEVNULL, stdout=asyncio.subprocess.PIPE,
-        stderr=asyncio.subprocess.STDOUT, env={**os.environ, "RAVD_SIM_DIR": directory})
-    output, _ = await asyncio.wait_for(process.communicate(), seconds)
-    return process.returncode, output.decode(errors="replace")
-
-
-def built(name):
-    return os.path.join(programs.BUILD, name)
-
-
-class Device(AccessPoint):
+class Device(Place):
     """ravd-sim-ap with a shipped scenario, in a directory of its own, as an asynchronous context."""
 
     def __init__(self, name):
-        super().__init__(tempfile.mkdtemp(prefix="ravd-ap-"))
+        super().__init__()
         self.scenario = shipped(name)
+        self.ap = self.add(AccessPoint(self.directory))
+        self.tell, self.answer, self.stop = self.ap.tell, self.ap.answer, self.ap.stop
+        self.radio, self.neighbours = self.ap.radio, self.ap.neighbours
 
     async def __aenter__(self):
-        await self.begin(self.scenario)
+        await self.ap.begin(self.scenario, "--speed", "1000")
         return self
-
-    async def __aexit__(self, *unused):
-        await self.kill()
-        shutil.rmtree(self.directory, ignore_errors=True)
-
-    def path(self, name):
-        return self.directory + name
 
     def has(self, name):
         return os.path.lexists(self.path(name))
@@ -68,15 +46,7 @@ class Device(AccessPoint):
     def kind(self, ifname):
         return self.scenario["radios"][int(ifname[4])].get("kind", "rtl8192cd")
 
-    async def answer(self, line):
-        """The whole answer to a command, error or not."""
-        reader, writer = await asyncio.open_unix_connection(self.path("/control.sock"), limit=1 << 24)
-        writer.write(line.encode() + b"\n")
-        text = (await asyncio.wait_for(reader.readline(), programs.PATIENCE)).decode().rstrip("\n")
-        writer.close()
-        return text
-
-    async def ioctl(self, number, ifname, block=b"", length=None, seconds=programs.PATIENCE):
+    async def ioctl(self, number, ifname, block=b"", length=None, seconds=PATIENCE):
         """(result, errno, length, memory) of a wireless ioctl; None when it hangs."""
         reader, writer = await asyncio.open_unix_connection(self.path("/radio.sock"))
         length = len(block) if length is None else length
@@ -128,18 +98,13 @@ class Device(AccessPoint):
         text = f"{name}={value}".encode() + b"\0"
         return (await self.ioctl(SET_MIB, ifname, text))[0] == 0
 
-    async def tool(self, name, *words, seconds=programs.PATIENCE):
-        return await run(self.path("/bin/" + name), *words, directory=self.directory, seconds=seconds)
+    async def tool(self, name, *words, seconds=PATIENCE):
+        return await self.run(self.path("/bin/" + name), *words, seconds=seconds)
 
     async def hostapd(self, vap, *words):
         return await self.tool("wpa_cli", "-g", "/var/run/hostapd/global", "raw", "IFNAME=" + vap, *words)
 
-    def write(self, name, text):
-        """An order into a file of the driver."""
-        with open(self.path(name), "w", encoding="utf-8") as file:
-            file.write(text)
-
-    async def request(self, module, command, seconds=programs.PATIENCE, **members):
+    async def request(self, module, command, seconds=PATIENCE, **members):
         """The payload of a bus service's answer; None when it has none in time."""
         reader, writer = await asyncio.open_unix_connection(self.path(f"/run/ravd-bus/{module}.sock"))
         text = json.dumps({"command": command, **members}).encode()
@@ -169,7 +134,7 @@ class Device(AccessPoint):
 
     async def probe(self, *options, seconds=60):
         """(status, output) of the probe."""
-        return await run(built("ravd-probe-sim"), *options, directory=self.directory, seconds=seconds)
+        return await self.run("ravd-probe-sim", *options, seconds=seconds)
 
     @contextlib.asynccontextmanager
     async def fault(self, text):

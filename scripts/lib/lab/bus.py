@@ -14,8 +14,8 @@ def frame(kind, payload=b"", source=PEER, destination=AGENT, magic=b"RVB1"):
 class Peer:
     """A connection to a module, as a context."""
 
-    def __init__(self, session, module=AGENT):
-        self.path = session.device(f"/run/ravd-bus/{module}.sock")
+    def __init__(self, place, module=AGENT):
+        self.path = place.path(f"/run/ravd-bus/{module}.sock")
 
     async def __aenter__(self):
         self.reader, self.writer = await asyncio.open_unix_connection(self.path)
@@ -37,8 +37,8 @@ class Peer:
 class FalseService:
     """Takes the place of a module that left the bus; `answers` are bytes to write, the rest is answered properly."""
 
-    def __init__(self, session, module):
-        self.path = session.device(f"/run/ravd-bus/{module}.sock")
+    def __init__(self, place, module):
+        self.path = place.path(f"/run/ravd-bus/{module}.sock")
         self.module = module
         self.answers = []
         self.asked = 0
@@ -76,11 +76,3 @@ class FalseService:
         except (asyncio.IncompleteReadError, ConnectionError):
             pass
         writer.close()
-
-
-def event(kind, **members):
-    """A client's event as hostapd's side reports it; underscores of member names stand for hyphens."""
-    return {"command": "wifi-client-trap", "event": {
-        "type": kind, "dev": "wlan0-va0", "mac": "06:00:00:00:00:42", "ssid": "office", "rssi": -61,
-        "client-info": {"using-802.11v": "yes"}, "target-mac": "06:00:00:00:00:99",
-        **{name.replace("_", "-"): value for name, value in members.items()}}}

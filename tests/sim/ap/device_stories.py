@@ -1,6 +1,4 @@
-#!/usr/bin/env python3
-"""The simulated access point and the probe as processes: processes.py BUILD_DIRECTORY [--only NAME]"""
-import argparse
+"""The simulated access point and the probe as processes, watched from outside."""
 import asyncio
 import contextlib
 import functools
@@ -8,12 +6,10 @@ import json
 import os
 import re
 import struct
-import sys
 import time
-import traceback
 
-from device import (RRM_START, SCENARIOS, TRANSITION, CUSTOM, Device, built, check, number_of, programs, run, same,
-                    until)
+from device import CUSTOM, RRM_START, SCENARIOS, TRANSITION, Device, number_of, same
+from lab.processes import PATIENCE, check, until
 
 USUAL = {2: list(range(1, 14)), 5: [*range(36, 65, 4), *range(100, 141, 4), *range(149, 166, 4)]}
 
@@ -309,7 +305,7 @@ async def faults_strike():
             check(not ap.has("/run/ravd-bus/1.sock"))
         for kind, wanted in (("hang", None), ("garbage", b""), ("fail", b'"status":"error"'), ("late 200", b'"true"')):
             async with ap.fault("config " + kind):
-                answer = await get(seconds=0.5 if kind == "hang" else programs.PATIENCE)
+                answer = await get(seconds=0.5 if kind == "hang" else PATIENCE)
                 check(answer is None if wanted is None else wanted in answer, kind, answer)
                 check(kind != "garbage" or b"get-response" not in answer)
         await ap.tell("fault porterd fail times 1")
@@ -356,8 +352,7 @@ async def probe_names_what_is_missing():
                 await fails(wanted)
         await ap.tell("config remove /corvane/tpc")
         await fails("get /corvane/tpc: the configuration service (module 1) gives no value")
-        other = programs.Program("holder of the number")
-        await other.start(["ravd-bus", "attach", "28", "--stay"], {"RAVD_SIM_DIR": ap.directory})
+        other = await ap.start(["ravd-bus", "attach", "28", "--stay"])
         await until(lambda: ap.has("/run/ravd-bus/28.sock"), "module 28 is taken")
         check("FAIL mbus_init(28): refused: ravd runs and holds the number" in (await ap.probe())[1])
         await other.stop(5)
@@ -385,60 +380,17 @@ async def garbage_and_a_second_one():
         same((await ap.ioctl(0x8BBF, "../../etc", b"\4", 65534))[:2], (-1, number_of("ENODEV")))
         same((await ap.ioctl(0x1234, "wlan0"))[:2], (-1, number_of("EOPNOTSUPP")))
         # A second one refuses to start there, and leaves the first alone.
-        second = [built("ravd-sim-ap"), SCENARIOS + "/wds.json", "--dir", ap.directory]
-        same(await run(*second), (1, f"ravd-sim-ap: {ap.directory}: a simulated access point runs there already\n"))
+        second = ["ravd-sim-ap", SCENARIOS + "/wds.json", "--dir", ap.directory]
+        same(await ap.run(*second), (1, f"ravd-sim-ap: {ap.directory}: a simulated access point runs there already\n"))
         same(await ap.mib("chanspec", "wlan0"), 0x1006)
         await ap.stop(5)
         for gone in ("/radio.sock", "/command.sock", "/control.sock", "/var/run/hostapd.pid", "/run/ravd-bus/1.sock",
                      "/proc/wlan0-va0/rm_neighbor_report"):
             check(not ap.has(gone), gone)
-        same((await run(built("ravd-sim-ap"), "--dir", ap.directory, "--tell", "quit"))[0], 2)
-
-
-async def two_side_by_side():
-    """Each with its own radios, bus, commands and probe."""
-    async with Device("small-office") as one, Device("wifi6") as other:
-        (_, first), (_, second) = await asyncio.gather(one.probe(), other.probe())
-        same((failures(first), failures(second)), ([], []))
-        before = [await other.mib("chanspec", radio) for radio in ("wlan0", "wlan1")]
-        check(await one.update("wlan0", channel=1) and await one.update("wlan1", channel=149))
-        await one.tell("hostapd stop")
-        await one.tell("fault any hang")
-        same([await other.mib("chanspec", radio) for radio in ("wlan0", "wlan1")], before)
-        check((await other.stations("wlan0-va0")) and other.has("/var/run/hostapd.pid"))
-        await one.stop(5)
-        same((await other.probe())[0], 0)
+        same((await ap.run("ravd-sim-ap", "--dir", ap.directory, "--tell", "quit"))[0], 2)
 
 
 STORIES = [functools.partial(seen_as_described, name) for name in
            ("small-office", "block-of-flats", "one-radio-down", "wds", "wifi6-upper-band", "wifi6")]
-STORIES += [what_is_set_is_read_back, services_answer, stations_hostapd_and_radios, faults_strike, probe_names_what_is_missing,
-            garbage_and_a_second_one, two_side_by_side]
-
-
-def name_of(story):
-    return story.args[0] if isinstance(story, functools.partial) else story.__name__
-
-
-async def play(story):
-    try:
-        await asyncio.wait_for(story(), 150)
-        print("passed", name_of(story), flush=True)
-        return True
-    except Exception:  # whatever went wrong, the others go on
-        print(f"FAILED {name_of(story)}\n{traceback.format_exc()}", flush=True)
-        return False
-
-
-async def main(arguments):
-    programs.BUILD = arguments.build
-    stories = [story for story in STORIES if arguments.only in (None, name_of(story))]
-    results = await asyncio.gather(*(play(story) for story in stories))
-    print(f"{sum(results)} of {len(results)} passed")
-    return 0 if results and all(results) else 1
-
-
-parser = argparse.ArgumentParser()
-parser.add_argument("build")
-parser.add_argument("--only", help="name of one")
-sys.exit(asyncio.run(main(parser.parse_args())))
+STORIES += [what_is_set_is_read_back, services_answer, stations_hostapd_and_radios, faults_strike,
+            probe_names_what_is_missing, garbage_and_a_second_one]

@@ -5,20 +5,8 @@ import os
 
 import websockets
 
-from programs import PATIENCE, Wrong, check
-
-BASE_MAC = "02:00:5E:11:00:10"
-FACTORY = {"board": "sim-ap", "hw": "1", "serial": "SIM0000011", "mac": BASE_MAC}
-
-
-def message(cmd, **members):
-    """A message of the service; underscores of member names stand for hyphens."""
-    return {"version": "2.4", "service": "rrm", "cmd": cmd, "ap-mac": BASE_MAC,
-            **{name.replace("_", "-"): value for name, value in members.items()}}
-
-
-def accept(**members):
-    return message("subscribe-response", status="success", **members)
+from lab.orders import message
+from lab.processes import PATIENCE, Wrong, check
 
 
 def without_duplicates(pairs):
@@ -129,6 +117,8 @@ class Service:
     def __init__(self):
         self.links = []
         self.fresh = asyncio.Queue()
+        self.server = None
+        self.port = 0
 
     async def start(self, port=0):
         self.server = await websockets.serve(self.take, "127.0.0.1", port, subprotocols=["websock-rrm"], max_size=None,
@@ -150,5 +140,7 @@ class Service:
             raise Wrong(f"the agent did not connect within {seconds} s") from None
 
     async def stop(self):
-        self.server.close()
-        await self.server.wait_closed()
+        """Ends all links, too."""
+        if self.server:
+            self.server.close()
+            await self.server.wait_closed()

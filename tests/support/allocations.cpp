@@ -1,0 +1,17 @@
+#include "tests/support/allocations.h"
+
+#include <cstdlib>
+#include <new>
+
+static thread_local long count = 0;
+
+void* operator new(std::size_t size) {
+    ++count;
+    if (void* memory = std::malloc(size ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+// Inlined, they would seem to free what no malloc gave.
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+long ravd::testing::allocations() { return count; }
