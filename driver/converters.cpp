@@ -23,8 +23,6 @@ std::optional<std::uint32_t> parse_number(const interface_context*, const std::s
     return static_cast<std::uint32_t>(number);
 }
 
-std::optional<std::string> parse_text(const interface_context*, const std::string& text) { return text; }
-
 std::optional<bool> parse_boolean(const interface_context*, const std::string& text) { return text == "true"; }
 
 std::optional<std::string> parse_ssid(const interface_context*, const std::string& text) {
@@ -40,6 +38,7 @@ std::optional<bool> parse_wpa2_wpa3(const interface_context*, const std::string&
 }
 
 std::optional<channel_set> parse_channel_list(const interface_context*, const std::string& text) {
+    if (text.empty()) return std::nullopt;
     channel_set channels;
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find(' ', at), text.size());
@@ -48,7 +47,6 @@ std::optional<channel_set> parse_channel_list(const interface_context*, const st
             channels.insert(static_cast<std::uint32_t>(channel));
         at = end + 1;
     }
-    if (channels.empty()) return std::nullopt;
     return channels;
 }
 

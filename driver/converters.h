@@ -13,7 +13,6 @@ namespace ravd {
 
 // The number at the start of a text; nothing when there is none, or a negative one.
 std::optional<std::uint32_t> parse_number(const interface_context*, const std::string& text);
-std::optional<std::string> parse_text(const interface_context*, const std::string& text);
 // True exactly for "true".
 std::optional<bool> parse_boolean(const interface_context*, const std::string& text);
 // At most 129 bytes of it.
@@ -22,7 +21,8 @@ std::optional<std::string> parse_ssid(const interface_context*, const std::strin
 std::optional<bool> parse_enterprise(const interface_context*, const std::string& text);
 // Whether a security mode allows fast transition.
 std::optional<bool> parse_wpa2_wpa3(const interface_context*, const std::string& text);
-// Channels separated by blanks. What is no channel number is skipped; nothing when none is left.
+// Channels separated by blanks. What is no channel number is skipped, so a text may name none; nothing for an empty
+// one.
 std::optional<channel_set> parse_channel_list(const interface_context*, const std::string& text);
 // Bandwidth in MHz and name of a sideband, as chanspec bits. Others are logged as errors of the radio.
 std::optional<std::uint32_t> get_config_bandwidth_cb(const interface_context* radio, const std::string& text);

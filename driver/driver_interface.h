@@ -91,7 +91,8 @@ class driver_interface : public ipc_helper {
     virtual int get_assoc_stas(const char* ifname, const station_callback& callback) = 0;
     // Calls back for each active VAP of the interface's radio, in index order. An SSID that could not be read is empty.
     virtual void for_each_vap(const char* ifname, const vap_callback& callback) = 0;
-    // Results of the last scan of either kind. 0, or -1 with what was read before the failure.
+    // Results of the last active scan, and of the last RRM scan from the radios on which it began. 0, or -1 with what
+    // was read before the failure.
     virtual int fill_scan_results(ap_table& table) = 0;
     virtual int fill_rrm_scan_results(ap_table& table) = 0;
     // Channels a radio may use, ascending, each followed by a blank; `text` is untouched when they cannot be read.

@@ -26,11 +26,11 @@ int radio_scans::start_scan(bool active, const channel_set& wlan0, const channel
     log_info(process_log, "Attempt to start %s scanning...\n", kind_name(active));
     if (!context_.radios.flags() || scan_in_progress_) return 0;
     const channel_set* channels[] = {&wlan0, &wlan1};
-    for (int radio = 0; radio < radio_limit; ++radio) {
+    for (std::size_t radio = 0; radio < radio_limit; ++radio) {
         if (active)
-            start_active_scan(radio_names[static_cast<std::size_t>(radio)], *channels[radio], wait_s);
+            start_active_scan(radio_names[radio], *channels[radio], wait_s);
         else
-            start_rrm_scan(radio_names[static_cast<std::size_t>(radio)], *channels[radio], wait_s);
+            rrm_began_[radio] = start_rrm_scan(radio_names[radio], *channels[radio], wait_s);
     }
     scan_in_progress_ = true;
     return 0;
@@ -64,15 +64,14 @@ int radio_scans::start_active_scan(const char* radio_name, const channel_set& ch
     return ops->start_active_scan(channels) < 0 ? -1 : 0;
 }
 
-int radio_scans::start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const {
+bool radio_scans::start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const {
     const int radio = scan_radio(radio_name, __func__, __LINE__);
-    if (radio < 0) return -1;
     // Without a channel there is nothing to scan, and nothing to wait for.
-    if (!context_.radios.may_scan(radio) || channels.empty()) return 0;
+    if (radio < 0 || !context_.radios.may_scan(radio) || channels.empty()) return false;
     const auto ops = context_.back_end_of(radio_name);
     ops->stop_rrm_scan();
     wait_s = std::max(wait_s, rrm_scan_s);
-    return ops->start_rrm_scan(*channels.begin()) < 0 ? -1 : 0;
+    return ops->start_rrm_scan(*channels.begin()) == 0;
 }
 
 int radio_scans::stop_active_scan(const char* radio_name) const {
@@ -89,24 +88,27 @@ int radio_scans::stop_rrm_scan(const char* radio_name) const {
     return 0;
 }
 
-int radio_scans::collect_results(ap_table& table, bool rrm) const {
+int radio_scans::fill_scan_results(ap_table& table) const {
+    log_info(process_log, "Attempt to fill a scanning result table...\n");
     table.clear();
     for (int radio = 0; radio < radio_limit; ++radio) {
         if (!context_.radios.may_scan(radio)) continue;
-        const auto ops = context_.back_end_of(radio_names[static_cast<std::size_t>(radio)]);
-        if ((rrm ? ops->get_rrm_scan_results(table) : ops->get_scan_results(table)) < 0) return -1;
+        const char* name = radio_names[static_cast<std::size_t>(radio)];
+        if (context_.back_end_of(name)->get_scan_results(table) < 0) return -1;
     }
     return 0;
 }
 
-int radio_scans::fill_scan_results(ap_table& table) const {
-    log_info(process_log, "Attempt to fill a scanning result table...\n");
-    return collect_results(table, false);
-}
-
 int radio_scans::fill_rrm_scan_results(ap_table& table) const {
     log_info(process_log, "Attempt to fill a rrm scanning result table...\n");
-    return collect_results(table, true);
+    table.clear();
+    for (int radio = 0; radio < radio_limit; ++radio) {
+        // A radio that was not scanned would give the results of an earlier scan.
+        const auto index = static_cast<std::size_t>(radio);
+        if (!rrm_began_[index] || !context_.radios.may_scan(radio)) continue;
+        if (context_.back_end_of(radio_names[index])->get_rrm_scan_results(table) < 0) return -1;
+    }
+    return 0;
 }
 
 }  // namespace ravd

@@ -1,6 +1,8 @@
 // Scans of both radios, and their results. One scan at a time, of either kind.
 #pragma once
 
+#include <array>
+
 #include "driver/radio_channels.h"
 
 namespace ravd {
@@ -18,16 +20,16 @@ class radio_scans {
     int fill_rrm_scan_results(ap_table& table) const;
 
   private:
-    // For one radio: 0, or -1.
+    // For one radio: 0, or -1; the start of an RRM scan tells whether it began.
     int start_active_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const;
     int stop_active_scan(const char* radio_name) const;
-    int start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const;
+    bool start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const;
     int stop_rrm_scan(const char* radio_name) const;
-    int collect_results(ap_table& table, bool rrm) const;
 
     const driver_context& context_;
     const radio_channels& channels_;
     bool scan_in_progress_ = false;
+    std::array<bool, radio_limit> rrm_began_{};  // at the last RRM scan
 };
 
 }  // namespace ravd

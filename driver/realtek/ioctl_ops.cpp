@@ -184,7 +184,7 @@ int ioctl_ops::get_assoc_stas(std::vector<rrm_sta_s>& stations) {
 
 int ioctl_ops::start_rrm_scan(std::uint32_t channel) {
     if (!has_socket(__func__, __LINE__)) return -2;
-    if (set_mib("rrm_scan_chan", std::to_string(channel).c_str()) < 0) return 0;
+    if (set_mib("rrm_scan_chan", std::to_string(channel).c_str()) < 0) return -1;
     if (request(start_rrm_scan_request, nullptr, 0) >= 0) return 0;
     log_error(process_log, "<%s:%d> cannot start RRM scanning(errno = %s)\n", __func__, __LINE__, std::strerror(errno));
     return -1;

@@ -51,8 +51,8 @@ int rtl8192cd_ioctl_ops::get_mib(const char* name, std::uint32_t& output) {
     std::snprintf(buffer, sizeof buffer, "%s", name);
     std::size_t length = 0;
     int result = request(get_mib_request, buffer, sizeof buffer, &length);
-    if (result >= 0 && length == sizeof buffer && std::strcmp(buffer, name) == 0) {
-        // A driver that succeeds without answering leaves the request as it was.
+    if (result >= 0 && (length == 0 || (length == sizeof buffer && std::strcmp(buffer, name) == 0))) {
+        // A driver that succeeds without answering leaves the request as it was, or an answer of no length.
         result = -1;
         errno = ENODATA;
     }

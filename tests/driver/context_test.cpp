@@ -157,7 +157,7 @@ TEST_F(access_point, answers_for_missing_radios_with_an_error) {
     driver->block_sta("wlan0", "");
     EXPECT_EQ(driver->get_config_bandwidth("eth0"), 0x1000u);
     EXPECT_FALSE(driver->is_radio_up("wlan5"));
-    EXPECT_FALSE(driver->settings().getconf_vap("wlan0-va0", "/vap/none", parse_text));
+    EXPECT_FALSE(driver->settings().getconf_vap("wlan0-va0", "/vap/none", parse_ssid));
     const std::string text = log.text();
     for (const char* piece :
          {"radio_id 2 are absence: ", "cannot parse interface name(eth0)\n", "<get_radio:", "vap_id 7 are absence: ",

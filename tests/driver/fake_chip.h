@@ -19,7 +19,12 @@ class fake_chip {
     explicit fake_chip(bool wifi6) : wifi6_(wifi6) {
         fake_system::get().on_ioctl = [this](unsigned long number, iwreq* req) {
             errno = EIO;
-            return answer(number, *req, static_cast<char*>(req->u.data.pointer)) ? 0 : -1;
+            const bool answered = answer(number, *req, static_cast<char*>(req->u.data.pointer));
+            // A 64-bit kernel copies the request in and out as a struct ifreq, longer than the wireless one.
+            auto* const whole = reinterpret_cast<volatile unsigned char*>(req);
+            for (std::size_t i = sizeof(iwreq); i < sizeof(ifreq); ++i)
+                whole[i] = whole[i];
+            return answered ? 0 : -1;
         };
         fake_system::get().on_command = [this](const std::string& command, std::string& output) {
             return run(command, output);

@@ -147,7 +147,9 @@ TEST(driver_text, numbers_and_tables) {
 TEST(converters, settings) {
     EXPECT_THAT(*parse_channel_list(nullptr, "  44 36  40 36 "), ElementsAre(36, 40, 44));
     EXPECT_THAT(*parse_channel_list(nullptr, "-1 0 65536 x 11x 99999999999"), ElementsAre(11));
-    EXPECT_FALSE(parse_channel_list(nullptr, "") || parse_channel_list(nullptr, "  "));
+    EXPECT_FALSE(parse_channel_list(nullptr, ""));
+    for (const char* text : {"0", "auto", " "})
+        EXPECT_THAT(*parse_channel_list(nullptr, text), ::testing::IsEmpty());
     EXPECT_FALSE(parse_number(nullptr, "max") || parse_number(nullptr, "-3"));
     EXPECT_FALSE(*parse_boolean(nullptr, "TRUE") || *parse_boolean(nullptr, "true "));
     EXPECT_FALSE(get_config_bandwidth_cb(nullptr, "160") || get_config_primary_cb(nullptr, "none"));

@@ -39,6 +39,26 @@ TEST_P(either_chip, scans_both_radios) {
     EXPECT_FALSE(driver->is_scanning());
     driver->stop_scan(false);
     EXPECT_THAT(chip->asked, ElementsAre("wlan0 rrm_scan_started=0", "wlan1 rrm_scan_started=0"));
+
+    // After an RRM scan only radios on which it began are asked for results.
+    const struct {
+        channel_set wlan0, wlan1;
+        std::string failing;
+        std::vector<std::string> asked;
+    } rows[] = {{{6}, {36}, "", {"wlan0 3 9024", "wlan1 3 9024"}},
+                {{6}, {}, "", {"wlan0 3 9024"}},
+                {{}, {}, "", {}},
+                {{6}, {36}, "wlan0 rrm-scan", {"wlan1 3 9024"}},
+                {{6}, {36}, "wlan1 rrm_scan_chan=36", {"wlan0 3 9024"}}};
+    for (const auto& row : rows) {
+        if (GetParam() && row.failing == "wlan1 rrm_scan_chan=36") continue;  // iwpriv tells no failure
+        chip->failing = {row.failing};
+        driver->start_scan(false, row.wlan0, row.wlan1, wait);
+        driver->stop_scan(false);
+        chip->asked.clear();
+        EXPECT_EQ(driver->fill_rrm_scan_results(table), 0);
+        EXPECT_EQ(chip->asked, row.asked) << row.failing;
+    }
 }
 
 TEST_P(either_chip, waits_for_the_slower_radio) {
@@ -90,6 +110,7 @@ TEST_P(either_chip, lists_channels) {
     chip->replies["wlan0 5"] = fake_chip::bytes(3) + fake_chip::bytes(11) + fake_chip::bytes(1) + fake_chip::bytes(11);
     EXPECT_EQ(listed("false", "36"), "1 11 ");
     EXPECT_EQ(listed("true", ""), "1 11 ");
+    EXPECT_EQ(listed("true", "auto"), "");
     EXPECT_EQ(listed("true", "44  36 40"), "36 40 44 ");
     chip->replies["wlan0 5"] = "";
     EXPECT_EQ(listed("false", "36"), "");
@@ -149,6 +170,7 @@ TEST_F(access_point, copies_no_more_of_a_variable_than_fits) {
     EXPECT_EQ(driver->get_chanspec("wlan0"), 0x11111111u);
     chip->mibs["wlan0 chanspec"] = "\x06";
     EXPECT_EQ(driver->get_chanspec("wlan0"), 6u);
+    chip->mibs["wlan0 actual_tx_power"] = "";
     EXPECT_EQ(driver->get_tx_power("wlan0"), 16);
 }
 
@@ -201,6 +223,14 @@ TEST_F(wifi6_access_point, gives_neighbours_to_hostapd_and_driver) {
     neighbor("a\nb", 6);
     EXPECT_THAT(system.commands.back(), HasSubstr("ssid=610a62 "));
     EXPECT_TRUE(system.has_file("/proc/net/rtk_wifi6/wlan0-va1/nb_report"));
+    // The driver's list is touched only when hostapd's command came to its end.
+    bool hangs = true;
+    system.on_command = [&hangs](const std::string&, std::string&) { return !hangs; };
+    const std::string before = driver_file("wlan0-va0/nb_report");
+    neighbor("home", 11);
+    driver->del_neighbors("wlan0-va0");
+    EXPECT_EQ(driver_file("wlan0-va0/nb_report"), before);
+    hangs = false;
     driver->del_neighbors("wlan0-va0");
     EXPECT_EQ(system.commands.back(), "wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan0-va0 REMOVE_ALL_NEIGHBOR");
     EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "delall");
