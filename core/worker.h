@@ -86,8 +86,6 @@ class abstract_worker {
     bool initialized_ = false;  // result of the last init, cleared by deinit
 
   private:
-    friend struct worker_test_access;
-
     struct timer_node {
         callback run;
         std::int32_t id;

@@ -1,19 +1,20 @@
 #include "link/resolver.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <utility>
 
-#include "platform/system.h"
+#include "platform/unique_fd.h"
 
 namespace ravd {
 namespace {
@@ -50,11 +51,7 @@ struct resolver::job {
     lookup_function lookup;
     std::vector<std::string> addresses;  // written by the thread before `done`
     std::atomic<bool> done{false};
-    int done_fd = eventfd(0, EFD_CLOEXEC);
-
-    ~job() {
-        if (done_fd != -1) close(done_fd);
-    }
+    unique_fd wake;  // its own descriptor: the look-up may outlive whom it wakes
 
     static void* run(void* argument) {
         const std::unique_ptr<std::shared_ptr<job>> holder(static_cast<std::shared_ptr<job>*>(argument));
@@ -66,7 +63,7 @@ struct resolver::job {
         }
         self.done.store(true, std::memory_order_release);
         const std::uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = write(self.done_fd, &one, sizeof one);
+        [[maybe_unused]] const ssize_t written = write(self.wake.get(), &one, sizeof one);
         return nullptr;
     }
 };
@@ -90,32 +87,37 @@ std::vector<std::string> look_up_addresses(const std::string& host) {
 resolver::resolver(std::string host, lookup_function lookup)
     : host_(std::move(host)), lookup_(std::move(lookup)), numeric_(is_numeric(host_)) {}
 
-bool resolver::start() {
-    if (numeric_ || job_) return true;
+bool resolver::start(int wake_fd) {
+    if (numeric_) return true;
+    if (job_ && !(ended() && job_->addresses.empty())) return true;
     auto fresh = std::make_shared<job>();
-    if (fresh->done_fd == -1) return false;
+    fresh->wake = unique_fd(fcntl(wake_fd, F_DUPFD_CLOEXEC, 0));
     fresh->host = host_;
     fresh->lookup = lookup_;
     auto holder = std::make_unique<std::shared_ptr<job>>(fresh);
-    if (!start_detached(job::run, holder.get())) return false;
+    if (!fresh->wake || !start_detached(job::run, holder.get())) return false;
     static_cast<void>(holder.release());
     job_ = std::move(fresh);
     return true;
 }
 
-bool resolver::wait(int timeout_ms) {
-    if (!job_ || job_->done.load(std::memory_order_acquire)) return true;
-    sys::wait_readable(job_->done_fd, timeout_ms);
-    return job_->done.load(std::memory_order_acquire);
-}
+bool resolver::ended() const { return !job_ || job_->done.load(std::memory_order_acquire); }
 
 std::string resolver::take() {
     if (numeric_) return host_;
     if (!job_) return {};
-    const std::shared_ptr<job> ended = std::move(job_);
-    job_ = nullptr;
-    if (ended->addresses.empty()) return {};
-    return ended->addresses[next_++ % ended->addresses.size()];
+    const std::vector<std::string> found = std::move(std::exchange(job_, nullptr)->addresses);
+    if (found.empty()) return {};
+    auto at = std::find(found.begin(), found.end(), last_);
+    if (at == found.end()) {
+        at = found.begin();
+    } else if (next_) {
+        at = std::find_if(at, found.end(), [this](const std::string& address) { return address != last_; });
+        if (at == found.end()) at = found.begin();
+    }
+    last_ = *at;
+    next_ = true;  // unless it works
+    return last_;
 }
 
 }  // namespace ravd

@@ -21,13 +21,15 @@ class resolver {
 
     resolver(std::string host, lookup_function lookup);
 
-    // Begins a look-up unless one is still under way. A numeric address needs none. False when no thread can be had.
-    bool start();
-    // Waits for the look-up's end, at most `timeout_ms`. True once it has ended.
-    bool wait(int timeout_ms);
-    // After wait() was true: an address, empty when there is none. Where there are several, each result taken is the
-    // next one, so that an address that does not answer is not tried for ever.
+    // Begins a look-up unless one is still under way or has ended with addresses meanwhile; its end signals the event
+    // descriptor `wake_fd`, which stays the caller's. A numeric address needs none. False when no thread can be had.
+    bool start(int wake_fd);
+    bool ended() const;
+    // Once it has ended: an address, empty when there is none. Where there are several it is the one taken last as long
+    // as that one works(), else the next.
     std::string take();
+    // The address taken last answered with a handshake.
+    void works() { next_ = false; }
 
   private:
     struct job;
@@ -36,7 +38,8 @@ class resolver {
     const lookup_function lookup_;
     const bool numeric_;
     std::shared_ptr<job> job_;
-    std::size_t next_ = 0;
+    std::string last_;
+    bool next_ = false;
 };
 
 }  // namespace ravd

@@ -17,11 +17,6 @@
 
 namespace ravd {
 
-struct worker_test_access {
-    static bool& active(abstract_worker& worker) { return worker.active_; }
-    static int event_fd(const abstract_worker& worker) { return worker.event_fd_.get(); }
-};
-
 namespace testing {
 
 class link_test : public ::testing::Test {
@@ -38,19 +33,20 @@ class link_test : public ::testing::Test {
         initialized = false;
     }
 
-    // What the thread's loop does in one turn; `step_ms` passes on the clock. True while a cycle goes on.
+    // What the thread's loop does in one turn; `step_ms` passes on the clock. True while a cycle goes on. A turn does
+    // not wait: a timer is due at once.
     bool turn(int step_ms = 0) {
-        bool& active = worker_test_access::active(*worker);
         if (!initialized) {
-            initialized = active = worker->init();
+            initialized = worker->init();
             if (!initialized) clock.advance_ms(1000);
-        } else if (active && worker->is_alive(&running)) {
-            EXPECT_TRUE(worker->process());
+        } else if (worker->is_alive(&running)) {
+            worker->add_timer([] {}, no_wait, 0);
+            EXPECT_FALSE(worker->process());
             server.step();
             clock.advance_ms(step_ms);
         } else {
             worker->deinit();
-            initialized = active = false;
+            initialized = false;
             clock.advance_ms(1000);
         }
         take_inbox();
@@ -75,6 +71,7 @@ class link_test : public ::testing::Test {
     // "+" for connected, "-" for disconnected, else the text.
     void take_inbox() {
         const auto take = [this](const std::shared_ptr<buffer_info_t>& buffer) {
+            EXPECT_EQ(buffer->internal, buffer->text().find("internal-ipc") != std::string_view::npos);
             if (buffer->text() == R"({"version":"2.4","service":"internal-ipc","cmd":"connected"})")
                 statuses += '+';
             else if (buffer->text() == R"({"version":"2.4","service":"internal-ipc","cmd":"disconnected"})")
@@ -106,6 +103,8 @@ class link_test : public ::testing::Test {
         EXPECT_EQ(server.texts().back(), "world");
     }
     void push(std::string_view text) { ASSERT_TRUE(to_service.push(message(text))); }
+
+    static constexpr int no_wait = 99;  // a timer's id
 
     fake_system& clock = fake_system::get();
     run_flag running{true};
