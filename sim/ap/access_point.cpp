@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "driver/chanspec.h"
-
 namespace ravd::sim {
 namespace {
 
@@ -85,7 +83,7 @@ access_point::access_point(const scenario& from) : start(from) {
     for (const auto& [path, value] : from.config)
         config.set(path, value);
     for (std::size_t r = 0; r < radios.size(); ++r) {
-        radios[r].chanspec = make_chanspec(from.radios[r].use).value_or(chanspec_bw_20);
+        radios[r].chanspec = make_chanspec(from.radios[r].use).value_or(word_20_mhz);
         radios[r].power = from.radios[r].power;
         std::string reason;
         apply_radio_config(radios[r], reason);
@@ -145,11 +143,11 @@ bool access_point::apply_radio_config(radio_state& radio, std::string& reason) {
 }
 
 std::uint32_t access_point::live_chanspec(const radio_state& radio) const {
-    const bool wide_2g = radio.band == 2 && (radio.chanspec & chanspec_bandwidth_mask) == chanspec_bw_40;
+    const bool wide_2g = radio.band == 2 && (radio.chanspec & word_bandwidth_mask) == word_40_mhz;
     if (!wide_2g || !radio.coex) return radio.chanspec;
     const auto heard = [](const scenario_neighbour& n) { return band_of(n.use.channel) == 2; };
     if (std::none_of(start.neighbours.begin(), start.neighbours.end(), heard)) return radio.chanspec;
-    return chanspec_ctl_channel(radio.chanspec) | chanspec_bw_20;
+    return static_cast<std::uint32_t>(control_channel(radio.chanspec)) | word_20_mhz;
 }
 
 }  // namespace ravd::sim

@@ -1,16 +1,14 @@
 #include "sim/ap/bus_service.h"
 
-#include <json-c/json.h>
-
 #include <utility>
 
 namespace ravd::sim {
 
-json_object* make_answer(const std::string& command, const std::string& reason) {
-    json_object* answer = json_object_new_object();
-    json_object_object_add(answer, "command", json_object_new_string((command + "-response").c_str()));
-    json_object_object_add(answer, "status", json_object_new_string(reason.empty() ? "ok" : "error"));
-    if (!reason.empty()) json_object_object_add(answer, "reason", json_object_new_string(reason.c_str()));
+json_ptr make_answer(const std::string& command, const std::string& reason) {
+    json_ptr answer = new_json_object();
+    json_put(answer.get(), "command", command + "-response");
+    json_put(answer.get(), "status", reason.empty() ? "ok" : "error");
+    if (!reason.empty()) json_put(answer.get(), "reason", reason);
     return answer;
 }
 
@@ -40,7 +38,7 @@ bool bus_service::open(std::string& reason) {
         endpoint_.reset();
         return false;
     }
-    loop_.watch(endpoint_->descriptor(), [this] { serve(); });
+    loop_.watch(endpoint_->descriptor(), POLLIN, [this](short) { serve(); });
     return true;
 }
 
@@ -68,30 +66,23 @@ void bus_service::serve() {
 }
 
 void bus_service::take(const bus_message& message) {
-    const std::string text(message.text());
-    json_object* request = json_tokener_parse(text.c_str());
-    json_object* member = nullptr;
-    const bool named = json_object_is_type(request, json_type_object) &&
-                       json_object_object_get_ex(request, "command", &member) &&
-                       json_object_is_type(member, json_type_string);
-    const std::string command = named ? json_object_get_string(member) : "";
+    std::string error;
+    const json_ptr request = parse_json(message.text(), error);
+    json_object* member = json_member(request.get(), "command");
+    const std::string command = json_object_is_type(member, json_type_string) ? json_object_get_string(member) : "";
     const auto fault = faults_.strike({name_});
     std::string reply;
     if (fault && fault->kind == fault_kind::hang) {
         log_.line("fault", "%s does not answer %s", name_, command.c_str());
     } else if (fault && fault->kind == fault_kind::garbage) {
         log_.line("fault", "%s answers %s with garbage", name_, command.c_str());
-        reply = garbage(static_cast<std::uint32_t>(text.size()), 300);
+        reply = garbage(static_cast<std::uint32_t>(message.text().size()), 300);
     } else if (fault && fault->kind == fault_kind::fail) {
         log_.line("fault", "%s refuses %s", name_, command.c_str());
-        json_object* answer = make_answer(command, "fault injected");
-        reply = json_object_to_json_string_ext(answer, JSON_C_TO_STRING_PLAIN);
-        json_object_put(answer);
-    } else if (json_object* answer = answer_(command, request)) {
-        reply = json_object_to_json_string_ext(answer, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
-        json_object_put(answer);
+        reply = json_compact(make_answer(command, "fault injected").get());
+    } else if (const json_ptr answer = answer_(command, request.get())) {
+        reply = json_compact(answer.get());
     }
-    json_object_put(request);
     if (reply.empty()) return;
     const std::uint64_t connection = message.connection;
     const auto send_now = [this, connection, reply] {

@@ -7,17 +7,16 @@
 
 #include "platform/portable/bus_endpoint.h"
 #include "sim/ap/event_log.h"
-#include "sim/ap/event_loop.h"
 #include "sim/ap/faults.h"
-
-struct json_object;
+#include "sim/common/event_loop.h"
+#include "sim/common/json.h"
 
 namespace ravd::sim {
 
 class bus_service {
   public:
-    // The answer to a request, which the caller of the handler owns; null for none. `command` is its "command" member.
-    using handler = std::function<json_object*(const std::string& command, json_object* request)>;
+    // The answer to a request; null for none. `command` is its "command" member.
+    using handler = std::function<json_ptr(const std::string& command, json_object* request)>;
 
     // `name` is the service's name in fault commands and in the log.
     bus_service(event_loop& loop, const event_log& log, fault_list& faults, const char* name, int module,
@@ -49,6 +48,6 @@ class bus_service {
 };
 
 // {"command": "NAME-response", "status": "ok"}; with a reason: "status" "error" and "reason".
-json_object* make_answer(const std::string& command, const std::string& reason = {});
+json_ptr make_answer(const std::string& command, const std::string& reason = {});
 
 }  // namespace ravd::sim

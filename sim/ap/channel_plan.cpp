@@ -1,7 +1,5 @@
 #include "sim/ap/channel_plan.h"
 
-#include "driver/chanspec.h"
-
 namespace ravd::sim {
 namespace {
 
@@ -22,8 +20,8 @@ std::optional<std::uint32_t> wide_2g(const channel_use& use) {
     const bool lower_fits = use.channel + 4 <= 13;
     const bool upper_fits = use.channel - 4 >= 1;
     const bool any = use.sideband.empty() || use.sideband == "none";
-    if (lower_fits && (any || use.sideband == "lower")) return word(use.channel + 2, chanspec_sb_lower, chanspec_bw_40);
-    if (upper_fits && (any || use.sideband == "upper")) return word(use.channel - 2, chanspec_sb_upper, chanspec_bw_40);
+    if (lower_fits && (any || use.sideband == "lower")) return word(use.channel + 2, 0, word_40_mhz);
+    if (upper_fits && (any || use.sideband == "upper")) return word(use.channel - 2, word_40_upper, word_40_mhz);
     return std::nullopt;
 }
 
@@ -34,11 +32,10 @@ std::optional<std::uint32_t> wide_5g(const channel_use& use, int first) {
         const bool lower = position % 2 == 0;
         const bool any = use.sideband.empty() || use.sideband == "none";
         if (!any && (use.sideband == "lower") != lower) return std::nullopt;
-        return lower ? word(use.channel + 2, chanspec_sb_lower, chanspec_bw_40)
-                     : word(use.channel - 2, chanspec_sb_upper, chanspec_bw_40);
+        return lower ? word(use.channel + 2, 0, word_40_mhz) : word(use.channel - 2, word_40_upper, word_40_mhz);
     }
     const int centre = first + position / 4 * 16 + 6;
-    return word(centre, static_cast<std::uint32_t>(position % 4) << 8, chanspec_bw_80);
+    return word(centre, static_cast<std::uint32_t>(position % 4) << 8, word_80_mhz);
 }
 
 }  // namespace
@@ -54,14 +51,27 @@ std::optional<std::uint32_t> make_chanspec(const channel_use& use) {
     const bool low = use.channel >= 1 && use.channel <= 14;
     const int first = low ? 0 : block_of(use.channel);
     if (!low && (first == 0 || (use.channel - first) % 4 != 0)) return std::nullopt;
-    if (use.bandwidth == 20) return word(use.channel, 0, chanspec_bw_20);
+    if (use.bandwidth == 20) return word(use.channel, 0, word_20_mhz);
     if (use.bandwidth != 40 && use.bandwidth != 80) return std::nullopt;
     return low ? wide_2g(use) : wide_5g(use, first);
 }
 
+int bandwidth_of(std::uint32_t chanspec) {
+    const std::uint32_t width = chanspec & word_bandwidth_mask;
+    return width == word_80_mhz ? 80 : width == word_40_mhz ? 40 : 20;
+}
+
+int control_channel(std::uint32_t chanspec) {
+    const int centre = static_cast<int>(chanspec & word_centre_mask);
+    const int place =
+        static_cast<int>((chanspec & word_sideband_mask) >> 8);  // of the control channel, from the lowest
+    const int first = centre - (bandwidth_of(chanspec) - 20) / 10;
+    return first + 4 * place;
+}
+
 std::string sideband_of(std::uint32_t chanspec) {
-    if ((chanspec & chanspec_bandwidth_mask) != chanspec_bw_40) return "none";
-    return (chanspec & chanspec_sideband_mask) == chanspec_sb_upper ? "upper" : "lower";
+    if ((chanspec & word_bandwidth_mask) != word_40_mhz) return "none";
+    return (chanspec & word_sideband_mask) == word_40_upper ? "upper" : "lower";
 }
 
 }  // namespace ravd::sim

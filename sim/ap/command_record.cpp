@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "driver/chanspec.h"
 #include "platform/sim/radio_protocol.h"
 
 namespace ravd::sim {
@@ -59,7 +58,7 @@ std::string encode_scan_results(const std::string& request, const std::vector<he
         append_u32(out, bits(bss.channel));
         append_u32(out, bits(bss.bandwidth));
         append_u32(out, 0);
-        append_u16(out, static_cast<std::uint16_t>(bss.chanspec & chanspec_sideband_mask));
+        append_u16(out, static_cast<std::uint16_t>(bss.chanspec & word_sideband_mask));
         append_u16(out, 0);
     }
     return out;

@@ -25,15 +25,16 @@ std::string interface_of(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-command_server::command_server(event_loop& loop, const std::string& directory, access_point& ap, hostapd& daemon,
-                               fault_list& faults, const event_log& log)
+command_server::command_server(event_loop& loop, access_point& ap, hostapd& daemon, fault_list& faults,
+                               const event_log& log)
     : loop_(loop),
       ap_(ap),
       hostapd_(daemon),
       faults_(faults),
       log_(log),
-      server_(loop, directory + "/" + command_socket_name, command_limit,
-              [this](std::uint64_t connection, std::string& input) { return take(connection, input); }) {}
+      server_(loop, command_limit, [this](std::uint64_t connection, std::string& input, bool ended) {
+          return take(connection, input) && !ended;
+      }) {}
 
 bool command_server::take(std::uint64_t connection, std::string& input) {
     std::vector<std::string> arguments;

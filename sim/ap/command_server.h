@@ -7,7 +7,7 @@
 
 #include "sim/ap/faults.h"
 #include "sim/ap/hostapd.h"
-#include "sim/ap/stream_server.h"
+#include "sim/common/stream_server.h"
 
 namespace ravd::sim {
 
@@ -17,9 +17,11 @@ constexpr const char command_socket_name[] = "command.sock";
 // with the exit status, then the output; then the connection ends.
 class command_server {
   public:
-    command_server(event_loop& loop, const std::string& directory, access_point& ap, hostapd& daemon,
-                   fault_list& faults, const event_log& log);
-    bool open(std::string& reason) { return server_.open(reason); }
+    command_server(event_loop& loop, access_point& ap, hostapd& daemon, fault_list& faults, const event_log& log);
+    // In the simulation's directory.
+    bool open(const std::string& directory, std::string& reason) {
+        return server_.open(directory + "/" + command_socket_name, reason);
+    }
 
     struct outcome {
         int status = 0;

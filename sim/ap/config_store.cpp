@@ -1,7 +1,5 @@
 #include "sim/ap/config_store.h"
 
-#include <json-c/json.h>
-
 #include <vector>
 
 namespace ravd::sim {
@@ -23,20 +21,16 @@ std::vector<std::string> names_of(const std::string& path) {
 
 }  // namespace
 
-json_object* copy_as_texts(json_object* value) {
-    if (json_object_is_type(value, json_type_object)) {
-        json_object* copy = json_object_new_object();
-        json_object_object_foreach(value, key, member) json_object_object_add(copy, key, copy_as_texts(member));
-        return copy;
-    }
-    return json_object_new_string(value ? json_object_get_string(value) : "");
+json_ptr copy_as_texts(json_object* value) {
+    if (!json_object_is_type(value, json_type_object))
+        return json_ptr(json_object_new_string(value ? json_object_get_string(value) : ""));
+    json_ptr copy = new_json_object();
+    json_object_object_foreach(value, key, member) json_put(copy.get(), key, copy_as_texts(member));
+    return copy;
 }
 
-config_store::config_store() : root_(json_object_new_object()) {}
-config_store::~config_store() { json_object_put(root_); }
-
 json_object* config_store::find(const std::string& path) const {
-    json_object* at = root_;
+    json_object* at = root_.get();
     const auto names = names_of(path);
     if (names.empty()) return nullptr;
     for (const std::string& name : names)
@@ -51,9 +45,9 @@ std::optional<std::string> config_store::text(const std::string& path) const {
     return json_object_get_string(found);
 }
 
-bool config_store::insert(const std::string& path, json_object* value) {
+bool config_store::insert(const std::string& path, json_ptr value) {
     const auto names = names_of(path);
-    json_object* at = root_;
+    json_object* at = root_.get();
     bool usable = !names.empty();
     for (std::size_t i = 0; usable && i + 1 < names.size(); ++i) {
         json_object* next = nullptr;
@@ -64,15 +58,12 @@ bool config_store::insert(const std::string& path, json_object* value) {
         usable = json_object_is_type(next, json_type_object);
         at = next;
     }
-    if (usable)
-        json_object_object_add(at, names.back().c_str(), value);
-    else
-        json_object_put(value);
+    if (usable) json_put(at, names.back().c_str(), std::move(value));
     return usable;
 }
 
 bool config_store::set(const std::string& path, const std::string& value) {
-    return insert(path, json_object_new_string(value.c_str()));
+    return insert(path, json_ptr(json_object_new_string(value.c_str())));
 }
 
 bool config_store::set_tree(const std::string& path, json_object* tree) { return insert(path, copy_as_texts(tree)); }
@@ -80,7 +71,7 @@ bool config_store::set_tree(const std::string& path, json_object* tree) { return
 void config_store::remove(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     if (slash == std::string::npos) return;
-    json_object* parent = slash == 0 ? root_ : find(path.substr(0, slash));
+    json_object* parent = slash == 0 ? root_.get() : find(path.substr(0, slash));
     if (json_object_is_type(parent, json_type_object)) json_object_object_del(parent, path.c_str() + slash + 1);
 }
 

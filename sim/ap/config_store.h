@@ -4,17 +4,12 @@
 #include <optional>
 #include <string>
 
-struct json_object;
+#include "sim/common/json.h"
 
 namespace ravd::sim {
 
 class config_store {
   public:
-    config_store();
-    ~config_store();
-    config_store(const config_store&) = delete;
-    config_store& operator=(const config_store&) = delete;
-
     // The text at a path; nothing when there is none, or a sub-tree.
     std::optional<std::string> text(const std::string& path) const;
     bool is_true(const std::string& path) const { return text(path) == "true"; }
@@ -29,12 +24,12 @@ class config_store {
     void remove(const std::string& path);
 
   private:
-    bool insert(const std::string& path, json_object* value);
+    bool insert(const std::string& path, json_ptr value);
 
-    json_object* root_;
+    json_ptr root_ = new_json_object();
 };
 
 // A copy in which every scalar is a text; depth bounded by json-c's parser.
-json_object* copy_as_texts(json_object* value);
+json_ptr copy_as_texts(json_object* value);
 
 }  // namespace ravd::sim

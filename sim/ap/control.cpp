@@ -1,12 +1,10 @@
 #include "sim/ap/control.h"
 
-#include <json-c/json.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
 
-#include "sim/ap/words.h"
+#include "sim/common/json.h"
+#include "sim/common/text.h"
+#include "tools/common/number.h"
 
 namespace ravd::sim {
 namespace {
@@ -15,15 +13,6 @@ std::string ok(const std::string& text = {}) { return text.empty() ? "ok" : "ok 
 std::string error(const std::string& reason) { return "error " + reason; }
 // Empty: it worked.
 std::string outcome(const std::string& reason) { return reason.empty() ? ok() : error(reason); }
-
-bool parse_int(const std::string& text, int low, int high, int& value) {
-    char* end = nullptr;
-    errno = 0;
-    const long number = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || errno != 0 || number < low || number > high) return false;
-    value = static_cast<int>(number);
-    return true;
-}
 
 // Events of a station that leaves.
 bool is_leaving_event(const std::string& name) {
@@ -35,13 +24,15 @@ bool is_leaving_event(const std::string& name) {
 }  // namespace
 
 std::string control::run(const std::string& line) {
-    const words given = split_words(line);
+    std::string_view rest = line;
+    const std::string verb(take_word(rest));
+    if (verb == "config") return run_config(rest);
+    words given;
+    if (!split_words(line, given)) return error("a quote or bracket is not closed");
     if (given.empty()) return error("an empty line");
-    const std::string& verb = given[0];
     if (verb == "hostapd") return run_hostapd(given);
     if (verb == "station") return run_station(given);
     if (verb == "radio") return run_radio(given);
-    if (verb == "config") return run_config(given, line);
     if (verb == "fault") return run_fault(given);
     if (verb == "notify") return run_notify(given);
     if (verb == "show") return run_show(given);
@@ -53,7 +44,7 @@ std::string control::run(const std::string& line) {
 std::string control::run_hostapd(const words& given) {
     const std::string what = given.size() > 1 ? given[1] : "";
     int pause_ms = 1000;
-    if (what == "restart" && given.size() == 3 && parse_int(given[2], 0, 3600000, pause_ms))
+    if (what == "restart" && given.size() == 3 && parse_number(given[2], 0, 3600000, pause_ms))
         return outcome(used_.daemon.restart(pause_ms));
     if (given.size() == 2 && what == "start") return outcome(used_.daemon.start());
     if (given.size() == 2 && what == "stop") return outcome(used_.daemon.stop());
@@ -74,7 +65,7 @@ std::string control::run_station(const words& given) {
                 who.v = false;
             else if (given[i] == "stays")
                 who.obeys = false;
-            else if (!parse_int(given[i], -100, -10, who.rssi))
+            else if (!parse_number(given[i], -100, -10, who.rssi))
                 return error("\"" + given[i] + "\" is no signal strength from -100 to -10, no-v or stays");
         }
         return outcome(used_.stations.join(given[3], who));
@@ -94,7 +85,7 @@ std::string control::run_station(const words& given) {
 
 std::string control::run_radio(const words& given) {
     int number = 0;
-    if (given.size() < 3 || !parse_int(given[1], 0, radio_count - 1, number))
+    if (given.size() < 3 || !parse_number(given[1], 0, radio_count - 1, number))
         return error("expected: radio 0|1 up | down | coex on | coex off");
     radio_state& radio = used_.ap.radios[static_cast<std::size_t>(number)];
     if (given.size() == 3 && (given[2] == "up" || given[2] == "down")) {
@@ -109,26 +100,26 @@ std::string control::run_radio(const words& given) {
     return error("expected: radio 0|1 up | down | coex on | coex off");
 }
 
-std::string control::run_config(const words& given, const std::string& line) {
-    if (given.size() == 3 && given[1] == "get") {
-        json_object* value = used_.ap.config.find(given[2]);
-        if (!value) return error(given[2] + " is not configured");
-        return ok(json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE));
-    }
-    if (given.size() == 3 && given[1] == "remove") {
-        if (!used_.ap.config.find(given[2])) return error(given[2] + " is not configured");
-        used_.ap.config.remove(given[2]);
-        config_changed_();
-        return ok();
-    }
-    if (given.size() < 3 || given[1] != "set") return error("expected: config set PATH TEXT | get PATH | remove PATH");
-    // The text is everything behind the path and one blank, so that it may hold blanks, or nothing.
-    const std::size_t behind = line.find(given[2], line.find("set") + 3) + given[2].size();
-    const std::string text = behind < line.size() ? line.substr(behind + 1) : "";
-    if (!used_.ap.config.set(given[2], text)) return error("no setting can lie at " + given[2]);
+std::string control::run_config(std::string_view rest) {
+    const std::string what(take_word(rest));
+    const std::string path(take_word(rest));
+    config_store& config = used_.ap.config;
+    if (what == "set" && !path.empty()) return set_config(path, std::string(rest));
+    const bool known = (what == "get" || what == "remove") && !path.empty() && trimmed(rest).empty();
+    if (!known) return error("expected: config set PATH TEXT | get PATH | remove PATH");
+    json_object* value = config.find(path);
+    if (!value) return error(path + " is not configured");
+    if (what == "get") return ok(json_compact(value));
+    config.remove(path);
+    config_changed_();
+    return ok();
+}
+
+std::string control::set_config(const std::string& path, const std::string& text) {
+    if (!used_.ap.config.set(path, text)) return error("no setting can lie at " + path);
     std::string reason;
     for (radio_state& radio : used_.ap.radios)
-        if (given[2].compare(0, radio_path(radio.name, "").size(), radio_path(radio.name, "")) == 0)
+        if (path.compare(0, radio_path(radio.name, "").size(), radio_path(radio.name, "")) == 0)
             used_.ap.apply_radio_config(radio, reason);
     config_changed_();
     return ok(reason.empty() ? "" : "but the radio cannot do it: " + reason);

@@ -3,14 +3,15 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sim/ap/access_point.h"
 #include "sim/ap/device_files.h"
-#include "sim/ap/event_loop.h"
 #include "sim/ap/faults.h"
 #include "sim/ap/hostapd.h"
 #include "sim/ap/stations.h"
+#include "sim/common/event_loop.h"
 
 namespace ravd::sim {
 
@@ -36,7 +37,9 @@ class control {
     std::string run_hostapd(const words& given);
     std::string run_station(const words& given);
     std::string run_radio(const words& given);
-    std::string run_config(const words& given, const std::string& line);
+    // `rest` as it was typed: a setting's text goes to the line's end and may hold blanks, or nothing.
+    std::string run_config(std::string_view rest);
+    std::string set_config(const std::string& path, const std::string& text);
     std::string run_fault(const words& given);
     std::string run_notify(const words& given);
     std::string run_show(const words& given);

@@ -29,10 +29,10 @@ device_files::device_files(event_loop& loop, const event_log& log, access_point&
     : loop_(loop), log_(log), ap_(ap), directory_(std::move(directory)) {}
 
 device_files::~device_files() {
-    for (const int fd : pipes_) {
-        loop_.forget(fd);
-        close(fd);
-    }
+    for (const unique_fd& pipe : pipes_)
+        loop_.forget(pipe.get());
+    // What lies there may be another's, who runs in the directory while this one was refused it.
+    if (!made_) return;
     // A pipe without a reader would hold up whoever writes into it.
     for (const radio_state& radio : ap_.radios)
         for (const vap_state& vap : radio.vaps)
@@ -55,10 +55,10 @@ bool device_files::make_directory(const std::string& device_path, std::string& r
 bool device_files::write(const std::string& device_path, const std::string& text) const {
     const std::string path = directory_ + device_path;
     const std::string fresh = path + ".new";
-    const int fd = open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) return false;
-    const bool whole = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(fd);
+    unique_fd file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!file) return false;
+    const bool whole = ::write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    file.reset();
     return whole && rename(fresh.c_str(), path.c_str()) == 0;
 }
 
@@ -75,6 +75,7 @@ void device_files::remove_leftovers(const radio_state& radio) const {
 }
 
 bool device_files::create(std::string& reason) {
+    made_ = true;
     for (const char* path : {"/tmp", "/var/run", "/etc/ravd", "/sys/class/net", "/proc/net", "/bin"})
         if (!make_directory(path, reason)) return false;
     for (const char* name : {"", "_hostapd_started", "_scoutd_started", "_config_updated", "_timezone_changed"})
@@ -126,13 +127,14 @@ void device_files::refresh() const {
 bool device_files::open_neighbour_file(const radio_state& radio, vap_state& vap, bool custom, std::string& reason) {
     const std::string path = directory_ + neighbour_path(radio, vap, custom);
     unlink(path.c_str());
-    const int fd = mkfifo(path.c_str(), 0644) == 0 ? open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC) : -1;
-    if (fd < 0) {
+    unique_fd pipe(mkfifo(path.c_str(), 0644) == 0 ? open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC) : -1);
+    if (!pipe) {
         reason = path + ": " + std::strerror(errno);
         return false;
     }
-    pipes_.push_back(fd);
-    loop_.watch(fd, [this, fd, &radio, &vap, custom] { read_neighbours(fd, radio, vap, custom); });
+    const int fd = pipe.get();
+    pipes_.push_back(std::move(pipe));
+    loop_.watch(fd, POLLIN, [this, fd, &radio, &vap, custom](short) { read_neighbours(fd, radio, vap, custom); });
     return true;
 }
 

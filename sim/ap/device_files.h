@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/unique_fd.h"
 #include "sim/ap/access_point.h"
 #include "sim/ap/event_log.h"
-#include "sim/ap/event_loop.h"
+#include "sim/common/event_loop.h"
 
 namespace ravd::sim {
 
@@ -18,7 +19,7 @@ class device_files {
     device_files(const device_files&) = delete;
     device_files& operator=(const device_files&) = delete;
 
-    // Makes the directories and all files. False with the reason.
+    // Makes the directories and all files, which go with this object. False with the reason.
     bool create(std::string& reason);
     // Interface state and what else follows from the access point's state.
     void refresh() const;
@@ -42,7 +43,8 @@ class device_files {
     const event_log& log_;
     access_point& ap_;
     std::string directory_;
-    std::vector<int> pipes_;
+    bool made_ = false;  // the files are ours to remove
+    std::vector<unique_fd> pipes_;
 };
 
 // Paths of the device.

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstdlib>
 
 #include "sim/ap/noise.h"
+#include "tools/common/number.h"
 
 namespace ravd::sim {
 namespace {
@@ -55,17 +55,10 @@ bool known_call(const std::string& target) {
            (call == target || call == "get-mib" || call == "set-mib");
 }
 
-bool parse_number(const std::string& text, std::int64_t& value) {
-    char* end = nullptr;
-    errno = 0;
-    value = std::strtoll(text.c_str(), &end, 0);
-    return !text.empty() && *end == '\0' && errno == 0 && value >= 0 && value <= 0xFFFFFFFF;
-}
-
 bool parse_error_code(const std::string& text, std::int64_t& value) {
     for (const error_row& row : errors)
         if (text == row.name) return value = row.number, true;
-    return parse_number(text, value) && value > 0 && value < 4096;
+    return parse_number(text, 1, 4095, value);
 }
 
 }  // namespace
@@ -87,17 +80,14 @@ bool parse_fault(const std::vector<std::string>& words, fault& result, std::stri
     std::size_t at = 2;
     if (row->rule != value_rule::none) {
         const std::string text = at < words.size() ? words[at++] : "";
-        const bool good =
-            row->rule == value_rule::number ? parse_number(text, result.value) : parse_error_code(text, result.value);
+        const bool good = row->rule == value_rule::number ? parse_number(text, 0, 0xFFFFFFFF, result.value)
+                                                          : parse_error_code(text, result.value);
         if (!good) return reason = words[1] + " needs a value, not \"" + text + "\"", false;
     }
     for (; at + 1 < words.size(); at += 2) {
-        std::int64_t times = 0;
         if (words[at] == "on" && whom != 's')
             result.ifname = words[at + 1];
-        else if (words[at] == "times" && parse_number(words[at + 1], times) && times > 0 && times < 1000000)
-            result.times = static_cast<int>(times);
-        else
+        else if (words[at] != "times" || !parse_number(words[at + 1], 1, 999999, result.times))
             return reason = "cannot read \"" + words[at] + " " + words[at + 1] + "\"", false;
     }
     if (at < words.size()) return reason = "cannot read \"" + words[at] + "\"", false;

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "sim/ap/words.h"
+#include "sim/common/text.h"
 
 namespace ravd::sim {
 namespace {
@@ -96,8 +96,8 @@ void hostapd::follow_config() {
 
 std::string hostapd::command(const std::string& ifname, const std::string& text) {
     vap_state* vap = ap_.vap_of(ifname);
-    const std::vector<std::string> words = split_words(text);
-    if (!vap || words.empty()) return "FAIL";
+    std::vector<std::string> words;
+    if (!vap || !split_words(text, words) || words.empty()) return "FAIL";
     if (words[0] == "PING") return "PONG";
     if (words[0] == "REMOVE_ALL_NEIGHBOR") {
         log_.line("hostapd", "%s: %zu neighbours removed", vap->name.c_str(), vap->hostapd_neighbours.size());

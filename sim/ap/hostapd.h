@@ -6,8 +6,8 @@
 
 #include "sim/ap/access_point.h"
 #include "sim/ap/device_files.h"
-#include "sim/ap/event_loop.h"
 #include "sim/ap/stations.h"
+#include "sim/common/event_loop.h"
 
 namespace ravd::sim {
 

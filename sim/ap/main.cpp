@@ -1,6 +1,5 @@
 // ravd-sim-ap: a whole access point without hardware, described by a scenario file.
-#include <unistd.h>
-
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,7 +7,9 @@
 #include <vector>
 
 #include "platform/sim/socket_io.h"
+#include "platform/unique_fd.h"
 #include "sim/ap/simulator.h"
+#include "tools/common/options.h"
 
 namespace {
 
@@ -28,51 +29,52 @@ struct arguments {
     simulator_options options;
     double speed = 0;
     bool check = false;
-    bool tell = false;
-    std::string command;
+    std::string command;  // for the access point that runs in the directory
 };
 
-bool read_arguments(int argc, char** argv, arguments& given) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i] ? argv[i] : "";
-        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (word == "--dir" && value)
-            given.options.directory = argv[++i];
-        else if (word == "--speed" && value && std::atof(value) > 0)
-            given.speed = std::atof(argv[++i]);
-        else if (word == "--quiet")
-            given.options.quiet = true;
-        else if (word == "--no-hostapd")
-            given.options.hostapd_at_start = false;
-        else if (word == "--exit-on-eof")
-            given.options.exit_on_eof = true;
-        else if (word == "--check")
-            given.check = true;
-        else if (word == "--tell" && value) {
-            given.tell = true;
-            for (++i; i < argc; ++i)
-                given.command += (given.command.empty() ? "" : " ") + std::string(argv[i]);
-        } else if (word[0] != '-' && given.scenario_path.empty())
-            given.scenario_path = word;
-        else
-            return false;
-    }
-    if (given.tell) return !given.options.directory.empty();
-    return !given.scenario_path.empty() && (given.check || !given.options.directory.empty());
+bool read_speed(const std::string& text, double& speed) {
+    char* end = nullptr;
+    speed = std::strtod(text.c_str(), &end);
+    return *end == '\0' && speed > 0;
+}
+
+ravd::options_result read_arguments(int argc, char** argv, arguments& given, std::string& error) {
+    using namespace ravd;
+    bool no_hostapd = false;
+    const std::vector<command_option> known = {
+        text_option("--dir", 0, given.options.directory),
+        {"--speed", 0, option_value::one, "a number above 0",
+         [&](const std::string& text) { return read_speed(text, given.speed); }},
+        flag_option("--quiet", 0, given.options.quiet),
+        flag_option("--no-hostapd", 0, no_hostapd),
+        flag_option("--exit-on-eof", 0, given.options.exit_on_eof),
+        flag_option("--check", 0, given.check),
+        {"--tell", 0, option_value::rest, "a command",
+         [&](const std::string& text) { return !(given.command = text).empty(); }},
+    };
+    std::vector<std::string> words;
+    const options_result result = read_options(argc, argv, known, words, error);
+    if (result != options_result::run) return result;
+    given.options.hostapd_at_start = !no_hostapd;
+    const bool told = !given.command.empty();
+    if (words.size() > (told ? 0 : 1)) error = "unexpected argument " + words.back();
+    if (words.empty() && !told) error = "a scenario is missing";
+    if (given.options.directory.empty() && !given.check) error = "--dir is missing";
+    if (!words.empty()) given.scenario_path = words[0];
+    return error.empty() ? options_result::run : options_result::wrong;
 }
 
 int tell(const arguments& given) {
     const std::string path = given.options.directory + "/control.sock";
-    const int fd = connect_unix(path);
+    const ravd::unique_fd socket(connect_unix(path));
     const std::string line = given.command + "\n";
-    if (fd < 0 || !send_all(fd, line.data(), line.size())) {
+    if (!socket || !send_all(socket.get(), line.data(), line.size())) {
         std::fprintf(stderr, "ravd-sim-ap: %s: %s\n", path.c_str(), std::strerror(errno));
         return 2;
     }
     std::string answer;
-    for (char c; receive_all(fd, &c, 1) && c != '\n';)
+    for (char c; receive_all(socket.get(), &c, 1) && c != '\n';)
         answer += c;
-    close(fd);
     std::printf("%s\n", answer.c_str());
     return answer.compare(0, 2, "ok") == 0 ? 0 : 1;
 }
@@ -80,15 +82,12 @@ int tell(const arguments& given) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) return std::fputs(usage, stdout) < 0;
     arguments given;
-    if (!read_arguments(argc, argv, given)) {
-        std::fputs(usage, stderr);
-        return 2;
-    }
-    if (given.tell) return tell(given);
-    scenario wanted;
     std::string reason;
+    const ravd::options_result result = read_arguments(argc, argv, given, reason);
+    if (const auto status = ravd::end_early(result, "ravd-sim-ap", usage, reason)) return *status;
+    if (!given.command.empty()) return tell(given);
+    scenario wanted;
     if (!load_scenario(given.scenario_path, wanted, reason)) {
         std::fprintf(stderr, "ravd-sim-ap: %s\n", reason.c_str());
         return 1;

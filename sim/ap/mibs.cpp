@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "driver/chanspec.h"
 #include "sim/ap/air.h"
 
 namespace ravd::sim {
@@ -17,10 +16,10 @@ bool is_settable(const std::string& name) {
 
 // The width as the driver's "use40M" tells it.
 std::int32_t width_code(std::uint32_t chanspec) {
-    switch (chanspec & chanspec_bandwidth_mask) {
-        case chanspec_bw_40:
+    switch (chanspec & word_bandwidth_mask) {
+        case word_40_mhz:
             return 1;
-        case chanspec_bw_80:
+        case word_80_mhz:
             return 2;
         default:
             return 0;
@@ -30,7 +29,7 @@ std::int32_t width_code(std::uint32_t chanspec) {
 // Where the second channel lies: 1 below, 2 above the control channel.
 std::int32_t second_channel_code(std::uint32_t chanspec) {
     if (width_code(chanspec) == 0) return 0;
-    const bool control_is_lower = chanspec_ctl_channel(chanspec) < (chanspec & chanspec_channel_mask);
+    const bool control_is_lower = control_channel(chanspec) < static_cast<int>(chanspec & word_centre_mask);
     return control_is_lower ? 2 : 1;
 }
 

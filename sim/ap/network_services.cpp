@@ -1,7 +1,5 @@
 #include "sim/ap/network_services.h"
 
-#include <json-c/json.h>
-
 #include <algorithm>
 #include <utility>
 #include <vector>
@@ -10,14 +8,12 @@ namespace ravd::sim {
 namespace {
 
 std::string text_member(json_object* from, const char* key) {
-    json_object* found = nullptr;
-    if (!json_object_is_type(from, json_type_object) || !json_object_object_get_ex(from, key, &found)) return {};
+    json_object* found = json_member(from, key);
     return json_object_is_type(found, json_type_string) ? json_object_get_string(found) : "";
 }
 
 json_object* tree_member(json_object* from, const char* key) {
-    json_object* found = nullptr;
-    if (json_object_is_type(from, json_type_object)) json_object_object_get_ex(from, key, &found);
+    json_object* found = json_member(from, key);
     return json_object_is_type(found, json_type_object) ? found : nullptr;
 }
 
@@ -30,7 +26,7 @@ std::string ft_path(const std::string& vap) { return vap_config_path(vap, "vap/f
 
 }  // namespace
 
-json_object* configuration_service::answer(const std::string& command, json_object* request) const {
+json_ptr configuration_service::answer(const std::string& command, json_object* request) const {
     if (command != "get") {
         log_.line("config", "request \"%s\" is not known", command.c_str());
         return make_answer(command, "unknown command");
@@ -38,12 +34,12 @@ json_object* configuration_service::answer(const std::string& command, json_obje
     const std::string path = text_member(request, "path");
     json_object* value = ap_.config.find(path);
     if (!value) return make_answer(command, "not found");
-    json_object* answer = make_answer(command);
-    json_object_object_add(answer, "value", json_object_get(value));
+    json_ptr answer = make_answer(command);
+    json_put(answer.get(), "value", json_ptr(json_object_get(value)));
     return answer;
 }
 
-json_object* network_daemon::answer(const std::string& command, json_object* request) {
+json_ptr network_daemon::answer(const std::string& command, json_object* request) {
     struct row {
         const char* command;
         std::string (network_daemon::*run)(json_object*);
@@ -132,18 +128,16 @@ std::string network_daemon::update_fbt(json_object* request) {
     }
     bool changed = false;
     for (const auto& [name, wanted] : orders) {
-        json_object* fresh = copy_as_texts(wanted);
+        const json_ptr fresh = copy_as_texts(wanted);
         json_object* old = ap_.config.find(ft_path(name));
-        if (!json_object_equal(old, fresh)) {
-            changed = true;
-            ap_.config.set_tree(ft_path(name), fresh);
-            fbt_vaps_.insert(name);
-            json_object* remotes = tree_member(wanted, "mac");
-            log_.line("porterd", "%s: fast transition, mobility domain %s, %d remote key holders", name.c_str(),
-                      ap_.config.text(ft_path(name) + "/mobility-domain").value_or("?").c_str(),
-                      remotes ? json_object_object_length(remotes) : 0);
-        }
-        json_object_put(fresh);
+        if (json_object_equal(old, fresh.get())) continue;
+        changed = true;
+        ap_.config.set_tree(ft_path(name), fresh.get());
+        fbt_vaps_.insert(name);
+        json_object* remotes = tree_member(wanted, "mac");
+        log_.line("porterd", "%s: fast transition, mobility domain %s, %d remote key holders", name.c_str(),
+                  ap_.config.text(ft_path(name) + "/mobility-domain").value_or("?").c_str(),
+                  remotes ? json_object_object_length(remotes) : 0);
     }
     if (changed) changed_();
     return {};
@@ -171,25 +165,20 @@ std::string network_daemon::reset_fbt(json_object* request) {
 }
 
 std::string client_event_text(const client_event& event) {
-    json_object* body = json_object_new_object();
-    const auto add = [&](const char* key, const std::string& value) {
-        json_object_object_add(body, key, json_object_new_string_len(value.data(), static_cast<int>(value.size())));
-    };
-    add("type", event.type);
-    add("dev", event.dev);
-    add("mac", event.mac);
-    add("ssid", event.ssid);
-    json_object_object_add(body, "rssi", json_object_new_int(event.rssi));
-    json_object* client = json_object_new_object();
-    json_object_object_add(client, "using-802.11v", json_object_new_string(event.v ? "yes" : "no"));
-    json_object_object_add(body, "client-info", client);
-    if (!event.target_mac.empty()) add("target-mac", event.target_mac);
-    json_object* message = json_object_new_object();
-    json_object_object_add(message, "command", json_object_new_string("wifi-client-trap"));
-    json_object_object_add(message, "event", body);
-    std::string text = json_object_to_json_string_ext(message, JSON_C_TO_STRING_PLAIN);
-    json_object_put(message);
-    return text;
+    json_ptr body = new_json_object();
+    json_put(body.get(), "type", event.type);
+    json_put(body.get(), "dev", event.dev);
+    json_put(body.get(), "mac", event.mac);
+    json_put(body.get(), "ssid", event.ssid);
+    json_put(body.get(), "rssi", event.rssi);
+    json_ptr client = new_json_object();
+    json_put(client.get(), "using-802.11v", event.v ? "yes" : "no");
+    json_put(body.get(), "client-info", std::move(client));
+    if (!event.target_mac.empty()) json_put(body.get(), "target-mac", event.target_mac);
+    const json_ptr message = new_json_object();
+    json_put(message.get(), "command", "wifi-client-trap");
+    json_put(message.get(), "event", std::move(body));
+    return json_compact(message.get());
 }
 
 }  // namespace ravd::sim

@@ -2,11 +2,13 @@
 
 namespace ravd::sim {
 
-radio_server::radio_server(event_loop& loop, const std::string& directory, wireless_driver& driver)
+radio_server::radio_server(event_loop& loop, wireless_driver& driver)
     : loop_(loop),
       driver_(driver),
-      server_(loop, directory + "/" + radio_socket_name, 4 + radio_request_head + command_record_size,
-              [this](std::uint64_t connection, std::string& input) { return take(connection, input); }) {}
+      server_(loop, 4 + radio_request_head + command_record_size,
+              [this](std::uint64_t connection, std::string& input, bool ended) {
+                  return take(connection, input) && !ended;
+              }) {}
 
 bool radio_server::take(std::uint64_t connection, std::string& input) {
     while (input.size() >= 4) {

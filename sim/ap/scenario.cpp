@@ -1,14 +1,12 @@
 #include "sim/ap/scenario.h"
 
-#include <json-c/json.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <set>
 
 #include "sim/ap/crowd.h"
 #include "sim/ap/json_cursor.h"
+#include "sim/common/json.h"
 
 namespace ravd::sim {
 namespace {
@@ -176,13 +174,6 @@ void read_root(const json_cursor& root, scenario& result) {
     check_addresses(root, result);
 }
 
-struct tokener_end {
-    void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
-};
-struct tree_end {
-    void operator()(json_object* tree) const { json_object_put(tree); }
-};
-
 }  // namespace
 
 bool parse_scenario(const std::string& text, scenario& result, std::string& fault) {
@@ -191,17 +182,11 @@ bool parse_scenario(const std::string& text, scenario& result, std::string& faul
         fault = "the text is larger than 1 MiB";
         return false;
     }
-    const std::unique_ptr<json_tokener, tokener_end> tokener(json_tokener_new());
-    json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
-    // With its terminating zero: a number or word at the very end is complete only then.
-    const std::unique_ptr<json_object, tree_end> tree(
-        json_tokener_parse_ex(tokener.get(), text.c_str(), static_cast<int>(text.size() + 1)));
+    std::size_t place = 0;
+    const json_ptr tree = parse_json(text, fault, place);
     if (!tree) {
-        const auto end = std::min(json_tokener_get_parse_end(tokener.get()), text.size());
-        const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n');
-        const json_tokener_error error = json_tokener_get_error(tokener.get());
-        fault = "line " + std::to_string(line) + ": " +
-                (error == json_tokener_success ? "an object is expected" : json_tokener_error_desc(error));
+        const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(place), '\n');
+        fault = "line " + std::to_string(line) + ": " + fault;
         return false;
     }
     const json_cursor root(tree.get(), "", fault);

@@ -8,13 +8,14 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstring>
 
+#include "platform/unique_fd.h"
 #include "sim/ap/command_server.h"
 #include "sim/ap/control.h"
 #include "sim/ap/network_services.h"
 #include "sim/ap/radio_server.h"
+#include "sim/common/line_server.h"
 
 namespace ravd::sim {
 namespace {
@@ -31,23 +32,11 @@ void on_signal(int) {
     errno = kept;
 }
 
-// Takes whole lines from the front.
-template <typename Run>
-void each_line(std::string& input, Run run) {
-    for (std::size_t end; (end = input.find('\n')) != std::string::npos;) {
-        std::string line = input.substr(0, end);
-        input.erase(0, end + 1);
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        run(line);
-    }
-}
-
 }  // namespace
 
 class simulator::body {
   public:
     body(const scenario& from, const simulator_options& options);
-    ~body();
     bool open(std::string& reason);
     void run() { loop_.run(); }
 
@@ -55,14 +44,12 @@ class simulator::body {
     bool take_directory(std::string& reason);
     bool link_stand_ins(std::string& reason);
     void watch_signals();
-    void read_standard_input();
     void config_changed();
     void told(const client_event& event);
     void told_to_roam(const mac_octets& mac);
 
     simulator_options options_;
-    int lock_ = -1;
-    std::string typed_;  // of standard input, without a line end yet
+    unique_fd lock_;
 
     // What is used stands before what uses it.
     event_log log_;
@@ -81,7 +68,7 @@ class simulator::body {
     bus_service peer_bus_;
     radio_server radio_server_;
     command_server command_server_;
-    stream_server control_server_;
+    line_server control_lines_;
 };
 
 simulator::body::body(const scenario& from, const simulator_options& options)
@@ -108,25 +95,23 @@ simulator::body::body(const scenario& from, const simulator_options& options)
           loop_, log_, faults_, "porterd", module_porterd, options.directory + "/run/ravd-bus",
           [this](const std::string& command, json_object* request) { return porterd_.answer(command, request); }),
       peer_bus_(loop_, log_, faults_, "peer", module_peer, options.directory + "/run/ravd-bus",
-                [this](const std::string& command, json_object*) -> json_object* {
+                [this](const std::string& command, json_object*) -> json_ptr {
                     log_.line("peer", "the agent sent \"%s\"", command.c_str());
                     return nullptr;
                 }),
-      radio_server_(loop_, options.directory, driver_),
-      command_server_(loop_, options.directory, ap_, hostapd_, faults_, log_),
-      control_server_(loop_, options.directory + "/control.sock", line_limit,
-                      [this](std::uint64_t connection, std::string& input) {
-                          each_line(input, [&](const std::string& line) {
-                              control_server_.send(connection, control_.run(line) + "\n", false);
-                          });
-                          return true;
-                      }) {
+      radio_server_(loop_, driver_),
+      command_server_(loop_, ap_, hostapd_, faults_, log_),
+      control_lines_(
+          loop_, line_limit, "error the line is too long\n",
+          [this](line_server::source from, const std::string& line) {
+              control_lines_.reply(from, control_.run(line) + "\n");
+              return line_server::next::line;
+          },
+          [this](line_server::source from) {
+              if (from == line_server::standard_input && options_.exit_on_eof) loop_.stop();
+          }) {
     stations_.set_listener([this](const client_event& event) { told(event); });
     driver_.set_roam_listener([this](const mac_octets& mac) { told_to_roam(mac); });
-}
-
-simulator::body::~body() {
-    if (lock_ >= 0) close(lock_);
 }
 
 bool simulator::body::take_directory(std::string& reason) {
@@ -135,8 +120,8 @@ bool simulator::body::take_directory(std::string& reason) {
         return false;
     }
     const std::string path = options_.directory + "/lock";
-    lock_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (lock_ >= 0 && flock(lock_, LOCK_EX | LOCK_NB) == 0) return true;
+    lock_.reset(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    if (lock_ && flock(lock_.get(), LOCK_EX | LOCK_NB) == 0) return true;
     reason = errno == EWOULDBLOCK ? options_.directory + ": a simulated access point runs there already"
                                   : path + ": " + std::strerror(errno);
     return false;
@@ -169,32 +154,18 @@ void simulator::body::watch_signals() {
     signal(SIGINT, on_signal);
     signal(SIGPIPE, SIG_IGN);
     signal(SIGTTIN, SIG_IGN);  // reading the terminal from the background then fails instead of stopping us
-    loop_.watch(signal_pipe[0], [this] { loop_.stop(); });
-}
-
-void simulator::body::read_standard_input() {
-    char piece[4096];
-    const ssize_t n = read(STDIN_FILENO, piece, sizeof piece);
-    if (n < 0 && (errno == EINTR || errno == EAGAIN)) return;
-    if (n <= 0 || typed_.size() > line_limit) {
-        loop_.forget(STDIN_FILENO);
-        if (options_.exit_on_eof) loop_.stop();
-        return;
-    }
-    typed_.append(piece, static_cast<std::size_t>(n));
-    each_line(typed_, [&](const std::string& line) {
-        std::printf("%s\n", control_.run(line).c_str());
-        std::fflush(stdout);
-    });
+    loop_.watch(signal_pipe[0], POLLIN, [this](short) { loop_.stop(); });
 }
 
 bool simulator::body::open(std::string& reason) {
     if (!take_directory(reason) || !files_.create(reason) || !link_stand_ins(reason)) return false;
     for (bus_service* service : {&configuration_bus_, &porterd_bus_, &peer_bus_})
         if (!service->open(reason)) return false;
-    if (!radio_server_.open(reason) || !command_server_.open(reason) || !control_server_.open(reason)) return false;
+    if (!radio_server_.open(options_.directory, reason) || !command_server_.open(options_.directory, reason) ||
+        !control_lines_.listen_on(options_.directory + "/control.sock", reason))
+        return false;
     watch_signals();
-    loop_.watch(STDIN_FILENO, [this] { read_standard_input(); });
+    control_lines_.read_standard_input();
     if (options_.hostapd_at_start) hostapd_.start();
     stations_.settle(false);  // they were there before us
     log_.line("sim", "\"%s\" is ready in %s", ap_.start.name.c_str(), options_.directory.c_str());

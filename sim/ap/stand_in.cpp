@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/sim/socket_io.h"
+#include "platform/unique_fd.h"
 
 int main(int argc, char** argv) {
     const char* directory = std::getenv("RAVD_SIM_DIR");
@@ -24,17 +25,16 @@ int main(int argc, char** argv) {
         request += '\0';
     }
     request += '\0';
-    const int fd = ravd::sim::connect_unix(std::string(directory) + "/command.sock");
-    if (fd < 0 || !ravd::sim::send_all(fd, request.data(), request.size())) {
+    const ravd::unique_fd socket(ravd::sim::connect_unix(std::string(directory) + "/command.sock"));
+    if (!socket || !ravd::sim::send_all(socket.get(), request.data(), request.size())) {
         std::fprintf(stderr, "%s: no simulated access point in %s\n", argv[0], directory);
         return 255;
     }
     char status = 1;
-    if (!ravd::sim::receive_all(fd, &status, 1)) return 255;
+    if (!ravd::sim::receive_all(socket.get(), &status, 1)) return 255;
     char piece[4096];
     ssize_t n;
-    while ((n = read(fd, piece, sizeof piece)) > 0)
+    while ((n = read(socket.get(), piece, sizeof piece)) > 0)
         std::fwrite(piece, 1, static_cast<std::size_t>(n), stdout);
-    close(fd);
     return static_cast<unsigned char>(status);
 }

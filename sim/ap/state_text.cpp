@@ -1,131 +1,114 @@
 // The answers of "show": JSON on one line.
-#include <json-c/json.h>
+#include <algorithm>
 
-#include "driver/chanspec.h"
 #include "platform/monotonic.h"
 #include "sim/ap/air.h"
 #include "sim/ap/control.h"
-#include "sim/ap/event_log.h"
+#include "sim/common/json.h"
 
 namespace ravd::sim {
 namespace {
 
-void add(json_object* to, const char* key, const std::string& text) {
-    json_object_object_add(to, key, json_object_new_string_len(text.data(), static_cast<int>(text.size())));
-}
-void add(json_object* to, const char* key, const char* text) { add(to, key, std::string(text)); }
-void add(json_object* to, const char* key, std::int64_t number) {
-    json_object_object_add(to, key, json_object_new_int64(number));
-}
-void add_flag(json_object* to, const char* key, bool flag) {
-    json_object_object_add(to, key, json_object_new_boolean(flag));
-}
-
-std::string take_text(json_object* tree) {
-    std::string text = json_object_to_json_string_ext(tree, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
-    json_object_put(tree);
-    return text;
-}
-
-json_object* entry_list(const std::vector<neighbour_entry>& entries) {
-    json_object* list = json_object_new_array();
+json_ptr entry_list(const std::vector<neighbour_entry>& entries) {
+    json_ptr list = new_json_array();
     for (const neighbour_entry& entry : entries) {
-        json_object* one = json_object_new_object();
-        add(one, "bssid", mac_text(entry.bssid));
-        add(one, "channel", entry.channel);
-        if (!entry.ssid.empty()) add(one, "ssid", entry.ssid);
-        add(one, "text", entry.rest);
-        json_object_array_add(list, one);
+        json_ptr one = new_json_object();
+        json_put(one.get(), "bssid", mac_text(entry.bssid));
+        json_put(one.get(), "channel", entry.channel);
+        if (!entry.ssid.empty()) json_put(one.get(), "ssid", entry.ssid);
+        json_put(one.get(), "text", entry.rest);
+        json_append(list.get(), std::move(one));
     }
     return list;
 }
 
-json_object* vap_tree(const access_point& ap, const radio_state& radio, const vap_state& vap) {
-    json_object* tree = json_object_new_object();
-    add(tree, "name", vap.name);
-    add(tree, "bssid", mac_text(vap.bssid));
-    add(tree, "ssid", ap.ssid_of(vap));
-    add_flag(tree, "up", ap.vap_up(radio, vap));
-    std::int64_t associated = 0;
-    for (const station& one : vap.stations)
-        associated += one.associated ? 1 : 0;
-    add(tree, "stations", associated);
-    add(tree, "neighbours", static_cast<std::int64_t>(vap.neighbours.size()));
-    add(tree, "custom_neighbours", static_cast<std::int64_t>(vap.custom_neighbours.size()));
-    add(tree, "hostapd_neighbours", static_cast<std::int64_t>(vap.hostapd_neighbours.size()));
+std::int64_t size_of(const std::vector<neighbour_entry>& entries) { return static_cast<std::int64_t>(entries.size()); }
+
+json_ptr vap_tree(const access_point& ap, const radio_state& radio, const vap_state& vap) {
+    json_ptr tree = new_json_object();
+    json_put(tree.get(), "name", vap.name);
+    json_put(tree.get(), "bssid", mac_text(vap.bssid));
+    json_put(tree.get(), "ssid", ap.ssid_of(vap));
+    json_put_flag(tree.get(), "up", ap.vap_up(radio, vap));
+    const auto associated =
+        std::count_if(vap.stations.begin(), vap.stations.end(), [](const station& one) { return one.associated; });
+    json_put(tree.get(), "stations", static_cast<std::int64_t>(associated));
+    json_put(tree.get(), "neighbours", size_of(vap.neighbours));
+    json_put(tree.get(), "custom_neighbours", size_of(vap.custom_neighbours));
+    json_put(tree.get(), "hostapd_neighbours", size_of(vap.hostapd_neighbours));
     return tree;
 }
 
-json_object* radio_tree(const access_point& ap, const radio_state& radio) {
+json_ptr radio_tree(const access_point& ap, const radio_state& radio) {
     const std::uint32_t chanspec = ap.live_chanspec(radio);
-    json_object* tree = json_object_new_object();
-    add(tree, "name", radio.name);
-    add(tree, "kind", radio.kind == chip_kind::rtk_wifi6 ? "rtk_wifi6" : "rtl8192cd");
-    add(tree, "band", radio.band);
-    add_flag(tree, "up", radio.up);
-    add(tree, "chanspec", chanspec);
-    add(tree, "channel", chanspec_ctl_channel(chanspec));
-    add(tree, "bandwidth", chanspec_bw(chanspec));
-    add(tree, "sideband", sideband_of(chanspec));
-    add(tree, "power", radio.power);
-    add_flag(tree, "coex", radio.coex);
-    add_flag(tree, "scanning", scan_running(radio, monotonic_ms()));
-    add(tree, "scans", radio.scan.round);
-    json_object* vaps = json_object_new_array();
+    json_ptr tree = new_json_object();
+    json_put(tree.get(), "name", radio.name);
+    json_put(tree.get(), "kind", radio.kind == chip_kind::rtk_wifi6 ? "rtk_wifi6" : "rtl8192cd");
+    json_put(tree.get(), "band", radio.band);
+    json_put_flag(tree.get(), "up", radio.up);
+    json_put(tree.get(), "chanspec", static_cast<std::int64_t>(chanspec));
+    json_put(tree.get(), "channel", control_channel(chanspec));
+    json_put(tree.get(), "bandwidth", bandwidth_of(chanspec));
+    json_put(tree.get(), "sideband", sideband_of(chanspec));
+    json_put(tree.get(), "power", radio.power);
+    json_put_flag(tree.get(), "coex", radio.coex);
+    json_put_flag(tree.get(), "scanning", scan_running(radio, monotonic_ms()));
+    json_put(tree.get(), "scans", static_cast<std::int64_t>(radio.scan.round));
+    json_ptr vaps = new_json_array();
     for (const vap_state& vap : radio.vaps)
-        json_object_array_add(vaps, vap_tree(ap, radio, vap));
-    json_object_object_add(tree, "vaps", vaps);
+        json_append(vaps.get(), vap_tree(ap, radio, vap));
+    json_put(tree.get(), "vaps", std::move(vaps));
     return tree;
 }
 
 }  // namespace
 
 std::string state_text(const access_point& ap, bool agent_connected) {
-    json_object* tree = json_object_new_object();
-    add(tree, "name", ap.start.name);
-    add_flag(tree, "hostapd", ap.hostapd_running);
-    add_flag(tree, "agent_subscribed", agent_connected);
-    json_object* radios = json_object_new_array();
+    const json_ptr tree = new_json_object();
+    json_put(tree.get(), "name", ap.start.name);
+    json_put_flag(tree.get(), "hostapd", ap.hostapd_running);
+    json_put_flag(tree.get(), "agent_subscribed", agent_connected);
+    json_ptr radios = new_json_array();
     for (const radio_state& radio : ap.radios)
-        json_object_array_add(radios, radio_tree(ap, radio));
-    json_object_object_add(tree, "radios", radios);
-    return take_text(tree);
+        json_append(radios.get(), radio_tree(ap, radio));
+    json_put(tree.get(), "radios", std::move(radios));
+    return json_compact(tree.get());
 }
 
 std::string stations_text(const access_point& ap, const station_book& stations) {
-    json_object* list = json_object_new_array();
+    const json_ptr list = new_json_array();
     for (const radio_state& radio : ap.radios) {
         for (const vap_state& vap : radio.vaps) {
             for (const station& one : vap.stations) {
                 if (!one.associated) continue;
-                json_object* tree = json_object_new_object();
-                add(tree, "mac", mac_text(one.is.mac));
-                add(tree, "vap", vap.name);
-                json_object* readings = json_object_new_array();
+                json_ptr tree = new_json_object();
+                json_put(tree.get(), "mac", mac_text(one.is.mac));
+                json_put(tree.get(), "vap", vap.name);
+                json_ptr readings = new_json_array();
                 for (const int value : stations.readings(one, monotonic_ms()))
-                    json_object_array_add(readings, json_object_new_int(value));
-                json_object_object_add(tree, "readings", readings);
-                add_flag(tree, "v", one.is.v);
-                add_flag(tree, "asked_to_roam", one.asked_to_roam);
-                json_object_array_add(list, tree);
+                    json_append(readings.get(), json_ptr(json_object_new_int(value)));
+                json_put(tree.get(), "readings", std::move(readings));
+                json_put_flag(tree.get(), "v", one.is.v);
+                json_put_flag(tree.get(), "asked_to_roam", one.asked_to_roam);
+                json_append(list.get(), std::move(tree));
             }
         }
     }
-    return take_text(list);
+    return json_compact(list.get());
 }
 
 std::string neighbours_text(const access_point& ap) {
-    json_object* tree = json_object_new_object();
+    const json_ptr tree = new_json_object();
     for (const radio_state& radio : ap.radios) {
         for (const vap_state& vap : radio.vaps) {
-            json_object* lists = json_object_new_object();
-            json_object_object_add(lists, "standard", entry_list(vap.neighbours));
-            json_object_object_add(lists, "custom", entry_list(vap.custom_neighbours));
-            json_object_object_add(lists, "hostapd", entry_list(vap.hostapd_neighbours));
-            json_object_object_add(tree, vap.name.c_str(), lists);
+            json_ptr lists = new_json_object();
+            json_put(lists.get(), "standard", entry_list(vap.neighbours));
+            json_put(lists.get(), "custom", entry_list(vap.custom_neighbours));
+            json_put(lists.get(), "hostapd", entry_list(vap.hostapd_neighbours));
+            json_put(tree.get(), vap.name.c_str(), std::move(lists));
         }
     }
-    return take_text(tree);
+    return json_compact(tree.get());
 }
 
 }  // namespace ravd::sim

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "sim/service/json_value.h"
+#include "sim/common/json.h"
 #include "sim/service/orders.h"
 #include "sim/service/pilot.h"
 #include "sim/service/radio_view.h"
 #include "sim/service/scan_progress.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 // How the next subscriptions are answered.
 struct subscription_policy {
@@ -33,7 +33,7 @@ struct agent {
     std::uint64_t violations = 0;
     std::map<std::string, std::uint64_t> received;  // per cmd; unknown ones together as "other"
     std::vector<radio_view> radios;                 // last description
-    std::vector<heard_bss> environment;             // last report
+    std::vector<reported_bss> environment;          // last report
     scan_progress scan;
     std::unique_ptr<pilot> autopilot;
     bool pilot_counted = false;  // its result entered the totals
@@ -45,4 +45,4 @@ struct agent {
     }
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -1,11 +1,11 @@
-// Words of a command: splitting, key=value pairs, numbers, lists of channels, texts that stand in a file.
+// Words of a command: key=value pairs, numbers, lists of channels, texts that stand in a file.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 // "key=value", or a plain word with an empty key.
 struct argument {
@@ -24,15 +24,12 @@ struct command_line {
     std::vector<argument> args;
 };
 
-// "[agent N|agent MAC|all] COMMAND ARGUMENTS...". A line that begins with '{' or '[' is the command "text". Double
-// quotes keep blanks together; \" and \\ stand for themselves inside. False with the reason in `error`; an empty line
+// "[agent N|agent MAC|all] COMMAND ARGUMENTS...". A line that begins with '{' or '[' is the command "text". Its words
+// are split as by split_words(). False with the reason in `error`; an empty line
 // or a comment (#) gives an empty word.
 bool parse_command_line(std::string_view line, command_line& out, std::string& error);
 
-// Splits at blanks as above. False when a quote is not closed.
-bool split_words(std::string_view text, std::vector<std::string>& words);
-
-// A whole decimal number, nothing else.
+// A whole decimal number of 32 bits, nothing else.
 bool parse_int(std::string_view text, int& out);
 // "1,6,11" or "1 6 11" into "1 6 11"; every piece a number below 65536.
 bool parse_channels(std::string_view text, std::string& out);
@@ -41,4 +38,4 @@ bool read_inline_or_file(const std::string& text, std::string& out, std::string&
 // "81 7e 00" into bytes.
 bool parse_hex(std::string_view text, std::string& out);
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

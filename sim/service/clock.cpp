@@ -4,10 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "platform/system.h"
-
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 std::string formatted(bool local, const char* format, const char* tail) {
@@ -25,13 +22,8 @@ std::string formatted(bool local, const char* format, const char* tail) {
 
 }  // namespace
 
-double monotonic_seconds() {
-    const timespec now = sys::monotonic_now();
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
 std::string timestamp() { return formatted(false, "%Y-%m-%dT%H:%M:%S", "Z"); }
 
 std::string time_of_day() { return formatted(true, "%H:%M:%S", ""); }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -3,12 +3,14 @@
 
 #include <string>
 
-namespace ravd::lab {
+#include "platform/monotonic.h"
+
+namespace ravd::sim {
 
 // Monotonic time since some start, for intervals.
-double monotonic_seconds();
+inline double monotonic_seconds() { return static_cast<double>(monotonic_ms()) / 1000; }
 // Wall-clock time: "2026-03-01T12:00:00.123Z" (UTC), and "12:00:00.123" (local) for people.
 std::string timestamp();
 std::string time_of_day();
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -5,11 +5,11 @@
 
 #include "sim/service/console.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 class lab;
 
 // Runs one line. Never throws; what is wrong stands in the reply.
 line_result run_command(lab& service, const std::string& line);
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

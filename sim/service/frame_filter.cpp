@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 void frame_filter::feed(const char* data, std::size_t size, std::string& out, const judge& keep) {
     const char* const end = data + size;
@@ -47,4 +47,4 @@ void frame_filter::header_complete(std::string& out, const judge& keep) {
     if (remaining_ != 0) state_ = state::payload;
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -7,7 +7,7 @@
 #include <functional>
 #include <string>
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 class frame_filter {
   public:
@@ -40,4 +40,4 @@ class frame_filter {
     bool passing_ = true;
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -3,21 +3,22 @@
 #include <cstdio>
 #include <vector>
 
+#include "sim/common/text.h"
 #include "sim/service/clock.h"
 #include "sim/service/commands.h"
 #include "sim/service/presentation.h"
 #include "sim/service/protocol_check.h"
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 constexpr std::size_t shown_text = 2000;
 constexpr std::size_t mac_limit = 32;
+constexpr std::int64_t look_ms = 100;  // how often pilots and scans look at the clock
 
 }  // namespace
 
-lab::lab(const options& opts) : options_(opts), server_(*this), console_(*this) {}
+lab::lab(const service_options& options) : options_(options), server_(loop_, *this), console_(loop_, *this) {}
 
 bool lab::start(std::string& error) {
     if (!options_.config.empty() && !parse_json(options_.config, error)) {
@@ -29,22 +30,17 @@ bool lab::start(std::string& error) {
     if (!server_.start(options_.listening, error)) return false;
     std::printf("listening on %s:%u\n", options_.listening.bind_address.c_str(), server_.port());
     std::fflush(stdout);
-    if (!options_.no_input) console_.add_standard_input();
+    if (!options_.no_input) console_.read_standard_input();
+    look_at_clock();
     return true;
 }
 
-int lab::run(const volatile std::sig_atomic_t& stopped) {
-    std::vector<pollfd> entries;
-    while (running_ && !stopped) {
-        entries.clear();
-        console_.poll_entries(entries);
-        const std::size_t consoles = entries.size();
-        server_.poll_entries(entries);
-        poll(entries.data(), static_cast<nfds_t>(entries.size()), server_.wait_ms());
-        server_.turn(entries.data() + consoles);
-        console_.turn(entries.data(), monotonic_seconds());
-        run_pilots();
-    }
+void lab::stop_on(int fd) {
+    loop_.watch(fd, POLLIN, [this](short) { loop_.stop(); });
+}
+
+int lab::run() {
+    loop_.run();
     if (violations_ > 0) std::printf("%llu violations of the protocol\n", static_cast<unsigned long long>(violations_));
     std::fflush(stdout);
     if (status_ != 0) return status_;
@@ -54,29 +50,28 @@ int lab::run(const volatile std::sig_atomic_t& stopped) {
 
 void lab::quit(int status) {
     status_ = status;
-    running_ = false;
+    loop_.stop();
 }
 
-bool lab::send_message(agent& to, json_object* message) {
+bool lab::send_message(agent& to, const json_ptr& message) {
     outgoing item;
-    item.bytes = json_compact(message);
+    item.bytes = json_compact(message.get());
     const std::string shown = item.bytes;
-    return send_bytes(to, std::move(item), shown);
+    return send_bytes(to, std::move(item), shown, message.get());
 }
 
-bool lab::send_bytes(agent& to, outgoing item, const std::string& shown) {
-    const bool message = item.what == outgoing::kind::text || item.what == outgoing::kind::binary;
-    const std::string copy = message && (log_.enabled() || !shown.empty()) ? item.bytes : "";
+bool lab::send_bytes(agent& to, outgoing item, const std::string& shown, json_object* message) {
+    const bool whole = item.what == outgoing::kind::text || item.what == outgoing::kind::binary;
+    const std::string copy = whole && log_.enabled() ? item.bytes : "";
     if (!server_.send(to.number, std::move(item))) return false;
     if (log_.enabled()) {
-        if (message) {
-            log_.message(to.number, to.orders.ap_mac, "sent", copy);
-        } else if (!shown.empty()) {
+        if (whole)
+            log_.message(to.number, to.orders.ap_mac, "sent", copy, message);
+        else if (!shown.empty())
             log_.event(to.number, to.orders.ap_mac, "sent " + shown);
-        }
     }
     if (!shown.empty() && !options_.quiet) say(&to, "<- " + printable(shown, shown_text));
-    if (!shown.empty()) note_sent(to, copy);
+    if (message) note_sent(to, message);
     return true;
 }
 
@@ -132,9 +127,8 @@ void lab::message_received(unsigned link, std::string_view text, bool binary) {
     std::string error;
     const json_ptr message = parse_json(text, error);
     // The agent names itself in its first message.
-    if (who.speaks_rrm() && who.orders.ap_mac.empty()) {
+    if (who.speaks_rrm() && who.orders.ap_mac.empty())
         who.orders.ap_mac = printable(json_text(message.get(), "ap-mac"), mac_limit);
-    }
     log_.message(link, who.orders.ap_mac, "received", text, message.get());
     if (!who.speaks_rrm()) {
         if (!options_.quiet) say(&who, "-> " + printable(text, shown_text));
@@ -177,9 +171,7 @@ void lab::rrm_message(agent& who, json_object* message) {
         who.subscribed = false;
     } else if (who.autopilot) {
         if (cmd == "rrm-response") who.autopilot->scanned(who.radios, who.environment, now);
-        if (cmd == "rrm-config-changed" || cmd == "rrm-mode-response") {
-            who.autopilot->described(cmd, who.radios, now);
-        }
+        if (cmd == "rrm-config-changed" || cmd == "rrm-mode-response") who.autopilot->described(cmd, who.radios, now);
     }
 }
 
@@ -191,38 +183,30 @@ void lab::answer_subscription(agent& who) {
     who.orders.default_config = options_.config;
     std::string error;
     const json_ptr answer = subscribe_response(who.orders, code, error);
-    if (!answer || !send_message(who, answer.get())) {
+    if (!answer || !send_message(who, answer)) {
         say(&who, "the subscription could not be answered: " + error);
         return;
     }
 }
 
 // Also for what the user typed.
-void lab::note_sent(agent& who, const std::string& text) {
-    if (text.find("subscribe-response") == std::string::npos && text.find("rrm-update") == std::string::npos) return;
-    std::string error;
-    const json_ptr message = parse_json(text, error);
-    const std::string cmd = json_text(message.get(), "cmd");
-    if (cmd == "rrm-update") who.scan.ordered(message.get(), who.radios, monotonic_seconds());
-    if (cmd == "subscribe-response" && json_text(message.get(), "status") == "success") note_accepted(who);
+void lab::note_sent(agent& who, json_object* message) {
+    const std::string cmd = json_text(message, "cmd");
+    if (cmd == "rrm-update") who.scan.ordered(message, who.radios, monotonic_seconds());
+    if (cmd == "subscribe-response" && json_text(message, "status") == "success") note_accepted(who);
+}
+
+std::unique_ptr<pilot> lab::make_pilot(agent& who) {
+    return std::make_unique<pilot>(
+        options_.automatic, who.orders, [this, &who](const json_ptr& message) { return send_message(who, message); },
+        [this, &who](const std::string& text) { say(&who, "auto: " + text); });
 }
 
 void lab::note_accepted(agent& who) {
     who.subscribed = true;
     console_.event("subscribed", who.number);
     if (!options_.automatic.enabled) return;
-    if (!who.autopilot) {
-        const unsigned number = who.number;
-        who.autopilot = std::make_unique<pilot>(
-            options_.automatic,
-            [this, number](const std::string& line) {
-                return run_command(*this, "agent " + std::to_string(number) + " " + line).good;
-            },
-            [this, number](const std::string& text) {
-                const auto it = agents_.find(number);
-                say(it == agents_.end() ? nullptr : &it->second, "auto: " + text);
-            });
-    }
+    if (!who.autopilot) who.autopilot = make_pilot(who);
     who.autopilot->subscribed(monotonic_seconds());
 }
 
@@ -230,7 +214,7 @@ void lab::tell_progress(const agent& who, const std::string& text) {
     if (!text.empty() && !options_.quiet) say(&who, text);
 }
 
-void lab::run_pilots() {
+void lab::look_at_clock() {
     const double now = monotonic_seconds();
     for (auto& entry : agents_) {
         agent& who = entry.second;
@@ -244,10 +228,11 @@ void lab::run_pilots() {
         console_.event("verified", who.number);
     }
     check_automatic_end();
+    loop_.after(look_ms, [this] { look_at_clock(); });
 }
 
 void lab::check_automatic_end() {
-    if (!options_.automatic.exit_when_verified || !running_ || pilots_done_ < options_.automatic.agents) return;
+    if (!options_.automatic.exit_when_verified || pilots_done_ < options_.automatic.agents) return;
     std::printf("automatic mode: %u of %u agents verified\n", pilots_done_ - pilots_failed_, pilots_done_);
     quit(pilots_failed_ > 0 ? 1 : 0);
 }
@@ -264,6 +249,6 @@ bool lab::already(const wait_request& wait) const {
     return false;
 }
 
-void lab::wait_failed(const wait_request&) { wait_failed_ = true; }
+void lab::wait_failed() { wait_failed_ = true; }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -1,8 +1,6 @@
 // The lab service: agents, their messages, the commands of the user, all on one thread.
 #pragma once
 
-#include <csignal>
-#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -14,28 +12,30 @@
 #include "sim/service/options.h"
 #include "sim/service/server.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 class lab : public server_listener, public line_handler {
   public:
-    explicit lab(const options& opts);
+    explicit lab(const service_options& options);
 
     // Opens the port and the files. False with the reason in `error`.
     bool start(std::string& error);
     // Serves until "quit", a signal or the end of an automatic run. The exit status.
-    int run(const volatile std::sig_atomic_t& stopped);
+    int run();
+    // From a signal handler's pipe.
+    void stop_on(int fd);
 
     // For the commands:
     std::map<unsigned, agent>& agents() { return agents_; }
     server& links() { return server_; }
     subscription_policy& policy() { return policy_; }
-    options& settings() { return options_; }
+    service_options& settings() { return options_; }
     std::uint64_t violations() const { return violations_; }
     void quit(int status);
     // Serialises, logs and queues. False when the link is gone or its output limit is reached.
-    bool send_message(agent& to, json_object* message);
-    // The same for bytes as they are. `shown` stands in the output.
-    bool send_bytes(agent& to, outgoing item, const std::string& shown);
+    bool send_message(agent& to, const json_ptr& message);
+    // The same for bytes as they are; `shown` stands in the output, `message` is what they hold, where that is JSON.
+    bool send_bytes(agent& to, outgoing item, const std::string& shown, json_object* message = nullptr);
 
     void link_opened(unsigned link, const std::string& peer, const std::string& sub_protocol,
                      const std::string& path) override;
@@ -45,20 +45,22 @@ class lab : public server_listener, public line_handler {
 
     line_result handle_line(const std::string& line) override;
     bool already(const wait_request& wait) const override;
-    void wait_failed(const wait_request& wait) override;
+    void wait_failed() override;
 
   private:
     void say(const agent* who, const std::string& text);
     void violation(agent& who, const std::string& text);
     void rrm_message(agent& who, json_object* message);
     void answer_subscription(agent& who);
-    void note_sent(agent& who, const std::string& text);
+    void note_sent(agent& who, json_object* message);
     void note_accepted(agent& who);
     void tell_progress(const agent& who, const std::string& text);
-    void run_pilots();
+    std::unique_ptr<pilot> make_pilot(agent& who);
+    void look_at_clock();
     void check_automatic_end();
 
-    options options_;
+    service_options options_;
+    event_loop loop_;
     server server_;
     console console_;
     message_log log_;
@@ -67,9 +69,8 @@ class lab : public server_listener, public line_handler {
     std::uint64_t violations_ = 0;
     unsigned pilots_done_ = 0;
     unsigned pilots_failed_ = 0;
-    bool running_ = true;
     int status_ = 0;
     bool wait_failed_ = false;
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

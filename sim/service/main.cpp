@@ -1,4 +1,8 @@
 // ravd-sim-service: a lab version of the radio service.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 
@@ -7,34 +11,33 @@
 
 namespace {
 
-volatile std::sig_atomic_t stopped = 0;
+// Written by the signal handler, read by the loop.
+int signal_pipe[2] = {-1, -1};
 
-void stop(int) { stopped = 1; }
+void stop(int) {
+    const int saved = errno;
+    (void)!write(signal_pipe[1], "", 1);
+    errno = saved;
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    ravd::lab::options options;
+    ravd::sim::service_options options;
     std::string error;
-    switch (ravd::lab::parse_options(argc, argv, options, error)) {
-        case ravd::lab::options_result::help:
-            std::fputs(ravd::lab::usage_text(), stdout);
-            return 0;
-        case ravd::lab::options_result::wrong:
-            std::fprintf(stderr, "ravd-sim-service: %s; try --help\n", error.c_str());
-            return 2;
-        case ravd::lab::options_result::run:
-            break;
-    }
+    const ravd::options_result result = ravd::sim::parse_options(argc, argv, options, error);
+    if (const auto status = ravd::end_early(result, "ravd-sim-service", ravd::sim::usage_text(), error)) return *status;
+    if (pipe2(signal_pipe, O_CLOEXEC | O_NONBLOCK) != 0) return 2;
     struct sigaction action = {};
     action.sa_handler = stop;
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    ravd::lab::lab service(options);
+    ravd::sim::lab service(options);
     if (!service.start(error)) {
         std::fprintf(stderr, "ravd-sim-service: %s\n", error.c_str());
         return 2;
     }
-    return service.run(stopped);
+    service.stop_on(signal_pipe[0]);
+    return service.run();
 }

@@ -3,15 +3,15 @@
 #include <cerrno>
 #include <cstring>
 
+#include "sim/common/json.h"
+#include "sim/common/text.h"
 #include "sim/service/clock.h"
-#include "sim/service/json_value.h"
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 json_ptr line_start(unsigned agent, const std::string& ap_mac) {
-    json_ptr line(json_object_new_object());
+    json_ptr line = new_json_object();
     json_put(line.get(), "time", timestamp());
     json_put(line.get(), "agent", static_cast<int>(agent));
     if (!ap_mac.empty()) json_put(line.get(), "ap-mac", ap_mac);
@@ -47,22 +47,17 @@ bool message_log::open(const std::string& path, std::string& error) {
 }
 
 void message_log::message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes,
-                          json_object* parsed) {
+                          json_object* message) {
     if (!file_) return;
     json_ptr line = line_start(agent, ap_mac);
     json_put(line.get(), "direction", std::string(direction));
     json_put(line.get(), "size", static_cast<int>(bytes.size()));
-    std::string error;
-    json_ptr own;
-    if (!parsed) own = parse_json(bytes, error);
-    json_object* message = parsed ? parsed : own.get();
-    if (json_object_is_type(message, json_type_object)) {
+    if (json_object_is_type(message, json_type_object))
         json_put(line.get(), "message", json_ptr(json_object_get(message)));
-    } else if (printable(bytes) == bytes) {
+    else if (printable(bytes) == bytes)
         json_put(line.get(), "text", std::string(bytes));
-    } else {
+    else
         json_put(line.get(), "hex", hex(bytes));
-    }
     write_line(file_, json_compact(line.get()));
 }
 
@@ -73,4 +68,4 @@ void message_log::event(unsigned agent, const std::string& ap_mac, const std::st
     write_line(file_, json_compact(line.get()));
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -7,7 +7,7 @@
 
 struct json_object;
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 class message_log {
   public:
@@ -21,9 +21,10 @@ class message_log {
     bool enabled() const { return file_ != nullptr; }
 
     // One line: {"time":...,"agent":N,"ap-mac":...,"direction":"received"|"sent","size":N,"message":{...}}; what is
-    // not one JSON object stands as "text" instead, other bytes as "hex". `parsed` saves parsing it again.
+    // not one JSON object stands as "text" instead, other bytes as "hex". `message`: the bytes as a tree, where they
+    // are one.
     void message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes,
-                 json_object* parsed = nullptr);
+                 json_object* message);
     // {"time":...,"agent":N,"ap-mac":...,"event":...}
     void event(unsigned agent, const std::string& ap_mac, const std::string& what);
 
@@ -31,4 +32,4 @@ class message_log {
     std::FILE* file_ = nullptr;
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

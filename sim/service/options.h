@@ -4,8 +4,9 @@
 #include <string>
 
 #include "sim/service/server.h"
+#include "tools/common/options.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 struct auto_options {
     bool enabled = false;
@@ -18,7 +19,7 @@ struct auto_options {
     unsigned agents = 1;  // how many agents have to finish
 };
 
-struct options {
+struct service_options {
     server_options listening;
     bool quiet = false;
     bool strict = false;
@@ -30,9 +31,8 @@ struct options {
     auto_options automatic;
 };
 
-enum class options_result { run, help, wrong };
 // `error` says what is wrong.
-options_result parse_options(int argc, char** argv, options& out, std::string& error);
+options_result parse_options(int argc, char** argv, service_options& out, std::string& error);
 const char* usage_text();
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -4,8 +4,7 @@
 
 #include "sim/service/configuration.h"
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 using arguments = std::vector<argument>;
@@ -45,11 +44,7 @@ json_ptr scan_order(order_context& context, const arguments& args, std::string& 
         error = "an rrm-scan needs channels; the lowest of each band is scanned";
         return nullptr;
     }
-    json_ptr message = envelope("rrm-update", context.ap_mac);
-    json_put(message.get(), "rrm-scan-channels", channels);
-    json_put(message.get(), "rrm-scan-delay", delay);
-    json_put(message.get(), "quarn-rrm-scanning", rrm ? 1 : 0);
-    return message;
+    return scan_message(context, channels, delay, rrm);
 }
 
 json_ptr build_scan(order_context& c, const arguments& a, std::string& e) { return scan_order(c, a, e, false); }
@@ -71,8 +66,10 @@ const char* const cmd_disassoc = "rrm-disassoc-request";
 const char* const cmd_assoc_ack = "rrm-client-assoc-ack";
 
 json_ptr build_config(order_context& context, const arguments& args, std::string& error) {
-    json_ptr message = envelope("rrm-info", context.ap_mac);
-    return add_configuration(message.get(), args, context.use_80211v, error) ? std::move(message) : nullptr;
+    configuration settings;
+    settings.use_80211v = context.use_80211v ? 1 : 0;
+    if (!read_configuration(args, settings, error)) return nullptr;
+    return configuration_message(context, std::move(settings));
 }
 
 json_ptr build_neighbours(order_context& context, const arguments& args, std::string& error) {
@@ -80,17 +77,15 @@ json_ptr build_neighbours(order_context& context, const arguments& args, std::st
         error = "needs a file, a JSON array or MAC,CHANNEL,PRIORITY,SSID=BSSID...";
         return nullptr;
     }
-    json_ptr list = neighbour_list(args, error);
-    if (!list) return nullptr;
-    json_ptr message = envelope("rrm-info", context.ap_mac);
-    json_put(message.get(), "use-80211v", context.use_80211v ? 1 : 0);
-    json_put(message.get(), "802dot11k", std::move(list));
-    return message;
+    configuration settings;
+    settings.use_80211v = context.use_80211v ? 1 : 0;
+    settings.neighbours = neighbour_list(args, error);
+    return settings.neighbours ? configuration_message(context, std::move(settings)) : nullptr;
 }
 
 json_ptr build_overload(order_context& context, const arguments& args, std::string& error) {
     json_ptr message = envelope("rrm-sta-overload", context.ap_mac);
-    json_ptr radios(json_object_new_array());
+    json_ptr radios = new_json_array();
     json_ptr neighbours;
     json_object* radio = nullptr;
     unsigned position = 0;
@@ -138,10 +133,10 @@ json_ptr build_old_version(order_context& context, const arguments& args, std::s
         error = "takes one version, as in 2.3";
         return nullptr;
     }
-    json_ptr message(json_object_new_object());
+    json_ptr message = new_json_object();
     json_put(message.get(), "version", args.empty() ? std::string("2.3") : args[0].value);
-    json_put(message.get(), "service", std::string("rrm"));
-    json_put(message.get(), "cmd", std::string(cmd_mode));
+    json_put(message.get(), "service", "rrm");
+    json_put(message.get(), "cmd", cmd_mode);
     if (!context.ap_mac.empty()) json_put(message.get(), "ap-mac", context.ap_mac);
     return message;
 }
@@ -159,9 +154,8 @@ json_ptr build_order(order_context& context, const arguments& args, std::string&
         error = "the members are no JSON object";
         return nullptr;
     }
-    json_object_object_foreach(members.get(), key, value) {
+    json_object_object_foreach(members.get(), key, value)
         json_object_object_add(message.get(), key, json_object_get(value));
-    }
     return message;
 }
 
@@ -185,18 +179,35 @@ json_ptr build_subscribe_response(order_context& context, const arguments& args,
 
 }  // namespace
 
+json_ptr scan_message(const order_context& context, const std::string& channels, int delay, bool rrm) {
+    json_ptr message = envelope("rrm-update", context.ap_mac);
+    json_put(message.get(), "rrm-scan-channels", channels);
+    json_put(message.get(), "rrm-scan-delay", delay);
+    json_put(message.get(), "quarn-rrm-scanning", rrm ? 1 : 0);
+    return message;
+}
+
+json_ptr configuration_message(order_context& context, configuration settings) {
+    context.use_80211v = settings.use_80211v != 0;
+    json_ptr message = envelope("rrm-info", context.ap_mac);
+    put_configuration(message.get(), std::move(settings));
+    return message;
+}
+
+json_ptr mode_message(const order_context& context) { return envelope(cmd_mode, context.ap_mac); }
+
 json_ptr envelope(const char* cmd, const std::string& ap_mac) {
-    json_ptr message(json_object_new_object());
-    json_put(message.get(), "version", std::string("2.4"));
-    json_put(message.get(), "service", std::string("rrm"));
-    json_put(message.get(), "cmd", std::string(cmd));
+    json_ptr message = new_json_object();
+    json_put(message.get(), "version", "2.4");
+    json_put(message.get(), "service", "rrm");
+    json_put(message.get(), "cmd", cmd);
     if (!ap_mac.empty()) json_put(message.get(), "ap-mac", ap_mac);
     return message;
 }
 
 json_ptr subscribe_response(const order_context& context, int code, std::string& error) {
     json_ptr message = envelope("subscribe-response", context.ap_mac);
-    json_put(message.get(), "status", std::string(code == 0 ? "success" : "failure"));
+    json_put(message.get(), "status", code == 0 ? "success" : "failure");
     if (code != 0) {
         json_put(message.get(), "code", code);
         return message;
@@ -239,10 +250,9 @@ const std::vector<order>& order_table() {
 }
 
 const order* find_order(const std::string& word) {
-    for (const order& o : order_table()) {
+    for (const order& o : order_table())
         if (word == o.word) return &o;
-    }
     return nullptr;
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -2,8 +2,7 @@
 
 #include <utility>
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 // A description is asked for when none arrives by itself, and again at this distance in seconds.
@@ -14,13 +13,25 @@ std::string setting(const decision& d) {
            (d.bandwidth == 40 ? " " + d.primary : "") + ", power " + std::to_string(d.power);
 }
 
+radio_setting as_setting(const decision& d) {
+    radio_setting radio;
+    radio.id = d.radio;
+    if (d.set_channel) {
+        radio.channel = d.channel;
+        radio.bandwidth = d.bandwidth;
+        if (d.bandwidth == 40) radio.primary = d.primary;
+    }
+    if (d.set_power) radio.power = d.power;
+    return radio;
+}
+
 std::string tail_of(const std::string& text) { return text.empty() ? "" : " (" + text + ")"; }
 
 }  // namespace
 
-pilot::pilot(const auto_options& options, std::function<bool(const std::string&)> send,
+pilot::pilot(const auto_options& options, order_context& context, sender send,
              std::function<void(const std::string&)> say)
-    : options_(options), send_(std::move(send)), say_(std::move(say)) {}
+    : options_(options), context_(context), send_(std::move(send)), say_(std::move(say)) {}
 
 void pilot::subscribed(double now) {
     if (phase_ != phase::unsubscribed) return;
@@ -33,39 +44,33 @@ void pilot::order_scan(double now) {
     started_ = now;
     say_("round " + std::to_string(round_ + 1) + " of " + std::to_string(options_.rounds) + ": scanning " +
          (options_.channels.empty() ? "every channel" : options_.channels));
-    std::string list = options_.channels;
-    for (char& c : list)
-        c = c == ' ' ? ',' : c;
-    if (!send_("scan" + (list.empty() ? "" : " channels=" + list))) fail("the scan could not be ordered");
+    if (!send_(scan_message(context_, options_.channels, 0, false))) fail("the scan could not be ordered");
 }
 
-void pilot::scanned(const std::vector<radio_view>& radios, const std::vector<heard_bss>& environment, double now) {
+void pilot::scanned(const std::vector<radio_view>& radios, const std::vector<reported_bss>& environment, double now) {
     if (phase_ != phase::scanning) return;
     last_ = radios;
     ordered_ = plan(radios, environment);
     say_("heard " + std::to_string(environment.size()) + " entries after " +
          std::to_string(static_cast<int>(now - started_)) + " s");
-    std::string config;
+    configuration settings;
+    settings.use_dca = settings.use_tpc = 1;
+    settings.use_80211v = context_.use_80211v ? 1 : 0;
     for (const decision& d : ordered_) {
         say_("radio " + std::to_string(d.radio) + ": " + setting(d) + tail_of(d.reason));
         if (!d.set_channel && !d.set_power) continue;
-        config += " radio=" + std::to_string(d.radio);
-        if (d.set_channel) {
-            config += " channel=" + std::to_string(d.channel) + " bandwidth=" + std::to_string(d.bandwidth);
-            if (d.bandwidth == 40) config += " primary=" + d.primary;
-        }
-        if (d.set_power) config += " power=" + std::to_string(d.power);
+        settings.radios.push_back(as_setting(d));
     }
     if (ordered_.empty()) return fail("no radio is up");
     phase_ = phase::applying;
     due_ = now + options_.apply_timeout;
     ask_again_ = now + ask_distance;
     changes_seen_ = 0;
-    if (config.empty()) {
+    if (settings.radios.empty()) {
         say_("every radio is locked; nothing to order");
         return finish_round(now);
     }
-    if (!send_("config use-dca=1 use-tpc=1" + config)) fail("the settings could not be ordered");
+    if (!send_(configuration_message(context_, std::move(settings)))) fail("the settings could not be ordered");
 }
 
 void pilot::described(const std::string& cmd, const std::vector<radio_view>& radios, double now) {
@@ -85,9 +90,8 @@ void pilot::described(const std::string& cmd, const std::vector<radio_view>& rad
 void pilot::finish_round(double now) {
     for (const decision& d : ordered_) {
         std::string fault = "is not described";
-        for (const radio_view& radio : last_) {
+        for (const radio_view& radio : last_)
             if (radio.id == d.radio) fault = difference(d, radio);
-        }
         passed_ = passed_ && fault.empty();
         say_((fault.empty() ? "PASS" : "FAIL") + std::string(" radio ") + std::to_string(d.radio) + " " + setting(d) +
              (fault.empty() ? "" : ": " + fault));
@@ -114,8 +118,8 @@ void pilot::turn(double now) {
         finish_round(now);
     } else if (phase_ == phase::applying && now >= ask_again_) {
         ask_again_ = now + ask_distance;
-        send_("mode");
+        send_(mode_message(context_));
     }
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

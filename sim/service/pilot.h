@@ -6,23 +6,24 @@
 #include <vector>
 
 #include "sim/service/options.h"
+#include "sim/service/orders.h"
 #include "sim/service/planner.h"
 #include "sim/service/radio_view.h"
 
-struct json_object;
-
-namespace ravd::lab {
+namespace ravd::sim {
 
 class pilot {
   public:
-    // `send` delivers an order to the agent; `say` prints a line about it. Times are monotonic seconds.
-    pilot(const auto_options& options, std::function<bool(const std::string& command)> send,
+    using sender = std::function<bool(const json_ptr& message)>;
+    // `context` is the agent's and outlives the pilot. `send` delivers an order to the agent; `say` prints a line about
+    // it. Times are monotonic seconds.
+    pilot(const auto_options& options, order_context& context, sender send,
           std::function<void(const std::string&)> say);
 
     // The agent's subscription was answered with success.
     void subscribed(double now);
     // An "rrm-response" arrived.
-    void scanned(const std::vector<radio_view>& radios, const std::vector<heard_bss>& environment, double now);
+    void scanned(const std::vector<radio_view>& radios, const std::vector<reported_bss>& environment, double now);
     // A description of the radios arrived in a message of that name.
     void described(const std::string& cmd, const std::vector<radio_view>& radios, double now);
     // Looks at the clock.
@@ -40,7 +41,8 @@ class pilot {
     void fail(const std::string& why);
 
     auto_options options_;
-    std::function<bool(const std::string&)> send_;
+    order_context& context_;
+    sender send_;
     std::function<void(const std::string&)> say_;
     phase phase_ = phase::unsubscribed;
     std::vector<decision> ordered_;
@@ -53,4 +55,4 @@ class pilot {
     bool passed_ = true;
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

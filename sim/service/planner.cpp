@@ -5,8 +5,7 @@
 #include <cmath>
 #include <map>
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 // A change has to pay: at least this part of the throughput that the radio can expect now.
@@ -56,7 +55,7 @@ struct candidate {
     double value;
 };
 
-candidate assess(int channel, int bandwidth, const std::string& primary, const std::vector<heard_bss>& heard,
+candidate assess(int channel, int bandwidth, const std::string& primary, const std::vector<reported_bss>& heard,
                  const std::vector<std::string>& own) {
     candidate c = {channel, bandwidth, primary, load_on(channel_span(channel, bandwidth, primary), heard, own), 0};
     c.value = bandwidth / (1 + c.load + extra_cost(channel));
@@ -65,7 +64,7 @@ candidate assess(int channel, int bandwidth, const std::string& primary, const s
     return c;
 }
 
-std::vector<candidate> candidates(const radio_view& radio, const std::vector<heard_bss>& heard,
+std::vector<candidate> candidates(const radio_view& radio, const std::vector<reported_bss>& heard,
                                   const std::vector<std::string>& own) {
     std::vector<candidate> out;
     const auto available = [&](int channel) {
@@ -127,13 +126,13 @@ span channel_span(int channel, int bandwidth, const std::string& primary) {
 
 double weight(int rssi) { return std::clamp((dbm(rssi) + 95) / 60.0, 0.0, 1.0); }
 
-double load_on(const span& where, const std::vector<heard_bss>& heard, const std::vector<std::string>& own) {
+double load_on(const span& where, const std::vector<reported_bss>& heard, const std::vector<std::string>& own) {
     std::vector<std::string> ours;
     ours.reserve(own.size());
     for (const std::string& bssid : own)
         ours.push_back(upper_case(bssid));
     std::map<std::string, double> loads;
-    for (const heard_bss& bss : heard) {
+    for (const reported_bss& bss : heard) {
         if (bss.channel <= 0 || bss.channel > 233) continue;
         const std::string name = upper_case(bss.bssid);
         if (std::find(ours.begin(), ours.end(), name) != ours.end()) continue;
@@ -153,12 +152,11 @@ double load_on(const span& where, const std::vector<heard_bss>& heard, const std
     return sum;
 }
 
-std::vector<decision> plan(const std::vector<radio_view>& radios, const std::vector<heard_bss>& heard) {
+std::vector<decision> plan(const std::vector<radio_view>& radios, const std::vector<reported_bss>& heard) {
     std::vector<std::string> own;
-    for (const radio_view& radio : radios) {
+    for (const radio_view& radio : radios)
         for (const vap_view& vap : radio.vaps)
             own.push_back(vap.mac);
-    }
     std::vector<decision> out;
     for (const radio_view& radio : radios) {
         if (!radio.active) continue;
@@ -213,4 +211,4 @@ std::string difference(const decision& ordered, const radio_view& shown) {
     return text;
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -6,7 +6,7 @@
 
 #include "sim/service/radio_view.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 // Channels a transmission of `bandwidth` MHz covers, as a range of MHz.
 struct span {
@@ -37,12 +37,12 @@ double weight(int rssi);
 // Load that `heard` puts on a span: for every BSS its weight times the part of the narrower of both spans that
 // overlaps; at 2.4 GHz any overlap counts in full. BSSs of `own` (upper or lower case) do not count; of one BSS heard
 // in several rounds the loudest counts.
-double load_on(const span& where, const std::vector<heard_bss>& heard, const std::vector<std::string>& own);
+double load_on(const span& where, const std::vector<reported_bss>& heard, const std::vector<std::string>& own);
 
 // One decision per radio that is up. Lock flags are respected: a locked radio keeps its channel or power.
-std::vector<decision> plan(const std::vector<radio_view>& radios, const std::vector<heard_bss>& heard);
+std::vector<decision> plan(const std::vector<radio_view>& radios, const std::vector<reported_bss>& heard);
 
 // Where the description differs from the decision, as text; empty when it shows what was ordered.
 std::string difference(const decision& ordered, const radio_view& shown);
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -4,11 +4,11 @@
 #include <cmath>
 #include <map>
 
+#include "sim/common/text.h"
 #include "sim/service/planner.h"
 #include "sim/service/table.h"
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 constexpr std::size_t bar_width = 40;
@@ -71,14 +71,14 @@ std::string client_table(const std::vector<radio_view>& radios) {
     return any ? t.text() : "  no clients listed";
 }
 
-std::string environment_table(const std::vector<heard_bss>& heard, std::size_t rows) {
+std::string environment_table(const std::vector<reported_bss>& heard, std::size_t rows) {
     // One line per BSS: its loudest entry and in how many rounds it was heard.
     struct seen {
-        const heard_bss* loudest;
+        const reported_bss* loudest;
         unsigned rounds;
     };
     std::map<std::string, seen> by_bssid;
-    for (const heard_bss& bss : heard) {
+    for (const reported_bss& bss : heard) {
         seen& entry = by_bssid.emplace(bss.bssid, seen{&bss, 0}).first->second;
         ++entry.rounds;
         if (dbm(bss.rssi) > dbm(entry.loudest->rssi)) entry.loudest = &bss;
@@ -92,7 +92,7 @@ std::string environment_table(const std::vector<heard_bss>& heard, std::size_t r
                      [](const seen& a, const seen& b) { return dbm(a.loudest->rssi) > dbm(b.loudest->rssi); });
     table t({"bssid", "rssi", "channel", "MHz", "primary", "power", "heard"});
     for (std::size_t i = 0; i < std::min(rows, sorted.size()); ++i) {
-        const heard_bss& bss = *sorted[i].loudest;
+        const reported_bss& bss = *sorted[i].loudest;
         t.add({bss.bssid, std::to_string(bss.rssi), std::to_string(bss.channel), std::to_string(bss.bandwidth),
                bss.primary, std::to_string(bss.tx_power), std::to_string(sorted[i].rounds)});
     }
@@ -100,7 +100,7 @@ std::string environment_table(const std::vector<heard_bss>& heard, std::size_t r
     return t.text() + more;
 }
 
-std::string occupancy_chart(const std::vector<radio_view>& radios, const std::vector<heard_bss>& heard) {
+std::string occupancy_chart(const std::vector<radio_view>& radios, const std::vector<reported_bss>& heard) {
     struct column {
         double load = 0;
         std::map<std::string, int> loudest;  // of the BSSs whose control channel it is
@@ -115,7 +115,7 @@ std::string occupancy_chart(const std::vector<radio_view>& radios, const std::ve
         for (const vap_view& vap : radio.vaps)
             own.push_back(vap.mac);
     }
-    for (const heard_bss& bss : heard) {
+    for (const reported_bss& bss : heard) {
         if (bss.channel <= 0 || bss.channel > 233) continue;
         const auto entry = columns[bss.channel].loudest.emplace(bss.bssid, dbm(bss.rssi)).first;
         entry->second = std::max(entry->second, dbm(bss.rssi));
@@ -168,4 +168,4 @@ std::string present_message(json_object* message) {
     return text + below;
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

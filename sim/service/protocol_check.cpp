@@ -4,11 +4,11 @@
 #include <climits>
 #include <cstring>
 
+#include "sim/common/text.h"
 #include "sim/service/arguments.h"
 #include "sim/service/protocol_tables.h"
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 constexpr std::size_t fault_limit = 20;
@@ -50,9 +50,8 @@ const char* type_name(json_object* value) {
 }
 
 const member_rule* find(const shape& where, const char* name) {
-    for (std::size_t i = 0; i < where.count; ++i) {
+    for (std::size_t i = 0; i < where.count; ++i)
         if (std::strcmp(where.members[i].name, name) == 0) return &where.members[i];
-    }
     return nullptr;
 }
 
@@ -80,9 +79,8 @@ bool is_channel_list(const std::string& text) {
     while (start < text.size()) {
         const std::size_t end = text.find(' ', start);
         int channel = 0;
-        if (end == std::string::npos || !parse_int(text.substr(start, end - start), channel) || channel <= last) {
+        if (end == std::string::npos || !parse_int(text.substr(start, end - start), channel) || channel <= last)
             return false;
-        }
         last = channel;
         start = end + 1;
     }
@@ -90,11 +88,10 @@ bool is_channel_list(const std::string& text) {
 }
 
 void checker::fault(const std::string& path, const std::string& text) {
-    if (faults_.size() < fault_limit) {
+    if (faults_.size() < fault_limit)
         faults_.push_back(path.empty() ? text : path + ": " + text);
-    } else {
+    else
         ++more_;
-    }
 }
 
 std::vector<std::string> checker::take() {
@@ -129,13 +126,12 @@ void checker::order(json_object* value, const std::string& path, const shape& ex
     json_object_object_foreach(value, name, ignored) {
         (void)ignored;
         const member_rule* rule = find(expected, name);
-        if (!rule) {
+        if (!rule)
             fault(path, "unknown member \"" + printable(name, quote_limit) + "\"");
-        } else if (last && rule < last) {
+        else if (last && rule < last)
             fault(path, std::string("\"") + name + "\" stands behind \"" + last->name + "\" instead of before it");
-        } else {
+        else
             last = rule;
-        }
     }
 }
 
@@ -155,9 +151,8 @@ void checker::member(json_object* value, const std::string& path, const member_r
                 const std::string place = path + "[" + std::to_string(i) + "]";
                 json_object* round = json_element(value, i);
                 list(round, place, *rule.inner);
-                if (is(json_type_array) && json_object_is_type(round, json_type_array) && json_length(round) == 0) {
+                if (is(json_type_array) && json_object_is_type(round, json_type_array) && json_length(round) == 0)
                     fault(place, "a round that heard nothing leaves no array");
-                }
             }
             return;
         case member_kind::integer:
@@ -169,12 +164,10 @@ void checker::member(json_object* value, const std::string& path, const member_r
             const std::string shown = ", not " + std::to_string(number);
             if (number < INT_MIN || number > INT_MAX) fault(path, "32 bits are needed" + shown);
             if (rule.kind == member_kind::flag && number != 0 && number != 1) fault(path, "0 or 1 is needed" + shown);
-            if (rule.kind == member_kind::fixed && number != rule.value) {
+            if (rule.kind == member_kind::fixed && number != rule.value)
                 fault(path, std::to_string(rule.value) + " is needed" + shown);
-            }
-            if (rule.kind == member_kind::width && number != 20 && number != 40 && number != 80) {
+            if (rule.kind == member_kind::width && number != 20 && number != 40 && number != 80)
                 fault(path, "20, 40 or 80 is needed" + shown);
-            }
             return;
         }
         default:
@@ -201,9 +194,8 @@ void checker::member(json_object* value, const std::string& path, const member_r
                 fault(path, std::string("one of ") + rule.choices + " is needed" + shown);
             break;
         case member_kind::channels:
-            if (!is_channel_list(text)) {
+            if (!is_channel_list(text))
                 fault(path, "ascending channel numbers, each with one blank behind it, are needed" + shown);
-            }
             break;
         default:
             break;
@@ -215,19 +207,17 @@ void checker::list(json_object* value, const std::string& path, const shape& inn
         fault(path, std::string("an array is needed, not ") + type_name(value));
         return;
     }
-    for (std::size_t i = 0; i < json_length(value); ++i) {
+    for (std::size_t i = 0; i < json_length(value); ++i)
         object(json_element(value, i), path + "[" + std::to_string(i) + "]", inner);
-    }
 }
 
 // What holds between the members of one radio.
 void checker::radio(json_object* value, const std::string& path) {
     const auto number = [&](const char* key) { return json_number(value, key); };
     const auto must_be = [&](const char* key, int wanted, const char* when) {
-        if (json_member(value, key) && number(key) != wanted) {
+        if (json_member(value, key) && number(key) != wanted)
             fault(path + "." + key,
                   std::to_string(wanted) + " is needed " + when + ", not " + std::to_string(number(key)));
-        }
     };
     const int id = number("id");
     if (id >= 0 && id < 16) must_be("mac-offset", id * 8, "for this id");
@@ -275,4 +265,4 @@ std::vector<std::string> check_message(json_object* message) {
     return c.take();
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

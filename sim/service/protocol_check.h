@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "sim/service/json_value.h"
+#include "sim/common/json.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 // Messages that agents send.
 bool is_agent_message(const std::string& cmd);
@@ -17,4 +17,4 @@ bool needs_subscription(const std::string& cmd);
 // string". Empty when it is clean; at most 20 faults and a line for the rest.
 std::vector<std::string> check_message(json_object* message);
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -2,8 +2,7 @@
 
 #include <cstring>
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 using k = member_kind;
@@ -170,9 +169,8 @@ const shape radio_shape = shape_of(radio_members);
 const shape envelope_shape = shape_of(envelope_members);
 
 const message_rule* find_message_rule(const char* name) {
-    for (const message_rule& rule : rules) {
+    for (const message_rule& rule : rules)
         if (std::strcmp(rule.cmd, name) == 0) return &rule;
-    }
     return nullptr;
 }
 
@@ -181,4 +179,4 @@ const message_rule* message_rules(std::size_t& count) {
     return rules;
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

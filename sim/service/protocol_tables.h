@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 enum class member_kind {
     text,       // any string
@@ -59,4 +59,4 @@ const message_rule* message_rules(std::size_t& count);
 // "version", "service", "cmd", "ap-mac": what every message starts with.
 extern const shape envelope_shape;
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

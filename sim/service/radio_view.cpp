@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 
-namespace ravd::lab {
+#include "sim/common/text.h"
 
+namespace ravd::sim {
 namespace {
 
 std::string bounded(json_object* object, const char* key) { return printable(json_text(object, key), text_limit); }
@@ -57,14 +58,13 @@ radio_view read_radio(json_object* object) {
 std::vector<radio_view> read_radios(json_object* message) {
     std::vector<radio_view> radios;
     json_object* list = json_member(message, "radios");
-    for (std::size_t i = 0; i < std::min(json_length(list), radio_limit); ++i) {
+    for (std::size_t i = 0; i < std::min(json_length(list), radio_limit); ++i)
         radios.push_back(read_radio(json_element(list, i)));
-    }
     return radios;
 }
 
-std::vector<heard_bss> read_environment(json_object* message) {
-    std::vector<heard_bss> heard;
+std::vector<reported_bss> read_environment(json_object* message) {
+    std::vector<reported_bss> heard;
     json_object* rounds = json_member(message, "rf-environment");
     for (std::size_t round = 0; round < json_length(rounds); ++round) {
         json_object* list = json_element(rounds, round);
@@ -80,4 +80,4 @@ std::vector<heard_bss> read_environment(json_object* message) {
 
 int dbm(int rssi) { return rssi > 0 ? std::min(rssi, 100) - 100 : std::max(rssi, -120); }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "sim/service/json_value.h"
+#include "sim/common/json.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 // Bounds of what is kept per agent; the rest of a message is only checked and shown.
 constexpr std::size_t radio_limit = 16;
@@ -49,7 +49,7 @@ struct radio_view {
     std::vector<station_view> stations;
 };
 
-struct heard_bss {
+struct reported_bss {
     std::string bssid;
     int rssi = 0;
     int channel = 0;
@@ -60,8 +60,8 @@ struct heard_bss {
 };
 
 std::vector<radio_view> read_radios(json_object* message);
-std::vector<heard_bss> read_environment(json_object* message);
+std::vector<reported_bss> read_environment(json_object* message);
 // RSSI in dBm: drivers that report positive values count from -100 dBm.
 int dbm(int rssi);
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

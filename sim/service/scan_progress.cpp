@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <set>
 
+#include "sim/common/text.h"
 #include "sim/service/arguments.h"
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 constexpr std::size_t order_limit = 100;
@@ -105,4 +105,4 @@ std::string scan_progress::given_up() {
     return "scan: ended with hostapd";
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "sim/service/json_value.h"
+#include "sim/common/json.h"
 #include "sim/service/radio_view.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 class scan_progress {
   public:
@@ -38,4 +38,4 @@ class scan_progress {
     int said_ = -1;            // number of the last stage told: 0 the delay, then the rounds, the report, its absence
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

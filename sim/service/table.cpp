@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 // Characters, not bytes: names of networks are UTF-8.
@@ -38,4 +37,4 @@ std::string table::text() const {
     return out;
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 class table {
   public:
@@ -18,4 +18,4 @@ class table {
     std::vector<std::vector<std::string>> rows_;
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -1,12 +1,11 @@
 #include "sim/service/wire.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 constexpr std::size_t chunk_size = 64 * 1024;
@@ -25,47 +24,62 @@ ssize_t flush(int fd, std::string& buffer) {
 
 }  // namespace
 
-wire::wire(int tcp, int engine) : tcp_(tcp), engine_(engine) {}
+wire::wire(event_loop& loop, unique_fd tcp, unique_fd engine, std::function<void()> moved)
+    : loop_(loop), tcp_(std::move(tcp)), engine_(std::move(engine)), moved_(std::move(moved)) {
+    loop_.watch(tcp_.get(), 0, [this](short events) { pump(events); });
+    loop_.watch(engine_.get(), 0, [this](short) { pump(0); });
+    follow();
+}
 
 wire::~wire() { end(); }
 
 void wire::end() {
-    if (tcp_ >= 0) close(tcp_);
-    if (engine_ >= 0) close(engine_);
-    tcp_ = engine_ = -1;
+    if (finished_) return;
+    loop_.forget(tcp_.get());
+    loop_.forget(engine_.get());
+    tcp_.reset();
+    engine_.reset();
     finished_ = true;
 }
 
-void wire::poll_entries(pollfd* entries) const {
-    short tcp_events = POLLRDHUP;
+void wire::follow() {
+    if (finished_) return;
+    short tcp_events = tcp_ended_ ? 0 : POLLRDHUP;
     if (reading_ && to_engine_.empty() && !tcp_ended_) tcp_events |= POLLIN;
     if (!to_tcp_.empty()) tcp_events |= POLLOUT;
-    short engine_events = 0;
+    short engine_events = 0;  // without any its hang-up would be reported again and again
     if (to_tcp_.empty() && !engine_ended_) engine_events |= POLLIN;
     if (!to_engine_.empty()) engine_events |= POLLOUT;
-    if (tcp_ended_) tcp_events = static_cast<short>(tcp_events & ~POLLRDHUP);
-    entries[0] = {tcp_, tcp_events, 0};
-    // An engine side without wanted events would report its hang-up again and again.
-    entries[1] = {engine_events ? engine_ : -1, engine_events, 0};
+    loop_.change(tcp_.get(), tcp_events);
+    loop_.change(engine_.get(), engine_events);
 }
 
-bool wire::pump(short tcp_events) {
-    if (finished_) return false;
+void wire::set_reading(bool on) {
+    reading_ = on;
+    follow();
+}
+
+void wire::pump(short tcp_events) {
+    if (finished_) return;
+    bool moved = true;
     // Hang-up in both directions. What the agent sent before is still read, unless nobody wants to read it.
     if ((tcp_events & (POLLERR | POLLNVAL)) || (!reading_ && (tcp_events & (POLLHUP | POLLRDHUP)))) {
         end();
-        return true;
+    } else {
+        const bool in = pump_in();
+        const bool out = !finished_ && pump_out();
+        moved = in || out;
+        if (!finished_ && tcp_ended_ && engine_ended_ && to_engine_.empty()) end();
     }
-    const bool in = pump_in();
-    const bool out = !finished_ && pump_out();
-    return in || out;
+    follow();
+    if (moved) moved_();
 }
 
 bool wire::pump_in() {
     bool moved = false;
     char chunk[chunk_size];
     while (reading_ && !tcp_ended_ && to_engine_.empty()) {
-        const ssize_t n = recv(tcp_, chunk, sizeof chunk, 0);
+        const ssize_t n = recv(tcp_.get(), chunk, sizeof chunk, 0);
         if (n < 0 && would_block()) break;
         moved = true;
         if (n <= 0) {
@@ -82,15 +96,12 @@ bool wire::pump_in() {
             ++pings_;
             return !mute_;
         });
-        if (flush(engine_, to_engine_) < 0) to_engine_.clear();
+        if (flush(engine_.get(), to_engine_) < 0) to_engine_.clear();
     }
-    const ssize_t n = flush(engine_, to_engine_);
+    const ssize_t n = flush(engine_.get(), to_engine_);
     if (n < 0) to_engine_.clear();  // the engine has closed its side; its end arrives by pump_out
     if (n > 0) moved = true;
-    if (tcp_ended_ && to_engine_.empty()) {
-        shutdown(engine_, SHUT_WR);
-        if (engine_ended_) end();
-    }
+    if (tcp_ended_ && to_engine_.empty()) shutdown(engine_.get(), SHUT_WR);
     return moved;
 }
 
@@ -98,7 +109,7 @@ bool wire::pump_out() {
     bool moved = false;
     char chunk[chunk_size];
     while (to_tcp_.empty()) {
-        const ssize_t n = engine_ended_ ? 0 : recv(engine_, chunk, sizeof chunk, 0);
+        const ssize_t n = engine_ended_ ? 0 : recv(engine_.get(), chunk, sizeof chunk, 0);
         if (n < 0 && would_block()) {
             if (!inject_pending_ || !out_frames_.at_boundary()) break;
             to_tcp_.swap(inject_);
@@ -108,7 +119,7 @@ bool wire::pump_out() {
             if (!engine_ended_) {
                 engine_ended_ = true;
                 moved = true;
-                shutdown(tcp_, SHUT_WR);
+                shutdown(tcp_.get(), SHUT_WR);
             }
             break;
         } else {
@@ -116,14 +127,14 @@ bool wire::pump_out() {
                              [](const frame_filter::frame&) { return true; });
         }
         moved = true;
-        const ssize_t sent = flush(tcp_, to_tcp_);
+        const ssize_t sent = flush(tcp_.get(), to_tcp_);
         if (sent < 0) {
             end();
             return true;
         }
         bytes_out_ += static_cast<std::uint64_t>(sent);
     }
-    const ssize_t sent = flush(tcp_, to_tcp_);
+    const ssize_t sent = flush(tcp_.get(), to_tcp_);
     if (sent < 0) {
         end();
         return true;
@@ -141,11 +152,12 @@ void wire::inject(std::string bytes) {
 }
 
 void wire::drop() {
-    if (tcp_ < 0) return;
+    if (finished_) return;
     // Linger of zero makes close() send a reset.
     const linger reset = {1, 0};
-    setsockopt(tcp_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    setsockopt(tcp_.get(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
     end();
+    moved_();
 }
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

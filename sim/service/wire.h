@@ -3,40 +3,37 @@
 // websocket frame, pings that nobody answers, a peer that stops reading, a reset.
 #pragma once
 
-#include <poll.h>
-
 #include <cstdint>
+#include <functional>
 #include <string>
 
+#include "platform/unique_fd.h"
+#include "sim/common/event_loop.h"
 #include "sim/service/frame_filter.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 class wire {
   public:
-    // Owns both descriptors; both are non-blocking.
-    wire(int tcp, int engine);
+    // Both descriptors are non-blocking. The wire follows them in the loop and calls `moved` when bytes went through
+    // it, or one of its sides ended.
+    wire(event_loop& loop, unique_fd tcp, unique_fd engine, std::function<void()> moved);
     ~wire();
     wire(const wire&) = delete;
     wire& operator=(const wire&) = delete;
 
-    // The descriptors with the events that can move something; -1 for one that needs none. Two entries.
-    void poll_entries(pollfd* entries) const;
-    // Moves what can be moved without blocking. `tcp_events` is what poll said of the TCP side. True when anything
-    // moved.
-    bool pump(short tcp_events);
+    // Moves what can be moved without blocking. `tcp_events` is what poll said of the TCP side.
+    void pump(short tcp_events);
     // Both directions have ended and everything was delivered, or the connection is beyond help.
     bool finished() const { return finished_; }
     // The engine has closed its side.
     bool engine_ended() const { return engine_ended_; }
-    // The agent has closed its side.
-    bool tcp_ended() const { return tcp_ended_; }
 
     // Pings of the agent vanish before the engine sees them.
     void set_mute(bool on) { mute_ = on; }
     bool mute() const { return mute_; }
     // Nothing is read from the agent: its output stalls once the socket buffers are full.
-    void set_reading(bool on) { reading_ = on; }
+    void set_reading(bool on);
     bool reading() const { return reading_; }
 
     // Puts bytes into the stream towards the agent, behind everything the engine has written so far, between two
@@ -51,12 +48,17 @@ class wire {
     std::uint64_t bytes_out() const { return bytes_out_; }
 
   private:
+    // True when anything moved.
     bool pump_in();
     bool pump_out();
+    // Tells the loop what can move something now.
+    void follow();
     void end();
 
-    int tcp_;
-    int engine_;
+    event_loop& loop_;
+    unique_fd tcp_;
+    unique_fd engine_;
+    std::function<void()> moved_;
     frame_filter in_frames_;
     frame_filter out_frames_;
     std::string to_engine_;
@@ -73,4 +75,4 @@ class wire {
     std::uint64_t bytes_out_ = 0;
 };
 
-}  // namespace ravd::lab
+}  // namespace ravd::sim

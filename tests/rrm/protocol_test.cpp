@@ -3,7 +3,7 @@
 
 #include <set>
 
-#include "sim/service/json_value.h"
+#include "sim/common/json.h"
 #include "sim/service/protocol_check.h"
 #include "tests/rrm/agent_fixture.h"
 
@@ -36,9 +36,9 @@ TEST_F(agent, keeps_the_protocol) {
     std::set<std::string> seen;
     while (to_service.pop([&](const auto& message) {
         std::string error;
-        const lab::json_ptr root = lab::parse_json(message->data, error);
-        if (!lab::is_agent_message(*seen.insert(lab::json_text(root.get(), "cmd")).first)) return;
-        EXPECT_THAT(lab::check_message(root.get()), ::testing::IsEmpty()) << message->data;
+        const sim::json_ptr root = sim::parse_json(message->data, error);
+        if (!sim::is_agent_message(*seen.insert(sim::json_text(root.get(), "cmd")).first)) return;
+        EXPECT_THAT(sim::check_message(root.get()), ::testing::IsEmpty()) << message->data;
     })) {
     }
     EXPECT_EQ(seen.size(), 11u);  // all messages of agents, and "unlink"

@@ -71,7 +71,7 @@ async def single_commands_and_statuses():
                 ("$BUS", 2, "a command is missing"),
                 ("$BUS attach x", 2, "attach wants"),
                 ("$BUS send -1 x", 2, "unknown option"),
-                ("$BUS --idle soon attach 3", 2, "--idle wants"),
+                ("$BUS --idle soon attach 3", 2, "--idle takes"),
                 ("$BUS --stay attach 3 </dev/null & sleep 0.1; kill $!; wait $!", 0, "")):
             said = await bench.shell(command, status=status)
             check(output in said, command, said)

@@ -9,9 +9,9 @@
 #include <cstdio>
 
 #include "platform/monotonic.h"
-#include "tools/bus/line_input.h"
+#include "tools/common/line_buffer.h"
 
-namespace ravd::bus_tool {
+namespace ravd {
 namespace {
 
 constexpr std::size_t line_limit = mbus_message_limit + 64;
@@ -62,10 +62,8 @@ bool parse_order(const std::string& line, order& out) {
     out.destination = parse_module(address.substr(0, mark));
     out.tagged = mark != std::string::npos;
     if (out.tagged) {
-        const std::string number = address.substr(mark + 1);
-        if (number.empty() || number.size() > 18 || number.find_first_not_of("0123456789") != std::string::npos)
-            return false;
-        out.connection = std::stoull(number);
+        const auto number = std::string_view(address).substr(mark + 1);
+        if (!parse_number(number, 0, INT64_MAX, out.connection)) return false;
     }
     out.text = std::string_view(line).substr(blank + 1);
     return out.destination >= 0;
@@ -74,7 +72,7 @@ bool parse_order(const std::string& line, order& out) {
 class line_exchange {
   public:
     line_exchange(bus_endpoint& bus, const options& chosen)
-        : bus_(bus), chosen_(chosen), input_(STDIN_FILENO, line_limit), last_move_(monotonic_ms()) {}
+        : bus_(bus), chosen_(chosen), input_(line_limit), last_move_(monotonic_ms()) {}
 
     int run();
 
@@ -87,7 +85,7 @@ class line_exchange {
 
     bus_endpoint& bus_;
     const options& chosen_;
-    line_input input_;
+    line_buffer input_;
     std::string line_;
     bool line_waits_ = false;  // line_ is not sent yet
     std::int64_t full_since_ = 0;
@@ -183,7 +181,7 @@ int line_exchange::run() {
                          {input_.ended() || line_waits_ ? -1 : STDIN_FILENO, POLLIN, 0}};
         if (::poll(set, 3, limit) < 0 && errno != EINTR) return 1;
         if (set[2].revents) {
-            input_.fill();
+            input_.fill(STDIN_FILENO);
             last_move_ = monotonic_ms();
         }
     }
@@ -217,4 +215,4 @@ int attach(bus_endpoint& bus, const options& chosen) {
     return line_exchange(bus, chosen).run();
 }
 
-}  // namespace ravd::bus_tool
+}  // namespace ravd

@@ -6,7 +6,7 @@
 #include "platform/portable/bus_endpoint.h"
 #include "tools/bus/options.h"
 
-namespace ravd::bus_tool {
+namespace ravd {
 
 // Moves lines and messages until the input ends or a signal comes. The exit status.
 int attach(bus_endpoint& bus, const options& chosen);
@@ -20,4 +20,4 @@ void complain(const std::string& text);
 // Writes all bytes to standard output; false when it is closed or a signal came.
 bool print(const std::string& text);
 
-}  // namespace ravd::bus_tool
+}  // namespace ravd

@@ -9,7 +9,6 @@
 namespace {
 
 using namespace ravd;
-using namespace ravd::bus_tool;
 
 constexpr int first_free_module = 1000;
 constexpr int last_free_module = 1099;
@@ -34,15 +33,8 @@ std::unique_ptr<bus_endpoint> open_endpoint(const options& chosen) {
 int main(int argc, char** argv) {
     options chosen;
     std::string error;
-    switch (parse_options(argc, argv, chosen, error)) {
-        case options_result::help:
-            return print(usage_text()) ? 0 : 1;
-        case options_result::wrong:
-            complain(error + " (--help tells more)");
-            return 2;
-        case options_result::run:
-            break;
-    }
+    const options_result result = parse_options(argc, argv, chosen, error);
+    if (const auto status = end_early(result, "ravd-bus", usage_text(), error)) return *status;
     (void)::signal(SIGPIPE, SIG_IGN);
     const auto bus = open_endpoint(chosen);
     if (!bus) return 1;

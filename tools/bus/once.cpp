@@ -9,7 +9,7 @@
 #include "platform/system.h"
 #include "tools/bus/attach.h"
 
-namespace ravd::bus_tool {
+namespace ravd {
 namespace {
 
 constexpr int configuration_module = 1;
@@ -90,4 +90,4 @@ int get_value(bus_endpoint& bus, const options& chosen) {
     return status;
 }
 
-}  // namespace ravd::bus_tool
+}  // namespace ravd

@@ -3,32 +3,15 @@
 #include <cstdlib>
 #include <vector>
 
-namespace ravd::bus_tool {
+namespace ravd {
 namespace {
 
-constexpr long largest_module = 999999999;
-
-// A decimal number of at most `limit`, nothing else; -1 when it is none.
-long parse_number(const std::string& text, long limit) {
-    if (text.empty() || text.size() > 10 || text.find_first_not_of("0123456789") != std::string::npos) return -1;
-    const long long value = std::atoll(text.c_str());
-    return value <= limit ? static_cast<long>(value) : -1;
-}
+constexpr int largest_module = 999999999;
+constexpr int longest_wait = 1000000;
 
 std::string default_directory() {
     const char* simulation = std::getenv("RAVD_SIM_DIR");
     return (simulation ? std::string(simulation) : std::string()) + "/run/ravd-bus";
-}
-
-// Takes the value of an option that has one. False when it is missing or out of range.
-bool take_value(const std::string& option, const std::string& value, options& out) {
-    if (option == "--dir") {
-        out.directory = value;
-        return !value.empty();
-    }
-    if (option == "--as") return (out.module = parse_module(value)) >= 0;
-    if (option == "--idle") return (out.idle_ms = static_cast<int>(parse_number(value, 1000000))) >= 0;
-    return (out.timeout = static_cast<int>(parse_number(value, 1000000))) >= 0;
 }
 
 bool wrong(std::string& error, const std::string& text) {
@@ -59,34 +42,27 @@ bool parse_words(const std::vector<std::string>& words, options& out, std::strin
 
 }  // namespace
 
-int parse_module(const std::string& text) { return static_cast<int>(parse_number(text, largest_module)); }
+int parse_module(const std::string& text) {
+    int module = -1;
+    (void)parse_number(text, 0, largest_module, module);
+    return module;
+}
 
 options_result parse_options(int argc, char** argv, options& out, std::string& error) {
     out.directory = default_directory();
+    int as = -1;
+    const std::vector<command_option> known = {
+        text_option("--dir", 0, out.directory),
+        flag_option("--tags", 0, out.tags),
+        flag_option("--stay", 0, out.stay),
+        number_option("--as", 0, "a module number", 0, largest_module, as),
+        number_option("--idle", 0, "a number of milliseconds", 0, longest_wait, out.idle_ms),
+        number_option("--timeout", 0, "a number of tenths of a second", 0, longest_wait, out.timeout),
+    };
     std::vector<std::string> words;
-    bool options_over = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i];
-        if (options_over || word.size() < 2 || word[0] != '-') {
-            words.push_back(word);
-        } else if (word == "--") {
-            options_over = true;
-        } else if (word == "--help" || word == "-h") {
-            return options_result::help;
-        } else if (word == "--tags") {
-            out.tags = true;
-        } else if (word == "--stay") {
-            out.stay = true;
-        } else if (word == "--dir" || word == "--as" || word == "--idle" || word == "--timeout") {
-            if (i + 1 == argc || !take_value(word, argv[++i], out)) {
-                error = word + " wants a value" + (word == "--dir" ? "" : " that is a number");
-                return options_result::wrong;
-            }
-        } else {
-            error = "unknown option \"" + word + "\"";
-            return options_result::wrong;
-        }
-    }
+    const options_result result = read_options(argc, argv, known, words, error);
+    out.module = as;
+    if (result != options_result::run) return result;
     return parse_words(words, out, error) ? options_result::run : options_result::wrong;
 }
 
@@ -112,4 +88,4 @@ const char* usage_text() {
            "Status: 0 success, 1 failure (number taken, nobody serves the destination, no value), 2 wrong usage.\n";
 }
 
-}  // namespace ravd::bus_tool
+}  // namespace ravd

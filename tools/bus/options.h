@@ -3,7 +3,9 @@
 
 #include <string>
 
-namespace ravd::bus_tool {
+#include "tools/common/options.h"
+
+namespace ravd {
 
 enum class command { attach, send, get };
 
@@ -19,7 +21,6 @@ struct options {
     int timeout = 20;  // tenths of a second
 };
 
-enum class options_result { run, help, wrong };
 // `error` says what is wrong.
 options_result parse_options(int argc, char** argv, options& out, std::string& error);
 const char* usage_text();
@@ -27,4 +28,4 @@ const char* usage_text();
 // A module number: decimal digits only. -1 when it is none.
 int parse_module(const std::string& text);
 
-}  // namespace ravd::bus_tool
+}  // namespace ravd

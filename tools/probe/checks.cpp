@@ -13,7 +13,7 @@
 #include "platform/radio_description.h"
 #include "platform/system.h"
 
-namespace ravd::probe {
+namespace ravd {
 namespace {
 
 std::string number(long long value) { return std::to_string(value); }
@@ -238,4 +238,4 @@ std::vector<finding> run_checks(driver_realtek& driver, bool configured) {
     return found;
 }
 
-}  // namespace ravd::probe
+}  // namespace ravd

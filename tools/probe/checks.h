@@ -6,7 +6,7 @@
 
 #include "driver/driver_realtek.h"
 
-namespace ravd::probe {
+namespace ravd {
 
 struct finding {
     bool good = false;
@@ -21,4 +21,4 @@ std::vector<finding> check_bus();
 // unless there are no settings to fill it from (`configured` is false): these are then not asked for either.
 std::vector<finding> run_checks(driver_realtek& driver, bool configured);
 
-}  // namespace ravd::probe
+}  // namespace ravd

@@ -1,17 +1,15 @@
 // ravd-probe: shows what the daemon sees of an access point, through its own driver, and which call of the device fails
 // where something is missing. ravd-probe-sim is the same program on the simulation's port.
-#include <cctype>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
+#include <vector>
 
 #include "core/logger.h"
-#include "core/version.h"
 #include "core/worker.h"
 #include "daemon/config_judgement.h"
 #include "driver/board/board.h"
 #include "platform/quarn_log.h"
+#include "tools/common/options.h"
 #include "tools/probe/checks.h"
 #include "tools/probe/view.h"
 
@@ -32,51 +30,53 @@ constexpr const char usage[] =
     "Status: 0 everything answered, 1 something failed or the configuration makes the daemon do nothing, 2 wrong "
     "use.\n";
 
+constexpr unsigned longest_wait_s = 3600;
+
 struct arguments {
     bool scan = false;
     bool active = true;
     bool verbose = false;
     unsigned wait_s = 0;
     ravd::channel_set channels;
-    const char* config = nullptr;
+    std::string config;
+
+    ravd::options_result read(int argc, char** argv, std::string& error);
+    bool take_scan(bool is_active, const std::string& list);
 };
 
-bool read_channels(const char* text, ravd::channel_set& channels) {
-    while (*text) {
-        char* end = nullptr;
-        const unsigned long channel = std::strtoul(text, &end, 10);
-        if (end == text || channel == 0 || channel > 65535 || (*end != ',' && *end != '\0')) return false;
+bool arguments::take_scan(bool is_active, const std::string& list) {
+    scan = true;
+    active = is_active;
+    std::vector<int> numbers;
+    if (!ravd::parse_numbers(list, 1, 65535, numbers)) return false;
+    for (const int channel : numbers)
         channels.insert(static_cast<std::uint32_t>(channel));
-        text = *end == ',' ? end + 1 : end;
-    }
-    return true;
+    return is_active || !numbers.empty();
 }
 
-bool read_arguments(int argc, char** argv, arguments& given) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i];
-        const bool has_value = i + 1 < argc && std::isdigit(static_cast<unsigned char>(argv[i + 1][0]));
-        if (word == "--scan" || (word == "--rrm-scan" && has_value)) {
-            given.scan = true;
-            given.active = word == "--scan";
-            if (has_value && !read_channels(argv[++i], given.channels)) return false;
-        } else if (word == "--wait" && has_value) {
-            given.wait_s = static_cast<unsigned>(std::strtoul(argv[++i], nullptr, 10));
-        } else if (word == "--config" && argc == 3 && i + 1 < argc) {
-            given.config = argv[++i];
-        } else if (word == "--verbose") {
-            given.verbose = true;
-        } else {
-            return false;
-        }
-    }
-    return true;
+ravd::options_result arguments::read(int argc, char** argv, std::string& error) {
+    const char* const list = "channel numbers, as in 1,6,11";
+    const std::vector<ravd::command_option> known = {
+        {"--scan", 0, ravd::option_value::number, list,
+         [this](const std::string& text) { return take_scan(true, text); }},
+        {"--rrm-scan", 0, ravd::option_value::one, list,
+         [this](const std::string& text) { return take_scan(false, text); }},
+        ravd::number_option("--wait", 0, "a number of seconds up to 3600", 0, longest_wait_s, wait_s),
+        ravd::text_option("--config", 0, config),
+        ravd::flag_option("--verbose", 0, verbose),
+    };
+    std::vector<std::string> words;
+    const ravd::options_result result = ravd::read_options(argc, argv, known, words, error);
+    if (result != ravd::options_result::run) return result;
+    if (!words.empty()) error = "unexpected argument " + words[0];
+    if (!config.empty() && argc != 3) error = "--config stands alone";
+    return error.empty() ? ravd::options_result::run : ravd::options_result::wrong;
 }
 
 // How many failed.
-int print_findings(const std::vector<ravd::probe::finding>& found) {
+int print_findings(const std::vector<ravd::finding>& found) {
     int failed = 0;
-    for (const ravd::probe::finding& one : found) {
+    for (const ravd::finding& one : found) {
         std::printf("%-4s %s: %s\n", one.good ? "ok" : "FAIL", one.what.c_str(), one.text.c_str());
         failed += one.good ? 0 : 1;
     }
@@ -100,17 +100,15 @@ int judge_config(const char* path) {
 
 int main(int argc, char** argv) {
     arguments given;
-    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) return std::printf("ravd-probe %s\n", ravd::version()) < 0;
-    if (!read_arguments(argc, argv, given)) {
-        std::fputs(usage, stderr);
-        return 2;
-    }
-    if (given.config) return judge_config(given.config);
+    std::string error;
+    const auto result = given.read(argc, argv, error);
+    if (const auto status = ravd::end_early(result, "ravd-probe", usage, error)) return *status;
+    if (!given.config.empty()) return judge_config(given.config.c_str());
     if (given.verbose) {
         quarn_log_init_rotate("RAVD-PROBE");
         ravd::process_log.mask = 0xffff;
     }
-    int failed = print_findings(ravd::probe::check_bus());
+    int failed = print_findings(ravd::check_bus());
     const bool configured = failed == 0;
     static const ravd::run_flag running{true};
     ravd::driver_realtek& driver = ravd::realtek_driver(&running);
@@ -119,12 +117,12 @@ int main(int argc, char** argv) {
     driver.reset_context();
     // A service that hangs would hold up each of the table's many requests for 2 s.
     if (configured) driver.init_interface_context();
-    failed += print_findings(ravd::probe::run_checks(driver, configured));
+    failed += print_findings(ravd::run_checks(driver, configured));
     if (configured)
-        ravd::probe::print_view(driver);
+        ravd::print_view(driver);
     else
         std::printf("radios and VAPs are not shown, since their settings cannot be read\n");
-    if (given.scan && ravd::probe::print_scan(driver, given.active, given.channels, given.wait_s) != 0) {
+    if (given.scan && ravd::print_scan(driver, given.active, given.channels, given.wait_s) != 0) {
         std::printf("FAIL scan results could not be read\n");
         ++failed;
     }

@@ -7,7 +7,7 @@
 #include "driver/chanspec.h"
 #include "platform/system.h"
 
-namespace ravd::probe {
+namespace ravd {
 namespace {
 
 const char* yes_no(bool value) { return value ? "yes" : "no"; }
@@ -72,4 +72,4 @@ int print_scan(driver_interface& driver, bool active, const channel_set& channel
     return result;
 }
 
-}  // namespace ravd::probe
+}  // namespace ravd

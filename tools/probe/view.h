@@ -3,7 +3,7 @@
 
 #include "driver/driver_interface.h"
 
-namespace ravd::probe {
+namespace ravd {
 
 // Radios, VAPs and stations. The driver's table must be filled.
 void print_view(driver_interface& driver);
@@ -12,4 +12,4 @@ void print_view(driver_interface& driver);
 // long as the daemon would. 0, or -1 when the results could not be read.
 int print_scan(driver_interface& driver, bool active, const channel_set& channels, unsigned wait_s);
 
-}  // namespace ravd::probe
+}  // namespace ravd

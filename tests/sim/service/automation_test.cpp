@@ -6,7 +6,7 @@
 #include "sim/service/planner.h"
 #include "sim/service/presentation.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 namespace {
 
 using testing::Contains;
@@ -28,7 +28,7 @@ radio_view radio(int channel, std::vector<int> available = {1, 6, 11}, int power
     return r;
 }
 
-heard_bss bss(int channel, int rssi, int bandwidth = 20, const char* primary = "none") {
+reported_bss bss(int channel, int rssi, int bandwidth = 20, const char* primary = "none") {
     static int number = 0;
     return {"02:00:00:00:00:" + std::to_string(10 + ++number % 90), rssi, channel, 0, primary, bandwidth, 0};
 }
@@ -38,7 +38,7 @@ TEST(Planner, ChoosesTheLeastOccupiedChannel) {
     const struct {
         const char* what;
         radio_view radio;
-        std::vector<heard_bss> heard;
+        std::vector<reported_bss> heard;
         std::string setting;
     } cases[] = {
         {"all taken, one far away", radio(1), {bss(1, -40), bss(6, -88), bss(11, -45)}, "6 20 none"},
@@ -59,7 +59,7 @@ TEST(Planner, ChoosesTheLeastOccupiedChannel) {
 }
 
 TEST(Planner, LowersThePowerAndRespectsLocks) {
-    std::vector<heard_bss> heard;
+    std::vector<reported_bss> heard;
     for (const int power : {20, 17, 13, 10, 8, 8}) {
         EXPECT_NEAR(plan({radio(6, {6})}, heard)[0].power, power, 1) << heard.size();
         heard.push_back(bss(6, -60));
@@ -75,9 +75,9 @@ TEST(Planner, LowersThePowerAndRespectsLocks) {
 
 TEST(Planner, CountsEveryBssOnceAndNotItsOwn) {
     const span six = channel_span(6, 20, "");
-    heard_bss once = bss(6, -65);
+    reported_bss once = bss(6, -65);
     once.bssid = "02:ab:00:00:00:01";
-    heard_bss again = once;
+    reported_bss again = once;
     again.rssi = -35;
     EXPECT_DOUBLE_EQ(load_on(six, {once, again}, {}), 1.0);
     EXPECT_DOUBLE_EQ(load_on(six, {once}, {"02:AB:00:00:00:01"}), 0.0);
@@ -109,13 +109,17 @@ class Pilot : public testing::Test {
         options.rounds = rounds;
         options.channels = "1 6 11";
         options.interval = 5;
-        const auto send = [this](const std::string& command) { return sent.push_back(command), link_up; };
-        pilot made(options, send, [this](const std::string& text) { said.push_back(text); });
+        const auto send = [this](const json_ptr& message) {
+            sent.push_back(json_compact(message.get()));
+            return link_up;
+        };
+        pilot made(options, context, send, [this](const std::string& text) { said.push_back(text); });
         made.subscribed(0);
         return made;
     }
-    const std::vector<heard_bss> loud = {bss(6, -35), bss(1, -35)};
+    const std::vector<reported_bss> loud = {bss(6, -35), bss(1, -35)};
 
+    order_context context;
     bool link_up = true;
     std::vector<std::string> sent;
     std::vector<std::string> said;
@@ -124,9 +128,10 @@ class Pilot : public testing::Test {
 TEST_F(Pilot, ScansChoosesAppliesAndVerifiesRoundByRound) {
     pilot p = subscribed(2);
     for (int round = 0; round < 2; ++round) {
-        EXPECT_THAT(sent, ElementsAre("scan channels=1,6,11"));
+        EXPECT_THAT(sent, ElementsAre(HasSubstr(R"("cmd":"rrm-update","rrm-scan-channels":"1 6 11")")));
         p.scanned({radio(6)}, loud, 90);
-        EXPECT_EQ(sent.back(), "config use-dca=1 use-tpc=1 radio=0 channel=11 bandwidth=20 power=20");
+        EXPECT_THAT(sent.back(), HasSubstr(R"("use-tpc":1,"use-dca":1,"use-80211v":0,"radios":[{"id":0,"channel":11,)"
+                                           R"("bandwidth":20,"power":20}])"));
         p.described("rrm-config-changed", {radio(11)}, 95);  // the power is still on its way
         EXPECT_FALSE(p.done());
         sent.clear();
@@ -144,7 +149,7 @@ TEST_F(Pilot, EndsWhateverIsMissing) {
     unconvinced.scanned({radio(6)}, loud, 10);
     for (double now = 10; now < 69; ++now)
         unconvinced.turn(now);
-    EXPECT_EQ(std::count(sent.begin(), sent.end(), "mode"), 5);
+    EXPECT_THAT(sent, testing::Contains(HasSubstr("rrm-request-mode")).Times(5));
     unconvinced.described("rrm-mode-response", {radio(6, {}, 20)}, 69);
     unconvinced.turn(70);
     EXPECT_TRUE(unconvinced.done() && !unconvinced.passed());
@@ -167,15 +172,15 @@ TEST_F(Pilot, EndsWhateverIsMissing) {
 }
 
 TEST(Chart, ShowsTheLoadOfEveryChannel) {
-    const heard_bss twice = bss(1, -35);
-    heard_bss later = twice;
+    const reported_bss twice = bss(1, -35);
+    reported_bss later = twice;
     later.rssi = -50;
     EXPECT_EQ(occupancy_chart({radio(6)}, {bss(1, -35), twice, later, bss(11, -35), bss(2147483647, 0, 2147483647)}),
               "  channel load BSSs loudest\n"
               "        1 2.00    2     -35 |########################################\n"
               "        6 0.00    0         | <- in use\n"
               "       11 1.00    1     -35 |####################");
-    std::vector<heard_bss> heard;
+    std::vector<reported_bss> heard;
     for (int i = 0; i < 50; ++i)
         heard.push_back({"n" + std::to_string(i), -90 + i, 1, 0, "none", 20, 0});
     const std::string table = environment_table(heard, 2);
@@ -184,4 +189,4 @@ TEST(Chart, ShowsTheLoadOfEveryChannel) {
 }
 
 }  // namespace
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace ravd::lab {
+namespace ravd::sim {
 namespace {
 
 using testing::HasSubstr;
@@ -119,4 +119,4 @@ TEST(CommandLine, FindsTargetWordAndPayload) {
 }
 
 }  // namespace
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -7,11 +7,12 @@
 #include <functional>
 #include <map>
 
+#include "sim/common/text.h"
 #include "sim/service/arguments.h"
 #include "sim/service/presentation.h"
 #include "sim/service/protocol_tables.h"
 
-namespace ravd::lab {
+namespace ravd::sim {
 namespace {
 
 using testing::Contains;
@@ -169,4 +170,4 @@ TEST(Printable, TakesTheSpellOutOfHostileText) {
 }
 
 }  // namespace
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace ravd::lab {
+namespace ravd::sim {
 namespace {
 
 const std::string handshake = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
@@ -44,7 +44,8 @@ TEST(Wire, InjectsBetweenFramesOnly) {
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, tcp) + socketpair(AF_UNIX, SOCK_STREAM, 0, engine), 0);
     for (const int fd : {tcp[0], tcp[1], engine[0], engine[1]})
         fcntl(fd, F_SETFL, O_NONBLOCK);
-    wire relay(tcp[1], engine[1]);
+    event_loop loop;
+    wire relay(loop, unique_fd(tcp[1]), unique_fd(engine[1]), [] {});
     const std::string stream = "\r\r\n\r\n" + frame('\x81', "hello", false) + frame('\x82', "", false);
     for (std::size_t i = 1; i <= stream.size(); ++i) {
         relay.inject("RAW");
@@ -62,4 +63,4 @@ TEST(Wire, InjectsBetweenFramesOnly) {
 }
 
 }  // namespace
-}  // namespace ravd::lab
+}  // namespace ravd::sim

@@ -1,14 +1,14 @@
-#include "tools/bus/line_input.h"
+#include "tools/common/line_buffer.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 
-namespace ravd::bus_tool {
+namespace ravd {
 
-void line_input::fill() {
+void line_buffer::fill(int fd) {
     char piece[64 * 1024];
-    const ssize_t n = ::read(fd_, piece, sizeof piece);
+    const ssize_t n = ::read(fd, piece, sizeof piece);
     if (n < 0 && (errno == EINTR || errno == EAGAIN)) return;
     if (n <= 0)
         ended_ = true;
@@ -16,7 +16,7 @@ void line_input::fill() {
         held_.append(piece, static_cast<std::size_t>(n));
 }
 
-bool line_input::next(std::string& line) {
+bool line_buffer::next(std::string& line) {
     for (;;) {
         const std::size_t end = held_.find('\n', scanned_);
         const bool whole = end != std::string::npos;
@@ -40,10 +40,10 @@ bool line_input::next(std::string& line) {
     }
 }
 
-bool line_input::take_overflow() {
+bool line_buffer::take_overflow() {
     if (overflows_ == 0) return false;
     --overflows_;
     return true;
 }
 
-}  // namespace ravd::bus_tool
+}  // namespace ravd

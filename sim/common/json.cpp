@@ -1,9 +1,9 @@
-#include "sim/service/json_value.h"
+#include "sim/common/json.h"
 
+#include <algorithm>
 #include <climits>
 
-namespace ravd::lab {
-
+namespace ravd::sim {
 namespace {
 
 struct tokener_release {
@@ -11,17 +11,17 @@ struct tokener_release {
 };
 
 // What the parser lets pass although it is no JSON (single quotes, comments, NaN), and what would grow a huge tree.
-const char* hidden_fault(std::string_view text) {
+const char* hidden_fault(std::string_view text, std::size_t& place) {
     std::size_t containers = 0;
     bool quoted = false;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
+        place = i;
         if (quoted) {
-            if (c == '\\') {
+            if (c == '\\')
                 ++i;
-            } else if (c == '"') {
+            else if (c == '"')
                 quoted = false;
-            }
         } else if (c == '"') {
             quoted = true;
         } else if ((c == '{' || c == '[') && ++containers > json_container_limit) {
@@ -33,35 +33,12 @@ const char* hidden_fault(std::string_view text) {
     return nullptr;
 }
 
-// Length of the UTF-8 sequence at `text`, 0 when it is none.
-std::size_t utf8_length(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char first = byte(0);
-    const std::size_t length = first < 0x80                    ? 1
-                               : first >= 0xc2 && first < 0xe0 ? 2
-                               : first >= 0xe0 && first < 0xf0 ? 3
-                               : first >= 0xf0 && first < 0xf5 ? 4
-                                                               : 0;
-    if (length == 0 || length > text.size()) return 0;
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0) != 0x80) return 0;
-    }
-    if (first == 0xe0 && byte(1) < 0xa0) return 0;
-    if (first == 0xed && byte(1) > 0x9f) return 0;
-    if (first == 0xf0 && byte(1) < 0x90) return 0;
-    if (first == 0xf4 && byte(1) > 0x8f) return 0;
-    return length;
-}
-
 }  // namespace
 
-json_ptr parse_json(std::string_view text, std::string& error) {
+json_ptr parse_json(std::string_view text, std::string& error, std::size_t& place) {
+    place = 0;
     if (text.size() >= INT_MAX) {
         error = "the text is too long";
-        return nullptr;
-    }
-    if (const char* fault = hidden_fault(text)) {
-        error = fault;
         return nullptr;
     }
     const std::unique_ptr<json_tokener, tokener_release> tokener(json_tokener_new());
@@ -69,17 +46,28 @@ json_ptr parse_json(std::string_view text, std::string& error) {
         error = "out of memory";
         return nullptr;
     }
+    if (const char* fault = hidden_fault(text, place)) {
+        error = fault;
+        return nullptr;
+    }
     json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
     // The final NUL ends a number at the top level.
     const std::string terminated(text);
     json_ptr value(json_tokener_parse_ex(tokener.get(), terminated.c_str(), static_cast<int>(terminated.size() + 1)));
     const json_tokener_error state = json_tokener_get_error(tokener.get());
+    place = std::min(json_tokener_get_parse_end(tokener.get()), text.size());
     if (state != json_tokener_success) {
         error = json_tokener_error_desc(state);
-        error += " at byte " + std::to_string(json_tokener_get_parse_end(tokener.get()));
         return nullptr;
     }
     if (!value) error = "the text is null";
+    return value;
+}
+
+json_ptr parse_json(std::string_view text, std::string& error) {
+    std::size_t place = 0;
+    json_ptr value = parse_json(text, error, place);
+    if (!value) error += " at byte " + std::to_string(place);
     return value;
 }
 
@@ -109,40 +97,32 @@ std::int32_t json_number(json_object* object, const char* key, std::int32_t fall
 }
 
 void json_put(json_object* object, const char* key, const std::string& text) {
-    if (object) {
+    if (object)
         json_object_object_add(object, key, json_object_new_string_len(text.data(), static_cast<int>(text.size())));
-    }
 }
 
-void json_put(json_object* object, const char* key, int number) {
-    if (object) json_object_object_add(object, key, json_object_new_int(number));
+void json_put(json_object* object, const char* key, const char* text) { json_put(object, key, std::string(text)); }
+
+void json_put(json_object* object, const char* key, std::int64_t number) {
+    if (object) json_object_object_add(object, key, json_object_new_int64(number));
+}
+
+void json_put_flag(json_object* object, const char* key, bool flag) {
+    if (object) json_object_object_add(object, key, json_object_new_boolean(flag));
 }
 
 void json_put(json_object* object, const char* key, json_ptr value) {
     if (object && value) json_object_object_add(object, key, value.release());
 }
 
+void json_append(json_object* array, json_ptr value) { json_object_array_add(array, value.release()); }
+
+json_ptr new_json_object() { return json_ptr(json_object_new_object()); }
+json_ptr new_json_array() { return json_ptr(json_object_new_array()); }
+
 std::string json_compact(json_object* object) {
     const char* text = json_object_to_json_string_ext(object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
     return text ? text : "null";
 }
 
-std::string printable(std::string_view text, std::size_t limit) {
-    std::string out;
-    while (!text.empty() && out.size() < limit) {
-        const std::size_t length = utf8_length(text);
-        const auto first = static_cast<unsigned char>(text[0]);
-        // C1 control characters are two bytes: 0xc2 0x80 to 0xc2 0x9f.
-        const bool control = first < 0x20 || first == 0x7f ||
-                             (length == 2 && first == 0xc2 && static_cast<unsigned char>(text[1]) < 0xa0);
-        if (length == 0 || control) {
-            out += '?';
-        } else {
-            out.append(text.substr(0, length));
-        }
-        text.remove_prefix(length == 0 ? 1 : length);
-    }
-    return out;
-}
-
-}  // namespace ravd::lab
+}  // namespace ravd::sim

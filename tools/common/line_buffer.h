@@ -1,26 +1,29 @@
-// Lines of a descriptor, read as far as they are there.
+// Cuts what a descriptor brings into lines.
 #pragma once
 
 #include <cstddef>
 #include <string>
 
-namespace ravd::bus_tool {
+namespace ravd {
 
-class line_input {
+class line_buffer {
   public:
     // Lines longer than `limit` bytes are dropped.
-    line_input(int fd, std::size_t limit) : fd_(fd), limit_(limit) {}
+    explicit line_buffer(std::size_t limit) : limit_(limit) {}
 
-    // Reads once. Blocks when nothing is there: poll first.
-    void fill();
-    // The next line without its end; false when none is complete. The rest of the input counts as a line at its end.
+    void append(const char* bytes, std::size_t size) { held_.append(bytes, size); }
+    // Nothing comes any more: what is left counts as a line.
+    void end() { ended_ = true; }
+    // Reads once from a descriptor, which may be blocking when poll() reported it, and sees its end.
+    void fill(int fd);
+
+    // The next line without its end; false when none is complete.
     bool next(std::string& line);
     // True once for each line that was dropped.
     bool take_overflow();
     bool ended() const { return ended_; }
 
   private:
-    int fd_;
     std::size_t limit_;
     std::string held_;
     std::size_t begin_ = 0;    // of the next line in held_
@@ -30,4 +33,4 @@ class line_input {
     bool ended_ = false;
 };
 
-}  // namespace ravd::bus_tool
+}  // namespace ravd

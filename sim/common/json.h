@@ -1,4 +1,4 @@
-// The little of json-c that the lab service needs: owned trees, strict parsing of hostile text, null-safe reading.
+// The little of json-c that the simulation needs: owned trees, strict parsing of hostile text, null-safe reading.
 #pragma once
 
 #include <json-c/json.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace ravd::lab {
+namespace ravd::sim {
 
 struct json_release {
     void operator()(json_object* object) const { json_object_put(object); }
@@ -18,7 +18,10 @@ using json_ptr = std::unique_ptr<json_object, json_release>;
 // Objects plus arrays that one text may hold; three bytes can cost a kilobyte of tree.
 constexpr std::size_t json_container_limit = 65536;
 
-// Strict: one value, nothing behind it, valid UTF-8. Null with the reason in `error` otherwise.
+// Strict: one value, nothing behind it, valid UTF-8. Null with the reason in `error` otherwise, and where in the text,
+// in bytes, in `place`.
+json_ptr parse_json(std::string_view text, std::string& error, std::size_t& place);
+// The same, with the place in the reason.
 json_ptr parse_json(std::string_view text, std::string& error);
 
 // Member of an object; null when `object` is null or no object, or the member is absent or null.
@@ -33,14 +36,21 @@ std::int32_t json_number(json_object* object, const char* key, std::int32_t fall
 
 // New members, for building; a null container is ignored.
 void json_put(json_object* object, const char* key, const std::string& text);
-void json_put(json_object* object, const char* key, int number);
+void json_put(json_object* object, const char* key, const char* text);
+void json_put(json_object* object, const char* key, std::int64_t number);
+inline void json_put(json_object* object, const char* key, int number) {
+    json_put(object, key, static_cast<std::int64_t>(number));
+}
+// Not json_put(): a pointer would turn into a flag.
+void json_put_flag(json_object* object, const char* key, bool flag);
 // Takes over `value`.
 void json_put(json_object* object, const char* key, json_ptr value);
+// The same at the end of an array.
+void json_append(json_object* array, json_ptr value);
+json_ptr new_json_object();
+json_ptr new_json_array();
 
 // No spaces, slashes as they are.
 std::string json_compact(json_object* object);
 
-// `text` fit for a terminal: control characters and invalid UTF-8 become '?', at most `limit` bytes.
-std::string printable(std::string_view text, std::size_t limit = std::string::npos);
-
-}  // namespace ravd::lab
+}  // namespace ravd::sim
