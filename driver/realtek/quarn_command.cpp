@@ -34,32 +34,32 @@ std::uint32_t capacity(const reply_layout& layout, std::uint32_t factor, std::ui
 
 // A driver may report success and write nothing: then the request's capacity, which is more than the record holds,
 // still stands where the count belongs, with zeros behind it.
-bool is_unwritten(const quarn_command_t& record, const reply_layout& layout, std::uint32_t count) {
-    if (count != capacity(layout, capacity_factor, record_size)) return false;
+bool is_unwritten(reply_view record, const reply_layout& layout, std::uint32_t count) {
+    if (count != capacity(layout, capacity_factor, static_cast<std::uint32_t>(record.size))) return false;
     const unsigned char* entry = record.bytes + layout.entries_at;
     return std::all_of(entry, entry + layout.entry_size, [](unsigned char byte) { return byte == 0; });
 }
 
 // Number of entries in a reply, bounded by the record.
-std::size_t entry_count(const quarn_command_t& record, const reply_layout& layout) {
-    const std::size_t held = (record_size - layout.entries_at) / layout.entry_size;
+std::size_t entry_count(reply_view record, const reply_layout& layout) {
+    if (record.size < layout.entries_at + layout.entry_size) return 0;
+    const std::size_t held = (record.size - layout.entries_at) / layout.entry_size;
     const auto count = load<std::uint32_t>(record.bytes + layout.count_at);
     return is_unwritten(record, layout, count) ? 0 : std::min<std::size_t>(count, held);
 }
 
 // Calls `read` with each entry of a reply. False when there is none.
 template <typename Read>
-bool for_each_entry(const quarn_command_t& record, const reply_layout& layout, Read read) {
+bool for_each_entry(reply_view record, const reply_layout& layout, Read read) {
     const std::size_t count = entry_count(record, layout);
-    const unsigned char* entry = record.bytes + layout.entries_at;
-    for (std::size_t i = 0; i < count; ++i, entry += layout.entry_size)
-        read(entry);
+    for (std::size_t i = 0; i < count; ++i)
+        read(record.bytes + layout.entries_at + i * layout.entry_size);
     return count != 0;
 }
 
 // Appends a record for each entry of a scan reply and has `read` fill it. False when there is no entry.
 template <typename Read>
-bool append_entries(const quarn_command_t& record, ap_table& table, Read read) {
+bool append_entries(reply_view record, ap_table& table, Read read) {
     const std::size_t count = entry_count(record, scan_reply);
     table.resize(table.size() + count);
     scan_record* ap = table.data() + (table.size() - count);
@@ -106,7 +106,7 @@ std::uint32_t scan_channel_count(const channel_set& channels) {
     return static_cast<std::uint32_t>(std::min(count, channel_capacity));
 }
 
-void parse_scan_result(const quarn_command_t& record, ap_table& table) {
+void parse_scan_result(reply_view record, ap_table& table) {
     const bool any = append_entries(record, table, [](const unsigned char* entry, scan_record& ap) {
         ap.channel = load<std::uint32_t>(entry + 12);
         ap.bandwidth = load<std::uint32_t>(entry + 16);
@@ -116,7 +116,7 @@ void parse_scan_result(const quarn_command_t& record, ap_table& table) {
     if (!any) log_info(process_log, "<%s:%d> scanning result are absent\n", __func__, __LINE__);
 }
 
-void parse_rrm_scan_result(const quarn_command_t& record, ap_table& table) {
+void parse_rrm_scan_result(reply_view record, ap_table& table) {
     const bool any = append_entries(record, table, [](const unsigned char* entry, scan_record& ap) {
         const std::uint32_t chanspec = load<std::uint16_t>(entry + 24);
         ap.channel = chanspec_ctl_channel(chanspec);
@@ -127,14 +127,14 @@ void parse_rrm_scan_result(const quarn_command_t& record, ap_table& table) {
     if (!any) log_info(process_log, "<%s:%d> rrm scanning result are absent\n", __func__, __LINE__);
 }
 
-void parse_available_channels(const quarn_command_t& record, channel_set& channels) {
+void parse_available_channels(reply_view record, channel_set& channels) {
     const bool any = for_each_entry(record, channel_reply, [&channels](const unsigned char* entry) {
         channels.insert(load<std::uint32_t>(entry));
     });
     if (!any) log_error(process_log, "<%s:%d> available channels data are absent\n", __func__, __LINE__);
 }
 
-void parse_assoc_sta(const quarn_command_t& record, std::vector<rrm_sta_s>& stations) {
+void parse_assoc_sta(reply_view record, std::vector<rrm_sta_s>& stations) {
     const bool any = for_each_entry(record, station_reply, [&stations](const unsigned char* m) {
         log_debug(process_log, "mac == %02x:%02x:%02x:%02x:%02x:%02x\n", m[0], m[1], m[2], m[3], m[4], m[5]);
         rrm_sta_s& station = stations.emplace_back();

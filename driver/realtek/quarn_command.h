@@ -31,6 +31,16 @@ struct quarn_command_t {
     unsigned char bytes[131070];
 };
 
+// A record as it came back, and how long it is: no parser reads beyond. The driver's own has the whole length; a
+// shorter one holds what fits.
+struct reply_view {
+    reply_view(const quarn_command_t& record) : bytes(record.bytes), size(sizeof record.bytes) {}
+    reply_view(const unsigned char* start, std::size_t length) : bytes(start), size(length) {}
+
+    const unsigned char* bytes;
+    std::size_t size;
+};
+
 // Layout of one kind of reply.
 struct reply_layout {
     std::size_t count_at;
@@ -55,9 +65,9 @@ std::uint32_t scan_channel_count(const channel_set& channels);
 
 // Reading of replies; each appends to its container, and says in the log when there is nothing. A request that comes
 // back as it went out holds nothing.
-void parse_scan_result(const quarn_command_t& record, ap_table& table);
-void parse_rrm_scan_result(const quarn_command_t& record, ap_table& table);
-void parse_available_channels(const quarn_command_t& record, channel_set& channels);
-void parse_assoc_sta(const quarn_command_t& record, std::vector<rrm_sta_s>& stations);
+void parse_scan_result(reply_view record, ap_table& table);
+void parse_rrm_scan_result(reply_view record, ap_table& table);
+void parse_available_channels(reply_view record, channel_set& channels);
+void parse_assoc_sta(reply_view record, std::vector<rrm_sta_s>& stations);
 
 }  // namespace ravd
