@@ -3,6 +3,7 @@
 #include <json-c/json.h>
 
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -56,6 +57,9 @@ json_writer::json_writer(bool is_array, json_writer& parent, const char* key)
     }
 }
 
+json_writer::json_writer(bool is_array)
+    : object_(is_array ? json_object_new_array() : json_object_new_object()), is_array_(is_array), parent_(nullptr) {}
+
 json_writer::~json_writer() {
     if (!parent_ && object_) json_object_put(object_);
 }
@@ -66,6 +70,14 @@ void json_writer::add_string(const char* key, const char* value) {
 
 void json_writer::add_int(const char* key, std::int32_t value) {
     if (object_) add(key, json_object_new_int(value));
+}
+
+void json_writer::add_text(const char* key, const char* json) {
+    char* const text = object_ && json ? strdup(json) : nullptr;
+    json_object* const value = text ? json_object_new_object() : nullptr;
+    if (!value) return std::free(text);
+    json_object_set_serializer(value, json_object_userdata_to_json_string, text, json_object_free_userdata);
+    add(key, value);
 }
 
 void json_writer::add(const char* key, json_object* value) {

@@ -19,6 +19,8 @@ class json_writer {
     json_writer(const char* service, const char* cmd, const char* ap_mac);
     // Child container: appended when `parent` is an array, else its member `key`.
     json_writer(bool is_array, json_writer& parent, const char* key);
+    // Root container without an envelope.
+    explicit json_writer(bool is_array);
     json_writer(const json_writer&) = delete;
     json_writer& operator=(const json_writer&) = delete;
     ~json_writer();
@@ -27,6 +29,8 @@ class json_writer {
     // not UTF-8 go out with U+FFFD for what cannot be read.
     void add_string(const char* key, const char* value);
     void add_int(const char* key, std::int32_t value);
+    // A value whose JSON text is there already; it goes out as it is. Costs the text, not its tree.
+    void add_text(const char* key, const char* json);
 
     // False when json-c could not allocate the container; adding to it then does nothing.
     bool valid() const { return object_ != nullptr; }

@@ -29,6 +29,11 @@ void add_heard_bss(json_writer& round, const scan_record& bss, const char* sideb
     object.add_int("bandwidth", static_cast<std::int32_t>(bss.bandwidth));
 }
 
+void drop(scan_session::round_tables& tables) {
+    for (ap_table& round : tables)
+        round.clear();
+}
+
 }  // namespace
 
 void scan_session::process_rrm_update(const json_reader& message) {
@@ -70,6 +75,7 @@ void scan_session::parse_scan_channels(const char* text) {
 
 void scan_session::launch_scan() {
     context_.driver.stop_scan(true);
+    drop(scan_results_);  // rounds of a scan that was given up
     start_round(active_scan_);
     scan_round_ = 0;
 }
@@ -96,21 +102,22 @@ void scan_session::scan_finished() {
     } else {
         context_.driver.fill_rrm_scan_results(scan_results_[0]);
         if (response_delay_ != 0) {
+            delayed_results_.swap(scan_results_[0]);
             context_.timers.arm(timer_rrm_response, response_delay_);
             return;
         }
     }
     send_rrm_response();
-    clear_results();
+    drop(scan_results_);
 }
 
 void scan_session::rrm_response_due() {
     context_.timers.cancel(timer_rrm_response);
-    send_rrm_response();
-    clear_results();
+    report_rounds(&delayed_results_, 1);
+    delayed_results_.clear();
 }
 
-void scan_session::send_rrm_response() {
+void scan_session::report_rounds(const ap_table* rounds, std::size_t count) {
     if (!context_.driver.is_hostapd_running()) {
         log_debug(process_log, "Not sending rrm-response because hostapd is not running\n");
         return;
@@ -119,15 +126,19 @@ void scan_session::send_rrm_response() {
     report_.add_radios(message);
     {
         json_writer environment(true, message, "rf-environment");
-        for (const ap_table& heard : scan_results_) {
-            if (heard.empty()) continue;
-            context_.progress.tick();
-            json_writer round(true, environment, nullptr);
-            for (const scan_record& bss : heard)
-                add_heard_bss(round, bss, sideband_name(bss.sideband, bss.bandwidth));
-        }
+        for (std::size_t i = 0; i < count; ++i)
+            if (!rounds[i].empty()) add_round(environment, rounds[i]);
     }
     send_json(context_.to_service, message);
+}
+
+// As text, a tree a round: of five full rounds at once the tree would take twelve times their text.
+void scan_session::add_round(json_writer& environment, const ap_table& heard) {
+    context_.progress.tick();
+    json_writer round(true);
+    for (const scan_record& bss : heard)
+        add_heard_bss(round, bss, sideband_name(bss.sideband, bss.bandwidth));
+    environment.add_text(nullptr, round.text());
 }
 
 void scan_session::stop() {
@@ -135,8 +146,8 @@ void scan_session::stop() {
 }
 
 void scan_session::clear_results() {
-    for (ap_table& round : scan_results_)
-        round.clear();
+    drop(scan_results_);
+    delayed_results_.clear();
 }
 
 }  // namespace ravd

@@ -25,7 +25,7 @@ class scan_session {
     void rrm_response_due();
 
     // Reports what the rounds heard.
-    void send_rrm_response();
+    void send_rrm_response() { report_rounds(scan_results_.data(), scan_results_.size()); }
     round_tables& results() { return scan_results_; }
 
     // Ends a scan in progress without a report.
@@ -35,13 +35,16 @@ class scan_session {
   private:
     void parse_scan_channels(const char* text);
     void start_round(bool active);
+    void report_rounds(const ap_table* rounds, std::size_t count);
+    void add_round(json_writer& environment, const ap_table& heard);
 
     agent_context& context_;
     radio_report& report_;
     channel_set scan_channels_2g_;
     channel_set scan_channels_5g_;
     std::uint32_t scan_round_ = 0;
-    round_tables scan_results_;
+    round_tables scan_results_;  // of the scan in progress
+    ap_table delayed_results_;   // of an RRM scan whose report waits
     bool active_scan_ = false;         // five rounds; else a single RRM round
     std::int32_t response_delay_ = 0;  // seconds between an RRM scan and its report
 };
