@@ -11,12 +11,8 @@ void table_filler::init_interface_context() {
     if (!context_.radios.process_running()) return;
     log_info(process_log, "Attempt to initialize interface_context...\n");
     const std::uint32_t unanswered_before = context_.requests.unanswered();
-    {
-        // A configuration service that hangs must not keep the agent for two seconds a setting.
-        const ipc_helper::series one_task(context_.requests);
-        for (int radio = 0; radio < radio_limit; ++radio)
-            init_radio(radio, *context_.radios.table().get_radio(radio));
-    }
+    for (int radio = 0; radio < radio_limit; ++radio)
+        init_radio(radio, *context_.radios.table().get_radio(radio));
     incomplete_ = context_.requests.unanswered() != unanswered_before;
 }
 

@@ -6,6 +6,7 @@
 #include "core/logger.h"
 #include "ipc/ctree_ptr.h"
 #include "platform/mbus.h"
+#include "platform/monotonic.h"
 #include "platform/system.h"
 
 namespace ravd {
@@ -13,6 +14,7 @@ namespace {
 
 constexpr int radio_count = 2;
 constexpr int vaps_a_radio = 7;
+constexpr std::int64_t clock_slack_ms = 50;  // a wait that ran its whole time may be measured a little shorter
 constexpr const char* reset_error = "Error: can't reset Corvane params\n";
 
 ctree_ptr new_request(const char* command) {
@@ -63,8 +65,8 @@ bool ipc_helper::open_bus() {
 
 ctree* ipc_helper::send_request(const ctree* tree, const char* answer, int destination, const char* error_text) {
     if (cancelled() || !tree) return nullptr;
-    const bool given_up = unanswered_limit_ && unanswered_ >= *unanswered_limit_;
-    ctree* received = given_up ? nullptr : exchange(tree, answer, destination, error_text);
+    const bool hangs = hung_.hangs(destination, monotonic_ms());
+    ctree* received = hangs ? nullptr : exchange(tree, answer, destination, error_text);
     if (!received) ++unanswered_;
     return received;
 }
@@ -77,7 +79,13 @@ ctree* ipc_helper::exchange(const ctree* tree, const char* answer, int destinati
     mbus_peer_start(bus_);
     // A refused send is not told apart: the wait knows of it and ends at once.
     mbus_msg_send(bus_, text.get(), destination, std::strlen(text.get()));
+    const std::int64_t began_ms = monotonic_ms();
     ctree* received = mbus_wait_answer(bus_, answer, error_text, timeout_);
+    const std::int64_t now_ms = monotonic_ms();
+    if (received)
+        hung_.answered(destination);
+    else if (now_ms - began_ms >= timeout_ * 100 - clock_slack_ms)
+        hung_.waited_in_vain(destination, now_ms);
     mbus_peer_stop(bus_);
     tick();
     return received;

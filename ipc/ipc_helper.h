@@ -2,13 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "core/activity.h"
+#include "ipc/hung_modules.h"
 
 struct ctree;
 struct mbus_endpoint;
@@ -28,7 +28,7 @@ constexpr signed char bus_registration[2] = {-2, 0};
 using param_list = std::vector<std::pair<std::string, std::string>>;
 
 // One request at a time, always on the same thread. Each waits for its answer, at most 2 s, tells the activity before
-// and after the wait, and fails as without an answer, unsent, once the activity is cancelled.
+// and after the wait, and fails as without an answer, unsent, once the activity is cancelled or while the neighbour hangs.
 class ipc_helper {
   public:
     ipc_helper() = default;
@@ -56,24 +56,8 @@ class ipc_helper {
     }
     bool cancelled() const { return progress_ && progress_->cancelled(); }
 
-    // Requests without an answer since the helper was made, those included that a series left unsent.
+    // Requests without an answer since the helper was made, those included that were not sent because the neighbour hangs.
     std::uint32_t unanswered() const { return unanswered_; }
-
-    // While one lives, the requests of its helper are one task: after two without an answer the others fail at once,
-    // unsent. So a neighbour that hangs keeps a task for 4 s, however many requests it has. The outermost one counts.
-    class series {
-      public:
-        explicit series(ipc_helper& helper) : helper_(helper), outer_limit_(helper.unanswered_limit_) {
-            if (!outer_limit_) helper.unanswered_limit_ = helper.unanswered_ + 2;
-        }
-        series(const series&) = delete;
-        series& operator=(const series&) = delete;
-        ~series() { helper_.unanswered_limit_ = outer_limit_; }
-
-      private:
-        ipc_helper& helper_;
-        const std::optional<std::uint32_t> outer_limit_;
-    };
 
     // Reads a configuration value (a sub-tree as its readable text). 0, or -1 with the reason logged.
     int getconf(const char* path, std::string& output);
@@ -103,7 +87,7 @@ class ipc_helper {
     mbus_endpoint* bus_ = nullptr;
     std::int32_t timeout_ = 20;  // tenths of a second
     std::uint32_t unanswered_ = 0;
-    std::optional<std::uint32_t> unanswered_limit_;  // of the series that goes on
+    hung_modules hung_;
     activity* progress_ = nullptr;
     ctree* fbt_request_ = nullptr;  // an "update-corvane-fbt" under construction
 };

@@ -86,6 +86,8 @@ TEST_F(access_point, is_filled_again_when_the_configuration_service_was_busy) {
     EXPECT_FALSE(driver->refill_context());
     EXPECT_TRUE(driver->table() == part && driver->context_incomplete());
     bus.on_request = nullptr;
+    EXPECT_FALSE(driver->refill_context());  // it still counts as hung
+    system.advance_ms(10000);
     EXPECT_TRUE(driver->refill_context());
     EXPECT_TRUE(driver->table() == whole && !driver->context_incomplete());
     EXPECT_FALSE(driver->refill_context());

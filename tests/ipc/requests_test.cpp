@@ -167,17 +167,26 @@ TEST_F(Requests, GettersReadTheirPaths) {
 TEST_F(Requests, OutliveAHungServiceAndStopWhenCancelled) {
     watched worker;
     requests.set_activity(&worker);
-    bus.on_request = [](int, const std::string&) { return answer(""); };
+    // A service that hangs costs two waits, then one every 10 s; its neighbour answers meanwhile.
+    bus.on_request = [](int module, const std::string&) { return module == 1 ? answer("") : std::nullopt; };
     const double start = fake_system::get().now_s();
-    EXPECT_EQ(requests.get_country("wlan0"), "RU");
-    EXPECT_FALSE(requests.get_wds_enabled("wlan0"));
-    for (int vap = 0; vap < 5; ++vap)
-        EXPECT_FALSE(requests.is_ft_enabled(0, vap));
-    worker.tick();
-    EXPECT_EQ(fake_system::get().now_s() - start, 28);  // 14 waits
+    for (const double waited : {4, 16}) {
+        EXPECT_EQ(requests.get_country("wlan0"), "RU");
+        for (int vap = 0; vap < 7; ++vap)
+            EXPECT_FALSE(requests.is_ft_enabled(0, vap));
+        EXPECT_EQ(requests.reset_corvane_params("wlan0"), 0);
+        EXPECT_EQ(fake_system::get().now_s() - start, waited);
+        fake_system::get().advance_ms(5000);
+        worker.tick();
+        fake_system::get().advance_ms(5000);
+    }
+    bus.on_request = nullptr;
+    bus.configuration["/interface/wlan0/wlan/radio/country"] = "DE";
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(requests.get_country("wlan0"), "DE");
     bus.absent[1] = true;
     EXPECT_EQ(requests.get_country("wlan0"), "RU");
-    EXPECT_EQ(fake_system::get().now_s() - start, 28);
+    EXPECT_EQ(fake_system::get().now_s() - start, 26);
     bus.reset();
     bus.on_request = [&](int, const std::string&) {
         worker.stopped = bus.sent.size() == 3;
