@@ -7,9 +7,9 @@
 
 namespace ravd {
 
-// After two waits in a row that ran out, a module counts as hung for 10 s: a neighbour that hangs for good must not keep
-// the agent for two seconds a request. Then one request tries again. Modules below 8 only; times are milliseconds of the
-// monotonic clock.
+// After two waits in a row that ran out, a module counts as hung for 10 s: a neighbour that hangs for good must not
+// keep the agent for two seconds a request. Then one request tries again. Modules below 8 only; times are milliseconds
+// of the monotonic clock.
 class hung_modules {
   public:
     bool hangs(int module, std::int64_t now_ms) const {

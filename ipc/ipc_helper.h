@@ -28,7 +28,8 @@ constexpr signed char bus_registration[2] = {-2, 0};
 using param_list = std::vector<std::pair<std::string, std::string>>;
 
 // One request at a time, always on the same thread. Each waits for its answer, at most 2 s, tells the activity before
-// and after the wait, and fails as without an answer, unsent, once the activity is cancelled or while the neighbour hangs.
+// and after the wait, and fails as without an answer, unsent, once the activity is cancelled or while the neighbour
+// hangs.
 class ipc_helper {
   public:
     ipc_helper() = default;
@@ -56,7 +57,8 @@ class ipc_helper {
     }
     bool cancelled() const { return progress_ && progress_->cancelled(); }
 
-    // Requests without an answer since the helper was made, those included that were not sent because the neighbour hangs.
+    // Requests without an answer since the helper was made, those included that were not sent because the neighbour
+    // hangs.
     std::uint32_t unanswered() const { return unanswered_; }
 
     // Reads a configuration value (a sub-tree as its readable text). 0, or -1 with the reason logged.

@@ -43,8 +43,8 @@ class scan_session {
     channel_set scan_channels_2g_;
     channel_set scan_channels_5g_;
     std::uint32_t scan_round_ = 0;
-    round_tables scan_results_;  // of the scan in progress
-    ap_table delayed_results_;   // of an RRM scan whose report waits
+    round_tables scan_results_;        // of the scan in progress
+    ap_table delayed_results_;         // of an RRM scan whose report waits
     bool active_scan_ = false;         // five rounds; else a single RRM round
     std::int32_t response_delay_ = 0;  // seconds between an RRM scan and its report
 };
