@@ -46,10 +46,15 @@ class SafeQueue {
     // Hands the oldest item to `handler`, outside the lock. False when there is none. One item a call.
     template <typename Handler>
     bool pop(Handler&& handler) {
+        return pop_if([](const T&) { return true; }, std::forward<Handler>(handler));
+    }
+    // The same when `wanted`, which is asked under the lock, is true of that item; else false, and it stays.
+    template <typename Predicate, typename Handler>
+    bool pop_if(Predicate wanted, Handler&& handler) {
         T item;
         {
             const std::lock_guard<std::mutex> lock(mutex_);
-            if (items_.empty()) return false;
+            if (items_.empty() || !wanted(items_.front())) return false;
             item = std::move(items_.front());
             items_.pop_front();
             held_ -= queue_cost(item);

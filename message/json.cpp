@@ -103,6 +103,8 @@ json_reader::~json_reader() {
     if (owned_ && object_) json_object_put(object_);
 }
 
+bool json_reader::is_object() const { return json_object_is_type(object_, json_type_object) != 0; }
+
 json_reader json_reader::child(const char* key) const { return json_reader(member(object_, key)); }
 
 json_reader json_reader::at(std::int32_t index) const {

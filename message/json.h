@@ -59,6 +59,7 @@ class json_reader {
     ~json_reader();
 
     bool valid() const { return object_ != nullptr; }
+    bool is_object() const;
     // Member `key`, or element `index` of an array; an invalid reader when there is none.
     json_reader child(const char* key) const;
     json_reader at(std::int32_t index) const;

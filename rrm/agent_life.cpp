@@ -12,6 +12,13 @@ constexpr int fbt_reset_link_lost = 2;
 // Actions. `message` is null where the event brings none.
 using action = void (*)(const life_parts& at, const json_reader* message);
 
+constexpr std::int64_t refill_delay_s = 30;
+
+void refill_again_if_needed(const life_parts& at) {
+    at.context.timers.cancel(timer_refill);
+    if (at.context.driver.context_incomplete()) at.context.timers.arm(timer_refill, refill_delay_s);
+}
+
 void nothing(const life_parts&, const json_reader*) {}
 
 void take_up_radios(const life_parts& at, const json_reader*) {
@@ -19,6 +26,7 @@ void take_up_radios(const life_parts& at, const json_reader*) {
     at.context.driver.set_hostapd_running(true);
     at.context.driver.reset_context();
     at.context.driver.init_interface_context();
+    refill_again_if_needed(at);
     at.context.driver.stop_all();
 }
 
@@ -40,6 +48,7 @@ void drop_radios_telling(const life_parts& at, bool tell) {
     at.context.driver.set_hostapd_running(false);
     if (tell) at.service.send_disassoc_all_clients();
     cancel_all_timers(at.context.timers);
+    at.context.timers.cancel(timer_refill);
     at.scans.clear_results();
     at.stations.clear();
     at.context.driver.reset_context();
@@ -66,6 +75,17 @@ void take_back_and_drop(const life_parts& at, const json_reader* message) {
 }
 
 void report_change(const life_parts& at, const json_reader*) { at.report.send_config_changed(); }
+
+// A neighbour that did not answer left the table of radios half empty.
+void refill(const life_parts& at, const json_reader*) {
+    if (at.context.driver.refill_context()) at.report.owe_change();
+    refill_again_if_needed(at);
+}
+
+void refill_and_report(const life_parts& at, const json_reader* message) {
+    refill(at, message);
+    if (at.report.owes_change()) at.report.send_config_changed();
+}
 
 void subscribe(const life_parts& at, const json_reader*) {
     at.context.timers.cancel(timer_subscribe);
@@ -103,6 +123,7 @@ void end_subscription(const life_parts& at, const json_reader*) {
 void accept(const life_parts& at, const json_reader* response) {
     at.context.timers.cancel(timer_subscribe);
     at.service.accepted(*response);
+    if (at.report.owes_change()) at.report.config_changed_soon();
 }
 
 void ask_later(const life_parts& at, const json_reader*) {
@@ -166,6 +187,8 @@ constexpr transition table[] = {
     {life_event::watch_ended,       not_running, member,      take_back_settings,     away,          same},
     {life_event::watch_ended,       not_running, no_member,   nothing,                away,          same},
     {life_event::config_updated,    any,         member,      report_change,          same,          same},
+    {life_event::refill_due,        running,     member,      refill_and_report,      same,          same},
+    {life_event::refill_due,        running,     no_member,   refill,                 same,          same},
     {life_event::link_up,           running,     no_member,   subscribe,              same,          subscribing},
     {life_event::link_up,           running,     member,      subscribe,              same,          renewing},
     {life_event::link_up,           not_running, no_member,   await_hostapd,          same,          subscribing},

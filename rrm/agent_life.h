@@ -16,6 +16,7 @@ enum class life_event {
     hostapd_gone,       // its pid file went away after it was announced
     watch_ended,        // it did not come back, or the process ends
     config_updated,     // the device's configuration changed
+    refill_due,         // the table of radios is to be filled again
     link_up,
     link_down,
     accepted,  // answers to the subscription: "success",

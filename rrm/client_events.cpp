@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "rrm/kept_text.h"
 #include "rrm/tables.h"
 
 namespace ravd {
@@ -36,11 +37,11 @@ void client_events::on_client_event(const json_reader& trap) {
 
     agent_message message(context_, message_name(row->kind));
     if (const char* ifname = event.get_string("dev")) context_.driver.put_radio_id(ifname, message);
-    message.add_string("sta-mac", event.get_string("mac"));
+    message.add_string("sta-mac", kept_text(event, "mac"));
     if (row->kind == client_event_kind::connected) message.add_int("rssi", event.get_int("rssi"));
-    message.add_string("ssid", event.get_string("ssid"));
+    message.add_string("ssid", kept_text(event, "ssid"));
     if (row->kind == client_event_kind::connected) message.add_int("no-balance", uses_80211v(event) ? 0 : 1);
-    if (row->kind == client_event_kind::roamed) message.add_string("target-mac", event.get_string("target-mac"));
+    if (row->kind == client_event_kind::roamed) message.add_string("target-mac", kept_text(event, "target-mac"));
     send_json(context_.to_service, message);
 }
 

@@ -6,6 +6,7 @@
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "platform/system.h"
+#include "rrm/kept_text.h"
 
 namespace ravd {
 namespace {
@@ -43,16 +44,21 @@ void configuration::apply_radio(const json_reader& entry, bool use_tpc, bool use
         log_error(process_log, "apply_config() Wrong id value");
         return;
     }
-    if (!context_.driver.radio_up(id) || !context_.driver.any_vap_active(id)) return;
     const char* ifname = radio_names[static_cast<std::size_t>(id)];
-    const int channel = entry.get_int("channel");
+    const int channel = use_dca ? entry.get_int("channel") : 0;
     int bandwidth = entry.get_int("bandwidth");
-    const int power = entry.get_int("power");
+    const int power = use_tpc ? entry.get_int("power") : 0;
+    const auto keeps_settings = [&](const char* why) {
+        if (channel != 0 || power != 0)
+            log_warning(process_log, "%s keeps its channel and power, for it %s\n", ifname, why);
+    };
+    if (!context_.driver.radio_up(id)) return keeps_settings("is down");
+    if (!context_.driver.any_vap_active(id)) return keeps_settings("has no active VAP");
     if (use_80211v_) context_.driver.set_roam_attempt_timeout(ifname, entry.get_int("quarn-roam-attempt-timeout"));
     const char* primary = entry.get_string("primary-channel");
-    if (context_.driver.radio_wds_enabled(id)) return;
-    if (power != 0 && use_tpc) context_.driver.set_tx_power(ifname, power);
-    if (channel != 0 && use_dca) {
+    if (context_.driver.radio_wds_enabled(id)) return keeps_settings("carries WDS links");
+    if (power != 0) context_.driver.set_tx_power(ifname, power);
+    if (channel != 0) {
         if (bandwidth == 0) bandwidth = 20;
         char line[80];
         std::snprintf(line, sizeof line, "Corvane requested switch channel to %d on %s", channel, ifname);
@@ -75,8 +81,8 @@ void configuration::apply_neighbour_list(const json_reader& message, bool custom
             if (context_.progress.cancelled()) return;
             context_.progress.tick();
             const json_reader vap = vaps.at(v);
-            const char* ssid = vap.get_string("ssid");
-            const char* bssid = vap.get_string("mac");
+            const char* ssid = kept_text(vap, "ssid");
+            const char* bssid = kept_text(vap, "mac");
             if (ssid && bssid) context_.driver.add_neighbor(bssid, ssid, channel, priority, custom);
         }
     }

@@ -35,10 +35,17 @@ bool is_supported_version(const char* text) {
 void on_subscribe_response(agent_parts& agent, const json_reader& message) {
     const char* status = message.get_string("status");
     if (!status) return;
-    if (std::strcmp(status, "success") == 0)
+    const std::int32_t code = message.get_int("code");
+    if (std::strcmp(status, "success") == 0) {
         agent.life.handle(life_event::accepted, &message);
-    else
-        agent.life.handle(message.get_int("code") == code_busy ? life_event::busy : life_event::refused);
+    } else if (code == code_busy) {
+        agent.life.handle(life_event::busy);
+    } else {
+        log_info(process_log,
+                 "The radio service refuses the subscription (%.64s, code %d) until the link comes up anew\n", status,
+                 code);
+        agent.life.handle(life_event::refused);
+    }
 }
 
 // One row per command of the service, in the order of comparison.
@@ -88,10 +95,15 @@ bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& messag
     const char* cmd = root.get_string("cmd");
     if (!cmd) return false;
     if (from_service) {
-        if (is_supported_version(root.get_string("version")))
+        const char* version = root.get_string("version");
+        if (is_supported_version(version)) {
             run_command(root, cmd);
-        else
+        } else {
+            if (!debug_enabled())
+                log_warning(process_log, "%.64s has version %.16s, 2.4 is needed: the service is left for good\n", cmd,
+                            version ? version : "none");
             parts_.life.handle(life_event::old_version);
+        }
     } else if (std::strcmp(service, "internal-ipc") == 0) {
         if (message->internal)
             route_link_event(cmd);
@@ -107,8 +119,9 @@ void rrm_worker::route_link_event(const char* cmd) {
     } else if (std::strcmp(cmd, "disconnected") == 0) {
         // What this link still had to say is void. Kept, a deferred scan order would start without a link, the next
         // drop would cancel its timer, and with the scan flag set for good no message would be handled any more.
-        while (pending_.pop([](const std::shared_ptr<buffer_info_t>&) {})) {
-        }
+        const std::size_t dropped = pending_.remove_if([](const auto&) { return true; });
+        if (dropped)
+            log_warning(process_log, "%zu orders that waited for the end of a scan end with their link\n", dropped);
         parts_.life.handle(life_event::link_down);
     }
 }
@@ -118,8 +131,11 @@ void rrm_worker::run_command(const json_reader& message, const char* cmd) {
         if (std::strcmp(cmd, row.cmd) != 0) continue;
         if (row.handler && (!row.needs_hostapd || driver_.is_hostapd_running()))
             row.handler(parts_, message);
-        else
+        else if (debug_enabled())
             log_debug(process_log, "%s", row.refusal);
+        else
+            log_warning(process_log, "%s is not carried out: %s\n", cmd,
+                        row.handler ? "hostapd does not run" : "load balancing by it is not supported");
         return;
     }
 }

@@ -1,6 +1,8 @@
 // Fast BSS transition: the service's key-holder settings, handed to the network daemon per VAP.
 #pragma once
 
+#include <cstddef>
+
 #include "rrm/agent_context.h"
 #include "rrm/configuration.h"
 
@@ -21,6 +23,7 @@ class fast_transition {
     const configuration& settings_;
     std::int32_t fbt_reassoc_deadline_ = 1000;
     bool fbt_over_ds_ = true;
+    std::size_t request_bytes_ = 0;  // of the request under construction, as it will leave; never too few
 };
 
 }  // namespace ravd

@@ -2,6 +2,7 @@
 
 #include "core/ifname.h"
 #include "core/logger.h"
+#include "rrm/kept_text.h"
 
 namespace ravd {
 namespace {
@@ -13,14 +14,17 @@ constexpr int bss_trans_mode = 1;
 void load_balancing::on_sta_overload(const json_reader& message) {
     const json_reader radios = message.child("radios");
     const std::int32_t count = radios.size();
-    const char* ap_mac = message.get_string("ap-mac");
+    const char* ap_mac = kept_text(message, "ap-mac");
     context_.for_each_kv_vap([this](const char* name) { context_.driver.del_custom_neighbors(name); });
     settings_.apply_neighbour_list(message, true);
     for (std::int32_t i = 0; i < count && !context_.progress.cancelled(); ++i) {
         context_.progress.tick();
         const json_reader entry = radios.at(i);
         const std::int32_t id = entry.get_int("id");
-        if (id >= 0 && id < context_.radio_count()) roam_weakest(id, entry.get_int("roam-count"), ap_mac ? ap_mac : "");
+        if (id >= 0 && id < context_.radio_count())
+            roam_weakest(id, entry.get_int("roam-count"), ap_mac ? ap_mac : "");
+        else
+            log_warning(process_log, "No client of radio %d is asked to leave: there is no such radio\n", id);
     }
 }
 

@@ -17,6 +17,7 @@ constexpr std::int64_t config_changed_delay_s = 5;  // several changes make one 
 }  // namespace
 
 void radio_report::add_radios(json_writer& message) {
+    change_owed_ = false;
     json_writer radios(true, message, "radios");
     const std::int32_t count = context_.radio_count();
     for (std::int32_t radio = 0; radio < count; ++radio)

@@ -17,6 +17,9 @@ class radio_report {
     // A message of the radios alone.
     void send(const char* cmd);
     void send_config_changed() { send("rrm-config-changed"); }
+    // The radios differ from what the service was told. The next message of them pays this back.
+    void owe_change() { change_owed_ = true; }
+    bool owes_change() const { return change_owed_; }
     // Sends it in 5 seconds, however often it is asked for meanwhile.
     void config_changed_soon();
     // Timer 5.
@@ -32,6 +35,7 @@ class radio_report {
     agent_context& context_;
     const life_state& state_;
     const configuration& settings_;
+    bool change_owed_ = false;
 };
 
 }  // namespace ravd

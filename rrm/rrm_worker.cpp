@@ -1,5 +1,7 @@
 #include "rrm/rrm_worker.h"
 
+#include <vector>
+
 #include "core/logger.h"
 
 namespace ravd {
@@ -25,6 +27,7 @@ rrm_worker::rrm_worker(const run_flag* running, driver_interface& driver, const 
     timer_callbacks_[timer_probe_response] = [this] { parts_.stations.post_rrm_probe_response(); };
     timer_callbacks_[timer_config_changed] = [this] { parts_.report.config_changed_due(); };
     timer_callbacks_[timer_blocked] = [this] { parts_.stations.count_blocked_down(); };
+    timer_callbacks_[timer_refill] = [this] { parts_.life.handle(life_event::refill_due); };
     driver_.set_activity(&progress());
 }
 
@@ -45,7 +48,23 @@ bool rrm_worker::init() {
     run_timers();
     if (!parts_.watch.pid_file_exists()) return false;
     log_debug(process_log, "Connected to hostapd\n");
+    drop_unread();
     return true;
+}
+
+// Nobody read during the wait for hostapd. What became of the link meanwhile counts; a night's orders do not.
+void rrm_worker::drop_unread() {
+    std::vector<std::shared_ptr<buffer_info_t>> link_events;
+    const auto leaves = [&link_events](const std::shared_ptr<buffer_info_t>& message) {
+        if (message && message->internal) link_events.push_back(message);
+        return true;
+    };
+    const std::size_t unread = from_service_.remove_if(leaves) + from_bus_.remove_if([](const auto&) { return true; });
+    for (const auto& event : link_events)
+        on_service_message(event);
+    if (const std::size_t dropped = unread - link_events.size())
+        log_warning(process_log, "%zu orders and client events came while hostapd was away: they are dropped\n",
+                    dropped);
 }
 
 bool rrm_worker::process() {
@@ -68,14 +87,20 @@ void rrm_worker::deinit() {
 }
 
 bool rrm_worker::is_alive(const run_flag* running) {
-    return running->load(std::memory_order_relaxed) && parts_.watch.check_notifications(now_s());
+    if (!running->load(std::memory_order_relaxed)) return false;
+    // First, so that nothing that was meant for an old link is sent over a new one.
+    while (from_service_.pop_if([](const auto& message) { return message && message->internal; },
+                                [this](const auto& event) { on_service_message(event); })) {
+    }
+    return parts_.watch.check_notifications(now_s());
 }
 
 void rrm_worker::consume(safe_queue& queue) {
     queue.pop([this](const std::shared_ptr<buffer_info_t>& message) {
         if (!on_service_message(message)) return;
         log_debug(process_log, "Pending message for delayed processing\n");
-        pending_.push(message);
+        if (!pending_.push(message))
+            log_warning(process_log, "An order is not carried out: too many wait for the end of a scan\n");
     });
 }
 

@@ -40,6 +40,7 @@ class rrm_worker final : public abstract_worker, private agent_timers {
   private:
     void arm(timer_id id, std::int64_t delay_s) override;  // with the id's own callback
     void cancel(timer_id id) override;
+    void drop_unread();
     void consume(safe_queue& queue);
     void route_link_event(const char* cmd);
     void run_command(const json_reader& message, const char* cmd);

@@ -9,6 +9,7 @@
 #include "core/logger.h"
 #include "platform/system.h"
 #include "platform/unique_fd.h"
+#include "rrm/kept_text.h"
 
 namespace ravd {
 namespace {
@@ -70,7 +71,10 @@ void subscription::double_backoff() { subscribe_backoff_ = std::min(2 * subscrib
 
 void subscription::wait_longer() {
     double_backoff();
-    log_debug(process_log, "Reconnect after %d sec\n", subscribe_backoff_);
+    if (debug_enabled())
+        log_debug(process_log, "Reconnect after %d sec\n", subscribe_backoff_);
+    else
+        log_info(process_log, "The radio service is busy: it is asked again in %d s\n", subscribe_backoff_);
     context_.timers.arm(timer_subscribe, subscribe_backoff_);
 }
 
@@ -104,10 +108,11 @@ void subscription::send_disassoc_all_clients() {
 }
 
 void subscription::accepted(const json_reader& response) {
-    if (const char* domain = response.get_string("domain")) context_.domain = domain;
+    if (const char* domain = kept_text(response, "domain")) context_.domain = domain;
     const json_reader config = response.child("config");
-    if (config.valid()) settings_.apply_config(config);
+    if (config.is_object()) settings_.apply_config(config);
     create_marker(marker_);
+    log_info(process_log, "Subscribed to the radio service, domain %.64s\n", context_.domain.c_str());
 }
 
 void subscription::remove_marker() { unlink(marker_.c_str()); }

@@ -79,6 +79,13 @@ TEST_F(hostile, sizes) {
          })
         feed(rrm + members + "'}");
     feed(std::string(1, '\0') + rrm);
+
+    // Keys of the request are UTF-8 too.
+    driver.record = true;
+    command("fbt-info",
+            ",'vaps':[{'vap_id':1,'radio_id':0,'r0-key-holder-id':'a','r1-key-holder-id':'b','fbt-rrb-key':"
+            "'c','remotes':[{'remote-r1-kh-id':'\xFFz','remote-r0-kh-id':'e','remote-r1-kh-key':'f'}]}]");
+    EXPECT_NE(driver.take_calls().find("\"mac\":{\"\uFFFDz\":{\"name\":\"\uFFFDz\""), std::string::npos);
 }
 
 // While the network daemon or a driver takes long over each step, the worker's clock goes on being read, and a stop

@@ -32,7 +32,8 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
 
     // Names of the agent's timers, by id.
     static timer_id next_timer(fields in) {
-        const char* const names[] = {"launch", "round", "subscribe", "response", "probes", "config", "blocked"};
+        const char* const names[] = {"launch", "round",  "subscribe", "response",
+                                     "probes", "config", "blocked",   "refill"};
         const std::string name = next<std::string>(in);
         const auto at = std::find(std::begin(names), std::end(names), name);
         EXPECT_NE(at, std::end(names)) << name;
@@ -53,7 +54,12 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
         {"restart", [this](text, fields) { restart(); }},
         {"notify", [this](text name, fields) { notify("_" + name); }},
         {"conf", [](text line, fields) { fake_bus::get().configuration[head(line)] = tail(line); }},
-        {"listen", [this](text level, fields) { log.emplace(level == "error" ? log_error_bit : log_debug_bit); }},
+        {"listen",
+         [this](text level, fields) {
+             const std::map<std::string, std::uint32_t> masks{{"error", 1}, {"warning", 3}, {"info", 7}, {"debug", 15}};
+             log.emplace(masks.at(level));
+         }},
+        {"incomplete", [this](text, fields in) { driver.incomplete = next<bool>(in); }},
         {"drop", [this](text, fields) { sent(), driver.take_calls(); }},
         {"arm",
          [this](text, fields in) {
@@ -106,7 +112,7 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
          }},
         {"repeat",
          [this](text, fields in) {
-             std::string& name = names[next<std::string>(in)];
+             std::string& name = names[next<std::string>(in)] = "";
              const int count = next<int>(in);
              const std::string piece = next<std::string>(in);
              for (int i = 0; i < count; ++i)

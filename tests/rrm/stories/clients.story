@@ -66,3 +66,13 @@ hostapd starts
 names rrm-config-changed
 bus $event"reassoc",$dev}}
 sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+
+# Texts of more than 128 KiB count as absent.
+repeat most 131072 x
+repeat long 131073 x
+listen warning
+order subscribe-response "status":"success","domain":"$long"
+logs A "domain" of 131073 bytes is too long: it counts as absent
+bus $event"reassoc","mac":"$long","ssid":"$most"}}
+sends rrm-client-disassoc "ssid":"$most"
+logs A "mac" of 131073 bytes is too long: it counts as absent

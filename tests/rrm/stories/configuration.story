@@ -27,14 +27,21 @@ order rrm-info "use-dca":1,"use-tpc":1,"radios":[{"id":-1,"channel":1}]
 calls del_neighbors wlan1-va1
 logs-part apply_config() Wrong id value
 
+# Only an object is a configuration.
+order subscribe-response "status":"success","config":[]
+order subscribe-response "status":"success","config":"x"
+calls
+
 all = "status":"success","domain":"lab","config":{"use-dca":1,"use-tpc":1,"use-80211v":1,"radios":[{"id":1,"channel":36,"power":5,"quarn-roam-attempt-timeout":3}]}
 # only the roam timeout
 radio 1 wds 1
 order subscribe-response $all
 calls roam_timeout wlan1 3; del_neighbors wlan1-va1
 radio 1 up 0
+listen warning
 order subscribe-response $all
 calls
+logs wlan1 keeps its channel and power, for it is down
 radio 1 up 1
 vap 1 1
 order subscribe-response $all

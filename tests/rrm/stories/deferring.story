@@ -14,7 +14,9 @@ pass
 # the deferred order
 calls stop_scan; start_scan active [] []
 order rrm-request-mode "x":0
+listen warning
 service $down
+logs 2 orders that waited for the end of a scan end with their link
 # nothing goes on, nor is the deferred message handled
 pass 30
 names

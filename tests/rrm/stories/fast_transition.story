@@ -39,6 +39,16 @@ calls fbt begin; $none; fbt finish
 repeat crowd 1024 {},
 order fbt-info "vaps":[$good,"remotes":[$crowd$a,$b]}]
 calls fbt begin; $start"false","ft-psk-generate-local":"false","reassociation-deadline":0,"mobility-domain":0,$holders,"mac":{"a":{"name":"a","index":"1024",$key"a","r0-kh-key":"k","r1-kh-key":"y"}}}}; fbt finish
+# an identity that is too long is none
+order fbt-info "vaps":[$good,"remotes":[{"remote-r1-kh-id":"$long",$tail]}]
+calls fbt begin; $none; fbt finish
+# more than 6 MiB as it leaves: 750 remotes of 9 KiB each
+listen error
+repeat most 512 \u0001
+repeat crowd 750 {"remote-r1-kh-id":"$most",$tail,
+order fbt-info "vaps":[$good,"remotes":[$crowd$a]}]
+logs Error: fbt-info asks for more than 6291456 bytes of key-holder settings
+calls fbt begin; fbt reset 0
 # without a key holder the whole message counts for nothing
 order fbt-info "vaps":[$good,"remotes":[]},{"vap_id":1,"radio_id":1,"r0-key-holder-id":"r0"}]
 calls fbt begin; $none; fbt reset 0

@@ -90,3 +90,56 @@ pass 60
 drop
 pass 1
 calls $kv; stop_all; reset_corvane 0
+
+# What came while nobody read: of the link it counts, and it comes first.
+down = {"service":"internal-ipc","cmd":"disconnected"}
+up = {"service":"internal-ipc","cmd":"connected"}
+subscribed {"use-80211v":1}
+hostapd stops
+pass 61
+drop
+listen warning
+order rrm-update "x":0
+order rrm-info "x":0
+bus {"command":"wifi-client-trap","event":{"type":"auth"}}
+service $down
+service $up
+notify config_updated
+hostapd appears
+logs 3 orders and client events came while hostapd was away: they are dropped
+hostapd starts
+pass 9
+names subscribe-request
+calls $kv; reset_corvane 0; stop_all; set_hostapd 1; reset_context; init_context; stop_all
+# nor is a change told before the subscription while it runs
+subscribed {}
+notify config_updated
+service $down
+names
+
+# The table of radios was filled while the configuration service did not answer.
+incomplete 1
+subscribed {}
+due refill 30
+pass 30
+calls refill_context
+names rrm-config-changed
+due refill 30
+hostapd stops
+due refill
+hostapd starts
+pass 5
+service $down
+service $up
+drop
+pass 24
+incomplete 0
+pass 1
+calls refill_context
+due refill
+# the request described the old table
+order subscribe-response "status":"success"
+pass 4
+names
+pass 1
+names rrm-config-changed

@@ -27,7 +27,9 @@ due subscribe 120
 order subscribe-response "status":"busy","code":503
 due subscribe 120
 names
+listen info
 order subscribe-response "status":"refused","code":500
+logs The radio service refuses the subscription (refused, code 500) until the link comes up anew
 state 0 0
 due subscribe
 # an earlier report is void

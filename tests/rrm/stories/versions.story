@@ -72,6 +72,13 @@ order rrm-disassoc-request "x":0
 logs Ignoring rrm-disassoc-request because load balancer is not yet supported
 order rrm-client-assoc-ack "x":0
 logs Ignoring rrm-client-assoc-ack because load balancer is not yet supported
+# at other levels in our own words, and never twice
+logs-part rrm-info
+listen warning
+order rrm-info "x":0
+logs rrm-info is not carried out: hostapd does not run
+order rrm-blacklist "x":0
+logs rrm-blacklist is not carried out: load balancing by it is not supported
 # these need no hostapd
 order fbt-info "x":0
 calls fbt reset 0
