@@ -9,8 +9,8 @@
 
 namespace ravd {
 
-// Bytes. Escaped, several times copied or in every message from then on, a longer text could cost a hundred megabytes or
-// make each message too long for its queue.
+// Bytes. Escaped, several times copied or in every message from then on, a longer text could cost a hundred megabytes
+// or make each message too long for its queue.
 constexpr std::size_t kept_text_limit = 128 * 1024;
 
 // Text of a member. Null when it is absent or, with a warning, too long.
