@@ -86,6 +86,16 @@ void abstract_worker::wake() {
     [[maybe_unused]] const ssize_t written = event_fd_ ? write(event_fd_.get(), &one, sizeof one) : 0;
 }
 
+void abstract_worker::ask_status(int told_fd) {
+    status_.ask(told_fd);
+    wake();
+}
+
+std::int64_t abstract_worker::clock_age_s() const {
+    const auto now = static_cast<std::uint32_t>(sys::monotonic_now().tv_sec);
+    return static_cast<std::int32_t>(now - last_reading_.load(std::memory_order_relaxed));
+}
+
 void abstract_worker::wait_for_event(int timeout_ms) {
     if (sys::wait_readable(event_fd_.get(), timeout_ms) != 1) return;
     std::uint64_t count;
@@ -128,6 +138,12 @@ void abstract_worker::run_timers() {
 std::int64_t abstract_worker::now_s() {
     const std::int64_t now = time_monotonic(last_time_);
     pulse_.beat(now);
+    last_reading_.store(static_cast<std::uint32_t>(now), std::memory_order_relaxed);
+    if (status_.asked() && !telling_) {
+        telling_ = true;  // what it tells may read the clock
+        status_.tell(describe_status());
+        telling_ = false;
+    }
     // Once told to stop, the main thread sees to it that the end comes in time.
     if (!running_->load(std::memory_order_relaxed)) return now;
     const std::int64_t silence = pulse::longest_silence(now);

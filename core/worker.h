@@ -11,6 +11,7 @@
 
 #include "core/activity.h"
 #include "core/pulse.h"
+#include "core/status_slot.h"
 #include "platform/unique_fd.h"
 
 namespace ravd {
@@ -62,7 +63,17 @@ class abstract_worker {
     // Calls back for each timer that waits: its id, and the seconds until it is due.
     void visit_timers(const std::function<void(std::int32_t, std::int64_t)>& visit);
     // Ends the worker's wait for events, the present or the next one. From any thread.
-    void wake();
+    virtual void wake();
+
+    // For who looks from another thread. After ask_status the worker tells at its next clock reading; until then
+    // asked() holds, and told_status() is what it told before. `told_fd` as for status_slot.
+    void ask_status(int told_fd);
+    bool asked() const { return status_.asked(); }
+    std::string told_status() const { return status_.told(); }
+    // Seconds since the worker's last clock reading.
+    std::int64_t clock_age_s() const;
+    const char* name() const { return name_; }
+
     // Seconds of the monotonic clock, and the watchdog: a gap of more than 10 s since the last reading, kept in
     // `last`, or a clock that went back, ends the process with status 255 after 11 log lines.
     static std::int64_t time_monotonic(timespec& last);
@@ -74,7 +85,8 @@ class abstract_worker {
     // Seconds of the monotonic clock. Each reading feeds the watchdog, and while the worker runs it also looks after
     // the others: one whose last reading is more than 10 s old ends the process as one of its own would.
     std::int64_t now_s();
-    const char* name() const { return name_; }
+    // Members of a JSON object that tell how the worker is; on its own thread, in the middle of whatever it does.
+    virtual std::string describe_status() { return {}; }
     const run_flag* running() const { return running_; }
     int event_fd() const { return event_fd_.get(); }
     // Waits at most `timeout_ms` for wake(), and takes what called.
@@ -111,6 +123,9 @@ class abstract_worker {
     std::list<timer_node> timers_;
     timespec last_time_{};
     pulse pulse_;
+    std::atomic<std::uint32_t> last_reading_{0};  // low 32 bits of the clock's seconds, for other threads
+    status_slot status_;
+    bool telling_ = false;
     unique_fd event_fd_;
     worker_activity progress_{*this};
 };

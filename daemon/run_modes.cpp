@@ -2,20 +2,27 @@
 
 #include <unistd.h>
 
+#include <ctime>
 #include <memory>
+#include <string>
 
 #include "core/safe_queue.h"
+#include "core/version.h"
 #include "daemon/agent_config.h"
+#include "daemon/control_server.h"
 #include "daemon/run_flags.h"
 #include "daemon/worker_group.h"
 #include "driver/board/board.h"
 #include "ipc/ipc_worker.h"
 #include "link/websock_worker.h"
+#include "message/status_page.h"
 #include "platform/system.h"
 #include "rrm/rrm_worker.h"
 
 namespace ravd {
 namespace {
+
+constexpr char control_path[] = "/run/ravd/control.sock";
 
 // Module numbers of the IPC worker on the bus.
 constexpr std::int32_t roaming_bus_module = 2;
@@ -40,6 +47,20 @@ void remove_marker_files() {
         unlink(sys::device_path(path).c_str());
 }
 
+// What of the status stays as it is.
+std::string facts(const agent_config& config, const char* mode) {
+    char started[32] = "";
+    const std::time_t now = std::time(nullptr);
+    tm broken_down{};
+    if (gmtime_r(&now, &broken_down)) std::strftime(started, sizeof started, "%Y-%m-%dT%H:%M:%SZ", &broken_down);
+    status_page page;
+    page.text("version", version());
+    page.text("mode", mode);
+    page.text("config", config.file);
+    page.text("started", started);
+    return page.take();
+}
+
 }  // namespace
 
 int run_roaming_mode(const agent_config& config) {
@@ -49,7 +70,9 @@ int run_roaming_mode(const agent_config& config) {
     auto link = make_link(config.links[roam_link], to_service, from_service, roam_link_running, roaming_mode);
     auto bus = make_bus(roam_bus_running, roaming_bus_module, to_service, from_service);
 
-    worker_group threads;
+    control_server control(facts(config, "roaming"));
+    control.listen_at(sys::device_path(control_path));
+    worker_group threads(control);
     threads.start(*bus);
     threads.start(*link);
     threads.wait();
@@ -75,7 +98,9 @@ int run_agent_mode(const agent_config& config) {
     remove_marker_files();
     auto bus = make_bus(agent_running, agent_bus_module, from_bus, to_bus);
 
-    worker_group threads;
+    control_server control(facts(config, "agent"));
+    control.listen_at(sys::device_path(control_path));
+    worker_group threads(control);
     threads.start(*bus);
     threads.start(*link);
     threads.start(*rrm);

@@ -5,6 +5,7 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
@@ -19,9 +20,11 @@ namespace {
 constexpr std::int64_t thread_limit_ms = 2500;
 constexpr std::int64_t process_limit_ms = 2800;
 
+timespec in_ms(std::int64_t ms) { return {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000}; }
+
 }  // namespace
 
-worker_group::worker_group() : ended_fd_(eventfd(0, EFD_CLOEXEC)) {
+worker_group::worker_group(control_server& control) : control_(control), ended_fd_(eventfd(0, EFD_CLOEXEC)) {
     if (!ended_fd_ || ended_fd_.get() >= FD_SETSIZE) {
         log_error(process_log, "No descriptor to wait on\n");
         fatal_exit();
@@ -43,17 +46,25 @@ void worker_group::start(abstract_worker& worker) {
         log_error(process_log, "No thread for a worker\n");
         fatal_exit();
     }
+    control_.ask_also(worker);
     ++started_;
 }
 
-// Until a thread ends, a signal comes or `limit` is over.
+// Until a thread ends, a signal comes, somebody asks for something or `limit` is over.
 void worker_group::wait_for_event(const timespec* limit) {
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(ended_fd_.get(), &readable);
-    if (pselect(ended_fd_.get() + 1, &readable, nullptr, nullptr, limit, &waiting_mask_) != 1) return;
+    int highest = ended_fd_.get();
+    const std::int64_t due_ms = control_.prepare(readable, highest);
+    const timespec due = in_ms(std::max<std::int64_t>(due_ms, 0));
+    if (!limit && due_ms >= 0) limit = &due;
+    const int ready = pselect(highest + 1, &readable, nullptr, nullptr, limit, &waiting_mask_);
+    if (ready < 0) return;
+    control_.serve(readable);
     std::uint64_t count = 0;
-    if (read(ended_fd_.get(), &count, sizeof count) == sizeof count) ended_ += count;
+    if (FD_ISSET(ended_fd_.get(), &readable) && read(ended_fd_.get(), &count, sizeof count) == sizeof count)
+        ended_ += count;
 }
 
 void worker_group::wait() {
@@ -69,7 +80,7 @@ void worker_group::wait() {
             std::fflush(nullptr);
             std::_Exit(0);
         }
-        const timespec limit{static_cast<time_t>(left / 1000), static_cast<long>(left % 1000) * 1000000};
+        const timespec limit = in_ms(left);
         wait_for_event(&limit);
     }
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/worker.h"
+#include "daemon/control_server.h"
 #include "platform/unique_fd.h"
 
 namespace ravd {
@@ -13,7 +14,8 @@ namespace ravd {
 // threads too: they arrive inside wait(), which so learns of them without a lock and without looking at times.
 class worker_group {
   public:
-    worker_group();
+    // `control` is served meanwhile, and asks each worker that is started.
+    explicit worker_group(control_server& control);
     worker_group(const worker_group&) = delete;
     worker_group& operator=(const worker_group&) = delete;
 
@@ -29,6 +31,7 @@ class worker_group {
   private:
     void wait_for_event(const timespec* limit);
 
+    control_server& control_;
     unique_fd ended_fd_;  // event descriptor: counts the threads that ended
     std::uint64_t started_ = 0;
     std::uint64_t ended_ = 0;

@@ -31,10 +31,6 @@ class scripted_worker final : public abstract_worker {
         calls += std::string(what) + "@" + std::to_string(std::lround(since * 1000)) + " ";
         if (++turns == limit) flag = false;
     }
-    void wake() {
-        const std::uint64_t one = 1;
-        ASSERT_EQ(write(event_fd(), &one, sizeof one), 8);
-    }
     using abstract_worker::active_;
 
     run_flag flag{true};
