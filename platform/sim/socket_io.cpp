@@ -3,33 +3,29 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 namespace ravd::sim {
 
-int connect_unix(const std::string& path) {
+unique_fd connect_unix(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
         errno = ENAMETOOLONG;
-        return -1;
+        return unique_fd();
     }
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    if (fd < 0) return -1;
-    fcntl(fd, F_SETFD, FD_CLOEXEC);
+    unique_fd fd(socket(AF_UNIX, SOCK_STREAM, 0));
+    if (!fd) return fd;
+    fcntl(fd.get(), F_SETFD, FD_CLOEXEC);
     int rc;
     do
-        rc = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        rc = connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     while (rc < 0 && errno == EINTR);
-    if (rc == 0) return fd;
-    const int error = errno;
-    close(fd);
-    errno = error;
-    return -1;
+    if (rc < 0) fd.reset();
+    return fd;
 }
 
 bool send_all(int fd, const char* bytes, std::size_t size) {

@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <string>
 
+#include "platform/unique_fd.h"
+
 namespace ravd::sim {
 
-// Connects to a Unix stream socket. A descriptor that the caller closes, or -1 with errno set (ENAMETOOLONG when the
-// path does not fit a socket address).
-int connect_unix(const std::string& path);
+// Connects to a Unix stream socket. None, with errno set, when that fails (ENAMETOOLONG when the path does not fit a
+// socket address).
+unique_fd connect_unix(const std::string& path);
 
 // Whole transfers without a time limit; interruptions by signals do not end them. False when the peer closed or failed.
 bool send_all(int fd, const char* bytes, std::size_t size);

@@ -18,8 +18,9 @@ namespace {
 
 // Waits as long as the access point lets it: a driver call that hangs must be able to hang here too.
 bool exchange(const sim::radio_request& request, sim::radio_reply& reply) {
-    const int fd = sim::connect_unix(device_path("/") + sim::radio_socket_name);
-    if (fd < 0) return false;
+    const unique_fd radio = sim::connect_unix(device_path("/") + sim::radio_socket_name);
+    if (!radio) return false;
+    const int fd = radio.get();
     const std::string message = sim::encode(request);
     char head[4];
     bool ok = sim::send_all(fd, message.data(), message.size()) && sim::receive_all(fd, head, sizeof head);
@@ -29,7 +30,6 @@ bool exchange(const sim::radio_request& request, sim::radio_reply& reply) {
         std::vector<char> bytes(size);
         ok = sim::receive_all(fd, bytes.data(), bytes.size()) && sim::decode(bytes.data(), bytes.size(), reply);
     }
-    close(fd);
     return ok;
 }
 

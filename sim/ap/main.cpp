@@ -66,7 +66,7 @@ ravd::options_result read_arguments(int argc, char** argv, arguments& given, std
 
 int tell(const arguments& given) {
     const std::string path = given.options.directory + "/control.sock";
-    const ravd::unique_fd socket(connect_unix(path));
+    const ravd::unique_fd socket = connect_unix(path);
     const std::string line = given.command + "\n";
     if (!socket || !send_all(socket.get(), line.data(), line.size())) {
         std::fprintf(stderr, "ravd-sim-ap: %s: %s\n", path.c_str(), std::strerror(errno));

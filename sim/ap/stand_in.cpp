@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
         request += '\0';
     }
     request += '\0';
-    const ravd::unique_fd socket(ravd::sim::connect_unix(std::string(directory) + "/command.sock"));
+    const ravd::unique_fd socket = ravd::sim::connect_unix(std::string(directory) + "/command.sock");
     if (!socket || !ravd::sim::send_all(socket.get(), request.data(), request.size())) {
         std::fprintf(stderr, "%s: no simulated access point in %s\n", argv[0], directory);
         return 255;

@@ -80,6 +80,10 @@ async def subscribes_describes_itself_and_leaves(session):
     await session.daemon.stop()
     check(not os.path.exists(session.path("/run/ravd-bus/31.sock")), "it left a socket behind")
 
+    # A new process beneath the running hostapd subscribes.
+    await session.start_daemon()
+    await (await session.service.link()).next("subscribe-request")
+
 
 async def scans_and_what_waits_for_them(session):
     link = await session.subscribed(config={"use-dca": 1, "use-tpc": 1})

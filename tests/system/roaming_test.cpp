@@ -84,9 +84,9 @@ TEST_F(Roaming, CarriesEverythingBothWaysThroughLossAndGarbage) {
         server.send_text(text);
         server.send_frame(2, text);
     }
-    const int stranger = sim::connect_unix(bus() + "/2.sock");
-    EXPECT_TRUE(sim::send_all(stranger, std::string(4000, '\xFF').data(), 4000));
-    close(stranger);
+    unique_fd stranger = sim::connect_unix(bus() + "/2.sock");
+    EXPECT_TRUE(sim::send_all(stranger.get(), std::string(4000, '\xFF').data(), 4000));
+    stranger.reset();
     server.send_frame(1, "cut", false);
     server.send_bytes(std::string(4000, '\xFF'));
     ASSERT_TRUE(until([&] { return !up(); })) << "broken frames end the link";

@@ -10,6 +10,7 @@
 #include "ipc/ctree_ptr.h"
 #include "platform/ctree.h"
 #include "platform/factory.h"
+#include "platform/monotonic.h"
 #include "platform/radio_description.h"
 #include "platform/system.h"
 
@@ -192,9 +193,9 @@ class configuration_question : public ipc_helper {
         const ctree_ptr request(ctree_get_empty());
         ctree_set_param(request.get(), "command", "get");
         ctree_set_param(request.get(), "path", "/corvane/dca");
-        const timespec began = sys::monotonic_now();
+        const std::int64_t began = monotonic_ms();
         const ctree_ptr answer(send_request(request.get(), "get-response", bus_module_configuration, ""));
-        const bool waited = sys::monotonic_now().tv_sec - began.tv_sec > 0;
+        const bool waited = monotonic_ms() - began >= 1000;
         return {answer != nullptr, "configuration service (module " + number(bus_module_configuration) + ")",
                 answer   ? "answers"
                 : waited ? "takes \"get\" and does not answer it within 2 s"

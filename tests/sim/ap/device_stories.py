@@ -383,6 +383,7 @@ async def garbage_and_a_second_one():
         second = ["ravd-sim-ap", SCENARIOS + "/wds.json", "--dir", ap.directory]
         same(await ap.run(*second), (1, f"ravd-sim-ap: {ap.directory}: a simulated access point runs there already\n"))
         same(await ap.mib("chanspec", "wlan0"), 0x1006)
+        check(ap.has("/var/run/hostapd.pid") and ap.has("/proc/wlan0-va0/rm_neighbor_report"))
         await ap.stop(5)
         for gone in ("/radio.sock", "/command.sock", "/control.sock", "/var/run/hostapd.pid", "/run/ravd-bus/1.sock",
                      "/proc/wlan0-va0/rm_neighbor_report"):

@@ -1,17 +1,12 @@
 // The pieces of the simulated access point that decide what the daemon hears.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 
 #include "platform/sim/radio_protocol.h"
-#include "platform/unique_fd.h"
 #include "sim/ap/air.h"
 #include "sim/ap/command_record.h"
 #include "sim/ap/faults.h"
 #include "sim/ap/neighbour_text.h"
-#include "sim/ap/simulator.h"
 #include "sim/common/text.h"
 
 namespace ravd::sim {
@@ -164,27 +159,6 @@ TEST(Faults, GrammarAndCounting) {
     EXPECT_THAT(faults.text(), HasSubstr("times 1"));
     EXPECT_TRUE(faults.strike({"any", "stations"}, "wlan0-va0"));
     EXPECT_FALSE(faults.strike({"any", "stations"}, "wlan0-va0"));
-}
-
-TEST(Simulator, RefusedBesideARunningOneTouchesNothing) {
-    char name[] = "/tmp/ravd-sim-XXXXXX";
-    const std::string directory = mkdtemp(name);
-    simulator_options options;
-    options.directory = directory;
-    options.quiet = true;
-    for (const char* path : {"/var", "/var/run", "/proc", "/proc/wlan0-va0"})
-        ASSERT_EQ(mkdir((directory + path).c_str(), 0755), 0);
-    const std::vector<std::string> files = {directory + "/var/run/hostapd.pid",
-                                            directory + "/proc/wlan0-va0/rm_neighbor_report"};
-    for (const std::string& path : files)
-        ASSERT_TRUE(unique_fd(open(path.c_str(), O_WRONLY | O_CREAT, 0644))) << path;
-    const unique_fd lock(open((directory + "/lock").c_str(), O_RDWR | O_CREAT, 0644));
-    ASSERT_EQ(flock(lock.get(), LOCK_EX), 0);
-    std::string reason;
-    EXPECT_FALSE(simulator(office(), options).open(reason));
-    EXPECT_THAT(reason, HasSubstr("runs there already"));
-    for (const std::string& path : files)
-        EXPECT_EQ(access(path.c_str(), F_OK), 0) << path;
 }
 
 }  // namespace
