@@ -60,6 +60,10 @@ class back_end {
     virtual int add_neighbor(const neighbour_entry& neighbour) = 0;
     virtual int del_neighbors() = 0;
     virtual int del_custom_neighbors() = 0;
+    // Commands of this back-end that ran into their time limit.
+    virtual int hung_commands() const { return 0; }
+    // From here on a list is changed without telling hostapd, where there is a way without it.
+    virtual void spare_hostapd() {}
 };
 
 // Makes the back-end of an interface, never null. `progress` may be null and outlives the back-end.

@@ -8,39 +8,37 @@
 #include <cstring>
 
 #include "platform/system.h"
+#include "platform/unique_fd.h"
 
 namespace ravd {
 namespace {
 
-int open_device_file(const std::string& path, int flags) {
-    if (path.empty()) return -1;
-    return open(sys::device_path(path.c_str()).c_str(), flags | O_CLOEXEC, 0644);
+unique_fd open_device_file(const std::string& path, int flags) {
+    return unique_fd(path.empty() ? -1 : open(sys::device_path(path.c_str()).c_str(), flags | O_CLOEXEC, 0644));
 }
 
 }  // namespace
 
 bool read_device_file(const std::string& path, std::string& text, std::size_t limit) {
     text.clear();
-    const int fd = open_device_file(path, O_RDONLY);
-    if (fd < 0) return false;
+    const unique_fd fd = open_device_file(path, O_RDONLY);
+    if (!fd) return false;
     char piece[1024];
     ssize_t got = 0;
     while (text.size() < limit) {
-        got = read(fd, piece, std::min(sizeof piece, limit - text.size()));
+        got = read(fd.get(), piece, std::min(sizeof piece, limit - text.size()));
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0) break;
         text.append(piece, static_cast<std::size_t>(got));
     }
-    close(fd);
     return true;
 }
 
 bool write_device_file(const std::string& path, const std::string& text) {
-    const int fd = open_device_file(path, O_RDWR | O_CREAT | O_TRUNC);
-    if (fd < 0) return false;
-    const ssize_t written = write(fd, text.data(), text.size());
+    const unique_fd fd = open_device_file(path, O_RDWR | O_CREAT | O_TRUNC);
+    if (!fd) return false;
+    const ssize_t written = write(fd.get(), text.data(), text.size());
     (void)written;
-    close(fd);
     return true;
 }
 

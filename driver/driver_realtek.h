@@ -122,7 +122,7 @@ class driver_realtek final : public driver_interface {
     const radio_channels channels_{context_, settings_};
     radio_scans scans_{context_, channels_};
     const radio_stations stations_{context_};
-    const neighbour_lists neighbours_{context_};
+    neighbour_lists neighbours_{context_};
     table_filler filler_{context_, settings_, channels_};
 };
 

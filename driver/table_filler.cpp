@@ -40,25 +40,20 @@ void table_filler::init_radio(std::int32_t radio_id, interface_context& radio) c
     if (radio.bandwidth & chanspec_bw_40) radio.bandwidth |= settings_.get_config_sideband(name);
     settings_.get_min_max_tx_power(radio.country.c_str(), &radio.tx_power_min, &radio.tx_power_max, radio.band);
     if (!context_.radios.hostapd_running()) return;
-    for (int vap = 0; vap < vap_limit; ++vap)
-        init_vap(radio_id, vap, *radio_table::get_vap(radio, vap));
+    for (vap_record& vap : radio.vaps)
+        init_vap(vap);
 }
 
-void table_filler::init_vap(std::int32_t radio_id, std::int32_t vap_id, vap_record& vap) const {
+void table_filler::init_vap(vap_record& vap) const {
     const char* name = vap.name.c_str();
     context_.requests.tick();
     if (!is_if_exists(name)) return;
     log_info(process_log, "Initializing %s vap...\n", name);
     vap.active = context_.radios.interface_is_up(vap.name);
-    if (!context_.radios.vap_active(radio_id, vap_id)) {
-        vap.active = false;
-        return;
-    }
-    const bool enabled = settings_.getconf_vap(name, "/common/enabled", parse_boolean).value_or(false);
-    if (!enabled || !context_.radios.process_running()) {
-        vap.active = false;
-        return;
-    }
+    if (!vap.active) return;
+    vap.active = settings_.getconf_vap(name, "/common/enabled", parse_boolean).value_or(false) &&
+                 context_.radios.process_running();
+    if (!vap.active) return;
     vap.ssid =
         context_.radios.flags() ? settings_.getconf_vap(name, "/vap/ssid", parse_ssid).value_or("") : std::string();
     vap.captive_portal = settings_.getconf_vap(name, "/vap/captive-portal/enabled", parse_boolean).value_or(false);

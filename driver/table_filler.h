@@ -20,7 +20,7 @@ class table_filler {
 
   private:
     void init_radio(std::int32_t radio_id, interface_context& radio) const;
-    void init_vap(std::int32_t radio_id, std::int32_t vap_id, vap_record& vap) const;
+    void init_vap(vap_record& vap) const;
 
     const driver_context& context_;
     const radio_settings& settings_;

@@ -100,7 +100,7 @@ int ioctl_ops::request(std::uint32_t number, void* data, std::size_t length, std
     return timed_ioctl(sock_.get(), number, data, length, answered);
 }
 
-bool ioctl_ops::run(const std::string& command, std::string* output) const {
+bool ioctl_ops::run(const std::string& command, std::string* output) {
     tick();
     if (cancelled()) {
         errno = ECANCELED;
@@ -109,6 +109,7 @@ bool ioctl_ops::run(const std::string& command, std::string* output) const {
     const bool done =
         output ? sys::run_command_for_reading(command.c_str(), *output) : sys::run_command_for_writing(command.c_str());
     const int error = errno;
+    if (!done && error == ETIMEDOUT) ++hung_commands_;
     tick();
     errno = error;
     return done;

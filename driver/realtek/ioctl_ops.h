@@ -39,6 +39,7 @@ class ioctl_ops : public back_end {
     int send_bss_trans_req(const char* sta_mac) override;
     int set_quarn_roam_attempt_timeout(int timeout) override;
     int del_custom_neighbors() override;
+    int hung_commands() const override { return hung_commands_; }
 
     virtual int set_mib(const char* name, const char* value) = 0;
     // Reads a 32-bit variable; 0 when it fails, and in the bytes that a short answer leaves out.
@@ -59,7 +60,7 @@ class ioctl_ops : public back_end {
     // A request on the interface of this back-end; result and errno as of an ioctl. Gives the length that came back.
     int request(std::uint32_t number, void* data, std::size_t length, std::size_t* answered = nullptr) const;
     // Runs a command, reading what it prints where `output` is given. False, with errno set, when it failed.
-    bool run(const std::string& command, std::string* output = nullptr) const;
+    bool run(const std::string& command, std::string* output = nullptr);
     // Writes an order into one of the driver's neighbour files. 0, or -1 with `error` in the log.
     int write_neighbour_file(bool custom, const std::string& order, const char* error) const;
 
@@ -78,6 +79,7 @@ class ioctl_ops : public back_end {
     activity* progress_;
     std::string ifname_;
     unique_fd sock_;
+    int hung_commands_ = 0;
 };
 
 }  // namespace ravd

@@ -63,6 +63,7 @@ std::uint32_t rtk_wifi6_ioctl_ops::octet_mib(const char* name) {
 
 bool rtk_wifi6_ioctl_ops::tell_hostapd(const neighbour_entry& neighbour) {
     if (!is_wlan_ifname(ifname()) || neighbour.channel > octet_limit) return false;
+    if (hostapd_spared_) return true;
     const std::uint32_t use_40m = octet_mib("use40M");
     const std::uint32_t second_offset = octet_mib("2ndchoffset");
     const bool band_2 = band_of_channel(neighbour.channel) == 2;
@@ -97,7 +98,8 @@ int rtk_wifi6_ioctl_ops::add_neighbor(const neighbour_entry& neighbour) {
 
 int rtk_wifi6_ioctl_ops::del_neighbors() {
     constexpr const char* error = "Error rrm_nbr_del_nbr\n";
-    if (!is_wlan_ifname(ifname()) || !run(std::string(hostapd_control) + ifname() + " REMOVE_ALL_NEIGHBOR")) {
+    const std::string command = std::string(hostapd_control) + ifname() + " REMOVE_ALL_NEIGHBOR";
+    if (!is_wlan_ifname(ifname()) || !(hostapd_spared_ || run(command))) {
         log_debug(process_log, "%s", error);
         return -1;
     }

@@ -16,10 +16,13 @@ class rtk_wifi6_ioctl_ops final : public ioctl_ops {
     bool get_obss_coex() override;
     int add_neighbor(const neighbour_entry& neighbour) override;
     int del_neighbors() override;
+    void spare_hostapd() override { hostapd_spared_ = true; }
 
   private:
     std::uint32_t octet_mib(const char* name);
     bool tell_hostapd(const neighbour_entry& neighbour);
+
+    bool hostapd_spared_ = false;
 };
 
 }  // namespace ravd

@@ -260,17 +260,32 @@ TEST_F(wifi6_access_point, lets_no_other_name_or_value_into_a_command) {
 
 TEST_F(wifi6_access_point, reads_the_clock_around_commands_that_hang_and_starts_none_when_told_to_stop) {
     start();
-    system.on_command = [this](const std::string&, std::string&) { return system.advance_ms(2000), false; };
+    system.on_command = [this](const std::string&, std::string&) {
+        system.advance_ms(2000);
+        errno = ETIMEDOUT;
+        return false;
+    };
     const int ticks = worker.ticks;
     neighbor("home", 6);
     EXPECT_EQ(worker.ticks, ticks + 6);
     EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "");
+    // The rest of the list does without hostapd; the next list asks it again.
+    neighbor("home", 11);
+    EXPECT_EQ(system.commands.size(), 3u);
+    EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "add 02:aa:bb:cc:dd:ee 1728577536 0 11 0 9");
+    for (int vap = 0; vap < 4; ++vap)
+        driver->del_neighbors("wlan0-va0");
+    EXPECT_EQ(system.commands.size(), 5u);
+    EXPECT_EQ(driver_file("wlan0-va0/nb_report"), "delall");
+    system.advance_ms(10000);
+    driver->del_neighbors("wlan0-va0");
+    EXPECT_EQ(system.commands.size(), 6u);
     worker.stop = true;
     neighbor("home", 6);
     driver->del_neighbors("wlan0-va0");
     ap_table table;
     EXPECT_EQ(driver->fill_scan_results(table), -1);
-    EXPECT_EQ(system.commands.size(), 3u);
+    EXPECT_EQ(system.commands.size(), 6u);
     EXPECT_THAT(chip->asked, IsEmpty());
 }
 
