@@ -72,6 +72,7 @@ int run_roaming_mode(const agent_config& config) {
 
     control_server control(facts(config, "roaming"));
     control.listen_at(sys::device_path(control_path));
+    control.on_reconnect([&link] { link->reconnect(); });
     worker_group threads(control);
     threads.start(*bus);
     threads.start(*link);
@@ -100,6 +101,7 @@ int run_agent_mode(const agent_config& config) {
 
     control_server control(facts(config, "agent"));
     control.listen_at(sys::device_path(control_path));
+    control.on_reconnect([&link] { link->reconnect(); });
     worker_group threads(control);
     threads.start(*bus);
     threads.start(*link);

@@ -26,10 +26,11 @@ void websock_worker::wait_before_connect() {
     const std::uint32_t delay = backoff_.next_delay();
     if (!unlinked_) outage_.report(delay);
     const std::int64_t deadline = now_s() + delay;
+    record_.begin_wait(now_s(), deadline);
     do {
         wait_for_message(deadline);
         if (progress().cancelled()) return;
-    } while (now_s() < deadline);
+    } while (now_s() < deadline && !reconnect_.exchange(false));
 }
 
 // Takes one message: an internal one is answered, for others there is nowhere to go. Waits where there is none.
@@ -42,6 +43,7 @@ void websock_worker::wait_for_message(std::int64_t deadline_s) {
 }
 
 bool websock_worker::resolve_host(std::string& address) {
+    record_.begin_attempt(now_s());
     address.clear();
     if (!target_.host.empty() && resolver_.start(event_fd())) {
         const std::int64_t deadline = now_s() + resolve_limit_s;

@@ -77,11 +77,12 @@ void websock_worker::process_client_established(lws* wsi) {
     log_debug(process_log, "%s->%s:%d\n", name(), "process_client_established", __LINE__);
     connection_.set_established(wsi);
     established_ = true;
+    record_.begin_link(now_s());
     log_debug(process_log, "Connection established - reset connection delay\n");
     outage_.link_up(address_);
     resolver_.works();
     backoff_.reset();
-    if (agent_mode_) outgoing_.drop_all();  // a new link begins with the subscription
+    if (agent_mode_) record_.dropped(0, outgoing_.drop_all());  // a new link begins with the subscription
     send_link_status(true);
     keep_alive_.restart();
     connection_.ask_to_write();
@@ -95,8 +96,10 @@ void websock_worker::process_client_receive(lws* wsi, const char* in, std::size_
     if (!whole) return;
     log_debug(process_log, "%s->Send to Queue\n", name());
     dump_buffer(*whole);
-    if (!status_.push(whole))
-        log_warning(process_log, "%s->%s: queue is full, message of %u bytes is lost\n", name(), place, whole->size);
+    record_.received(whole->size);
+    if (status_.push(whole)) return;
+    record_.lost_for_full_queue();
+    log_warning(process_log, "%s->%s: queue is full, message of %u bytes is lost\n", name(), place, whole->size);
 }
 
 void websock_worker::process_client_writeable(lws* wsi) {

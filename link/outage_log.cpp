@@ -14,6 +14,7 @@ void outage_log::note(std::string_view reason) {
     reason_ = reason.substr(0, reason_limit);
     for (char& c : reason_)
         if (static_cast<unsigned char>(c) < ' ' || c == 0x7f) c = '?';
+    last_ = reason_;
 }
 
 void outage_log::report(std::uint32_t next_attempt_s) {

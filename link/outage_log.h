@@ -18,12 +18,15 @@ class outage_log {
     // Tells the reason that was noted, if any. The same as the last time is information, another one a warning.
     void report(std::uint32_t next_attempt_s);
     void link_up(const std::string& address);
+    // Of the last attempt that failed or link that ended; empty: none.
+    const std::string& last_reason() const { return last_; }
 
   private:
     const char* name_;
     const std::string service_;
     std::string reason_;
     std::string reported_;
+    std::string last_;
 };
 
 }  // namespace ravd

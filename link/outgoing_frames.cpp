@@ -105,6 +105,8 @@ int outgoing_frames::lws_send(lws* wsi, const char* data, std::size_t len, int t
     if (n < 0) {
         log_error(process_log, "%s->%s:Can't send msg type [%d] to websocket\n", name_, "lws_send", type);
     } else if (type != LWS_WRITE_PING) {
+        ++sent_messages_;
+        sent_bytes_ += len;
         log_info(process_log, "%s->%s:Send msg type [%d] len [%d/%d]  to websocket\n", name_, "lws_send", type, n,
                  static_cast<int>(len));
     }

@@ -40,6 +40,10 @@ class outgoing_frames {
     // while earlier output is pending.
     int lws_send(lws* wsi, const char* data, std::size_t len, int type);
 
+    // Messages that left, and their bytes.
+    std::uint64_t sent_messages() const { return sent_messages_; }
+    std::uint64_t sent_bytes() const { return sent_bytes_; }
+
   private:
     bool take(std::size_t& lost);
 
@@ -47,6 +51,8 @@ class outgoing_frames {
     const char* name_;
     const internal_handler handle_internal_;
     std::atomic<bool> wake_pending_{false};
+    std::uint64_t sent_messages_ = 0;
+    std::uint64_t sent_bytes_ = 0;
     // Where a short message gets the room before it that the library wants; long ones allocate.
     alignas(16) unsigned char room_[4096];
 };

@@ -42,7 +42,16 @@ websock_worker::~websock_worker() {
     if (initialized_ || connection_.is_open()) deinit();
 }
 
+void websock_worker::reconnect() {
+    reconnect_ = true;
+    wake();
+}
+
 bool websock_worker::process() {
+    if (reconnect_.exchange(false)) {
+        outage_.note("a reconnection was asked for");
+        alive_ = false;
+    }
     status_.flush();
     if (established_ && keep_alive_.is_due()) connection_.ask_to_write();
     if (!connection_.service(longest_wait_ms())) alive_ = false;
@@ -76,6 +85,7 @@ void websock_worker::deinit() {
 void websock_worker::drop_messages() {
     const std::size_t unread = status_.drop_unread();
     const std::size_t unsent = outgoing_.drop_all();
+    record_.dropped(unread, unsent);
     if (unread + unsent > 0)
         log_warning(process_log, "%s: the link ended with %u messages unread and %u unsent, they are dropped\n", name(),
                     static_cast<unsigned>(unread), static_cast<unsigned>(unsent));

@@ -1,6 +1,7 @@
 // The worker that keeps the websocket link to the service and moves whole text messages between it and two queues.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,6 +13,7 @@
 #include "link/connection.h"
 #include "link/incoming_message.h"
 #include "link/keep_alive.h"
+#include "link/link_record.h"
 #include "link/link_status.h"
 #include "link/outage_log.h"
 #include "link/outgoing_frames.h"
@@ -49,10 +51,15 @@ class websock_worker final : public abstract_worker {
     // Obeys an internal message. True: it was one and is consumed; false: it goes to the service.
     bool handle_internal(const buffer_info_t& buffer);
 
+    // From any thread: ends the link, or the wait for the next attempt.
+    void reconnect();
+
     // Tells the consumer. What a full queue refuses is repeated on later turns, in order.
     void send_link_status(bool connected) { status_.send(connected); }
 
   private:
+    std::string describe_status() override;
+
     static constexpr std::int32_t ping_timer = 0;
 
     // attempt.cpp
@@ -86,7 +93,9 @@ class websock_worker final : public abstract_worker {
     outgoing_frames outgoing_;
     keep_alive keep_alive_;
     connection connection_;
+    link_record record_;
 
+    std::atomic<bool> reconnect_{false};
     bool alive_ = false;
     bool established_ = false;
     bool unlinked_ = false;  // never cleared
