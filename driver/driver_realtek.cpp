@@ -195,11 +195,15 @@ void driver_realtek::del_neighbors(const char* ifname) { neighbours_.del_neighbo
 void driver_realtek::del_custom_neighbors(const char* ifname) { neighbours_.del_custom_neighbors(ifname); }
 
 // Key holders.
-int driver_realtek::add_corvane_fbt_params(const char* name, const char* text) {
-    return add_to_fbt_request(name, text);
+int driver_realtek::begin_corvane_fbt_params() {
+    key_holders_.begin();
+    return 0;
 }
-int driver_realtek::begin_corvane_fbt_params() { return begin_fbt_request(); }
-int driver_realtek::finish_corvane_fbt_params() { return send_fbt_request(); }
-int driver_realtek::reset_corvane_fbt_params(int reason) { return send_reset_corvane_fbt(reason); }
+int driver_realtek::add_corvane_fbt_params(const char* name, const char* text) {
+    key_holders_.add(name, text);
+    return 0;
+}
+int driver_realtek::finish_corvane_fbt_params() { return key_holders_.finish(); }
+int driver_realtek::reset_corvane_fbt_params(int reason) { return key_holders_.reset(reason); }
 
 }  // namespace ravd

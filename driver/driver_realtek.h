@@ -12,6 +12,7 @@
 #include "driver/radio_settings.h"
 #include "driver/radio_stations.h"
 #include "driver/table_filler.h"
+#include "ipc/key_holder_request.h"
 
 namespace ravd {
 
@@ -123,6 +124,7 @@ class driver_realtek final : public driver_interface {
     radio_scans scans_{context_, channels_};
     const radio_stations stations_{context_};
     neighbour_lists neighbours_{context_};
+    key_holder_request key_holders_{*this};
     table_filler filler_{context_, settings_, channels_};
 };
 

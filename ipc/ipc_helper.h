@@ -68,16 +68,11 @@ class ipc_helper {
     // "reset-corvane" for an interface. 0 on "ok", else -1.
     int reset_corvane_params(const char* ifname);
 
-  protected:
-    ~ipc_helper();  // releases the endpoint and a pending request
-
     // Sends `tree` to a bus module and waits for `answer`. The caller releases what is returned; null when none came.
     ctree* send_request(const ctree* tree, const char* answer, int destination, const char* error_text);
-    // Bodies of the driver operations of the same names.
-    int send_reset_corvane_fbt(int reason);
-    int begin_fbt_request();
-    int add_to_fbt_request(const char* name, const char* text);
-    int send_fbt_request();
+
+  protected:
+    ~ipc_helper();  // releases the endpoint
     static void pause_100_ms();
 
   private:
@@ -91,7 +86,6 @@ class ipc_helper {
     std::uint32_t unanswered_ = 0;
     hung_modules hung_;
     activity* progress_ = nullptr;
-    ctree* fbt_request_ = nullptr;  // an "update-corvane-fbt" under construction
 };
 
 // Whether a VAP's security mode text allows fast transition: WPA2 or WPA3, but no mode that also admits WPA.

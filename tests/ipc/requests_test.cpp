@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "core/activity.h"
-#include "ipc/ipc_helper.h"
+#include "ipc/key_holder_request.h"
 #include "tests/core/log_capture.h"
 #include "tests/support/fake_bus.h"
 
@@ -16,11 +16,7 @@ using testing::fake_system;
 using testing::log_capture;
 using answer = std::optional<std::string>;
 
-class helper : public ipc_helper {
-  public:
-    using ipc_helper::add_to_fbt_request, ipc_helper::begin_fbt_request, ipc_helper::send_fbt_request,
-        ipc_helper::send_reset_corvane_fbt;
-};
+struct helper final : ipc_helper {};
 
 // As a worker's: the gap between two readings of its clock must not reach the watchdog's 10 s.
 struct watched final : activity {
@@ -41,6 +37,7 @@ class Requests : public ::testing::Test {
     }
     fake_bus& bus = fake_bus::get();
     helper requests;
+    key_holder_request holders{requests};
 };
 
 const param_list channel = {{"auto-channel", "false"}, {"channel", "36"}};
@@ -70,9 +67,9 @@ TEST_F(Requests, JudgeAnswersByTheirStatus) {
                       "Error: no response (update_corvane)\n", false},
                      {[&] { return requests.reset_corvane_params("wlan1"); }, "Error: ifname (wlan1) reason (",
                       "Error: no response\n", false},
-                     {[&] { return requests.send_reset_corvane_fbt(2); }, "Error: fail reset-corvane-fbt: reason (",
+                     {[&] { return holders.reset(2); }, "Error: fail reset-corvane-fbt: reason (",
                       "Error: no response (__reset_corvane_fbt)\n", true},
-                     {[&] { return requests.begin_fbt_request() + requests.send_fbt_request(); },
+                     {[&] { return holders.begin(), holders.finish(); },
                       "Error: can't apply update-corvane-fbt-response reason (",
                       "Error: no response (finish_corvane_fbt_params)\n", true}};
         for (const auto& c : calls) {
@@ -111,17 +108,17 @@ TEST_F(Requests, ReadValuesOfEveryKind) {
 }
 
 TEST_F(Requests, BuildTheFastTransitionMessages) {
-    requests.add_to_fbt_request("wlan0-va0", "{}");  // nothing begun: nothing added
-    requests.begin_fbt_request();
-    requests.add_to_fbt_request("dropped", "{}");
-    requests.begin_fbt_request();
-    requests.add_to_fbt_request("wlan0-va0", R"({"deadline":1000,"r0kh":[{"mac":"m"}]})");
-    requests.add_to_fbt_request("wlan0-va1", "not a tree");
+    holders.add("wlan0-va0", "{}");  // nothing begun: nothing added
+    holders.begin();
+    holders.add("dropped", "{}");
+    holders.begin();
+    holders.add("wlan0-va0", R"({"deadline":1000,"r0kh":[{"mac":"m"}]})");
+    holders.add("wlan0-va1", "not a tree");
     const log_capture log(log_debug_bit);
-    EXPECT_EQ(requests.send_fbt_request(), 0);
+    EXPECT_EQ(holders.finish(), 0);
     EXPECT_EQ(bus.sent.back().text,
               R"({"command":"update-corvane-fbt","wlan0-va0":{"deadline":1000,"r0kh":[{"mac":"m"}]}})");
-    EXPECT_EQ(requests.send_reset_corvane_fbt(0), 0);
+    EXPECT_EQ(holders.reset(0), 0);
     std::string vaps;
     for (const std::string radio : {"wlan0", "wlan1"})
         for (int vap = 0; vap < 7; ++vap)
@@ -202,7 +199,7 @@ TEST_F(Requests, RegisterLateAndRefuseWhatIsEmpty) {
     EXPECT_EQ(requests.getconf("", value) + requests.update_corvane("", channel) +
                   requests.update_corvane("wlan0", {}) + requests.reset_corvane_params(""),
               -4);
-    EXPECT_EQ(requests.send_reset_corvane_fbt(1), 0);
+    EXPECT_EQ(holders.reset(1), 0);
     EXPECT_EQ(bus.endpoints(), 0);
     bus.refuse_init = true;
     EXPECT_EQ(requests.reset_corvane_params("wlan0"), -1);
