@@ -14,8 +14,8 @@ constexpr int ctree_child_absent = 0;
 constexpr int ctree_child_subtree = 1;
 constexpr int ctree_child_param = 2;
 
-// Parses the text of a JSON object. Null when it is not one, or holds more than 65,536 objects and arrays. The
-// caller releases the tree.
+// Parses the text of a JSON object. Null when it is not one, or holds more than 65,536 objects and arrays or more than
+// 262,144 commas. The caller releases the tree.
 ctree* ctree_parse_buffer(const char* text);
 // A new empty tree; the caller releases it.
 ctree* ctree_get_empty();

@@ -38,7 +38,8 @@ ctree* wait_bus_answer(bus_endpoint& bus, std::uint64_t request, const char* ans
         }
         const std::int64_t left = end - monotonic_ms();
         if (!open || left <= 0) return nullptr;
-        (void)sys::wait_readable(bus.descriptor(), static_cast<int>(left));
+        // Closed since the look: receive() has taken the notice of that, so that nothing would end the wait.
+        if (bus.is_open(request)) (void)sys::wait_readable(bus.descriptor(), static_cast<int>(left));
     }
 }
 

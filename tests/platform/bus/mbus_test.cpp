@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "platform/ctree.h"
+#include "platform/unique_fd.h"
 #include "tests/platform/bus/bus_support.h"
 #include "tests/support/allocations.h"
 
@@ -86,19 +87,29 @@ TEST_F(mbus, wait_ends_at_its_limit_or_at_once_without_a_destination) {
     EXPECT_EQ(send(99), -1);
     EXPECT_LT(waited(20), 1000);
 
-    auto hung = std::make_unique<raw_peer>(5, true);
+    const raw_peer hung(5, true);
     ASSERT_EQ(send(5), 0);
     const long long limit = waited(2);
     EXPECT_GE(limit, 199);
     EXPECT_LT(limit, 1500);
 
-    // The destination dies in the middle of the wait.
-    std::thread death([&] {
-        std::this_thread::sleep_for(milliseconds(20));
-        hung.reset();
-    });
-    EXPECT_LT(waited(20), 1000);
-    death.join();
+    // The destination says something else and dies in the middle of the wait, also while that is being read.
+    const raw_peer dying(7, true);
+    const std::string other = frame(7, 28, "[\"" + std::string(200000, 'x') + "\"]");
+    for (int i = 0; i < 30; ++i) {
+        std::thread death([&] {
+            const unique_fd talk(accept(dying.fd(), nullptr, nullptr));
+            std::string asked(2 * mbus_header_size + request.size(), '\0');
+            EXPECT_EQ(recv(talk.get(), asked.data(), asked.size(), MSG_WAITALL), static_cast<ssize_t>(asked.size()));
+            for (std::size_t done = 0; done < other.size();)
+                done += static_cast<std::size_t>(::send(talk.get(), other.data() + done, other.size() - done, 0));
+        });
+        mbus_peer_stop(bus_);
+        mbus_peer_start(bus_);
+        ASSERT_EQ(send(7), 0);
+        EXPECT_LT(waited(20), 1000) << i;
+        death.join();
+    }
 }
 
 // Whatever way a late answer takes, a later request does not take it for its own.
