@@ -1,7 +1,5 @@
 #include "platform/portable/bus_connection.h"
 
-#include <linux/sockios.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -101,13 +99,6 @@ void bus_connection::flush() {
         output_.pop_front();
         front_done_ = 0;
     }
-}
-
-bool bus_connection::drained() const {
-    int unread = 0;
-    if (write_failed_) return true;
-    if (!output_.empty()) return false;
-    return ::ioctl(fd(), SIOCOUTQ, &unread) != 0 || unread == 0;
 }
 
 }  // namespace ravd

@@ -28,9 +28,16 @@ class bus_connection {
     void set_peer(int module) { peer_ = module; }
     bool dialled() const { return dialled_; }
     bus_frame_reader& reader() { return reader_; }
-    // Whether the owner took a message from it, and wrote one.
-    bool brought() const { return brought_; }
-    void set_brought() { brought_ = true; }
+    const bus_frame_reader& reader() const { return reader_; }
+    // To be closed at the end of the turn; nothing more is read or written.
+    bool ended() const { return ended_; }
+    void end() { ended_ = true; }
+    // The other end wants copies of what the endpoint receives and sends; how many of them it missed since the last.
+    bool watching() const { return watching_; }
+    void set_watching() { watching_ = true; }
+    std::size_t missed() const { return missed_; }
+    void set_missed(std::size_t count) { missed_ = count; }
+    // Whether a message was accepted for it.
     bool carried() const { return carried_; }
 
     // Writes a frame as far as the socket takes it and keeps the rest. `not_served` when the other end is gone.
@@ -43,11 +50,8 @@ class bus_connection {
     void count_transferred(std::size_t bytes) { transferred_ += bytes; }
     // The other end no longer reads; what it wrote may still be read.
     bool write_failed() const { return write_failed_; }
-    // Everything that was written has been read by the other end's process.
-    bool drained() const;
-
-    // Keeps output back until the connection of that id (0: none) is drained, so that a sender's messages stay in order
-    // when they move from one connection to another.
+    // Keeps output back until the connection of that id (0: none) has written all of its own, so that a sender's
+    // messages stay in order when they move from one connection to another.
     void hold_after(std::uint64_t id) { held_by_ = id; }
     std::uint64_t held_by() const { return held_by_; }
 
@@ -59,9 +63,11 @@ class bus_connection {
     unique_fd socket_;
     int peer_;
     bool dialled_;
-    bool brought_ = false;
+    bool ended_ = false;
+    bool watching_ = false;
     bool carried_ = false;
     bool write_failed_ = false;
+    std::size_t missed_ = 0;
     std::uint64_t held_by_ = 0;
     bus_frame_reader reader_;
     std::deque<std::string> output_;

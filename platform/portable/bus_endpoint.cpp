@@ -1,52 +1,234 @@
 #include "platform/portable/bus_endpoint.h"
 
-#include <sys/eventfd.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <new>
 #include <utility>
 
-#include "platform/portable/bus_engine.h"
+#include "platform/portable/bus_exchange.h"
+#include "platform/portable/bus_registration.h"
 
 namespace ravd {
+namespace {
+
+constexpr std::size_t thread_stack = 128u * 1024;
+constexpr unsigned look_interval = 64;
+constexpr std::chrono::milliseconds flush_limit(200);
+constexpr int listener_rest_ms = 100;
+
+using guard = std::lock_guard<std::mutex>;
+
+}  // namespace
 
 std::unique_ptr<bus_endpoint> bus_endpoint::open(const std::string& directory, int module, std::string* error) {
     std::string reason;
     std::unique_ptr<bus_endpoint> made;
     if (auto registration = bus_registration::take(directory, module, reason)) {
-        unique_fd wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-        unique_fd notify(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-        if (wake && notify)
-            made.reset(new bus_endpoint(
-                std::make_unique<engine>(std::move(registration), std::move(wake), std::move(notify))));
-        else
+        made.reset(new bus_endpoint(std::move(registration)));
+        if (made->exchange_->wake().descriptor() < 0 || made->exchange_->notice().descriptor() < 0) {
             reason = std::strerror(errno);
+            made.reset();
+        }
     }
     if (error) *error = reason;
     return made;
 }
 
-bus_endpoint::bus_endpoint(std::unique_ptr<engine> body) : engine_(std::move(body)) {}
-bus_endpoint::~bus_endpoint() = default;
+bus_endpoint::bus_endpoint(std::unique_ptr<bus_registration> registration)
+    : registration_(std::move(registration)), exchange_(std::make_unique<bus_exchange>(*registration_)) {}
 
-int bus_endpoint::module() const { return engine_->module(); }
-int bus_endpoint::descriptor() const { return engine_->descriptor(); }
-bool bus_endpoint::start() { return engine_->start(); }
-void bus_endpoint::stop() { engine_->stop(); }
-bool bus_endpoint::running() const { return engine_->running(); }
-bool bus_endpoint::receive(bus_message& message) { return engine_->receive(message); }
-bool bus_endpoint::is_open(std::uint64_t connection) const { return engine_->is_open(connection); }
-bool bus_endpoint::has_sent_over(std::uint64_t connection) const { return engine_->has_sent_over(connection); }
-int bus_endpoint::peer_of(std::uint64_t connection) const { return engine_->peer_of(connection); }
-std::uint64_t bus_endpoint::transferred() const { return engine_->transferred(); }
-std::size_t bus_endpoint::unsent() const { return engine_->unsent(); }
+bus_endpoint::~bus_endpoint() { stop(); }
+
+int bus_endpoint::module() const { return registration_->module(); }
+int bus_endpoint::descriptor() const { return exchange_->notice().descriptor(); }
+
+void bus_endpoint::call_on_arrival(void (*call)(void*), void* context) {
+    const guard lock(mutex_);
+    exchange_->notice().call_instead(call, context);
+}
+
+bool bus_endpoint::start() {
+    {
+        const guard lock(mutex_);
+        moved_ = false;
+    }
+    if (running()) return true;
+    stop();
+    const guard lock(mutex_);
+    std::string error;
+    if (!registration_->renew(error)) return false;
+    listener_ = registration_->listen();
+    running_ = listener_ && start_thread();
+    if (!running_) hide();
+    return running_;
+}
+
+bool bus_endpoint::start_thread() {
+    // Signals are the business of the program's own threads.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, thread_stack);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const bool started = pthread_create(&thread_, &attributes, thread_entry, this) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    if (started) stage_ = stage::exchanges;
+    return started;
+}
+
+void bus_endpoint::stop() {
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (stage_ == stage::idle) return;
+        running_ = false;
+        stage_ = stage::flushes;
+        exchange_->wake().set();
+        (void)ended_.wait_for(lock, flush_limit, [this] { return stage_ == stage::abandoned; });
+        stage_ = stage::abandoned;
+        exchange_->wake().set();
+    }
+    pthread_join(thread_, nullptr);
+    const guard lock(mutex_);
+    stage_ = stage::idle;
+    exchange_->close_all();
+}
+
+// Looking at the directory costs as much as sending a message: while messages move that is done now and then.
+bool bus_endpoint::running() const {
+    const guard lock(mutex_);
+    const bool look = !std::exchange(moved_, false) || ++unlooked_ == look_interval;
+    if (look) unlooked_ = 0;
+    return running_ && (!look || registration_->visible());
+}
+
+bool bus_endpoint::receive(bus_message& message) {
+    const guard lock(mutex_);
+    const bool received = exchange_->receive(message);
+    moved_ = moved_ || received;
+    return received;
+}
+
+bool bus_endpoint::is_open(std::uint64_t connection) const {
+    const guard lock(mutex_);
+    return exchange_->find(connection) != nullptr;
+}
+
+int bus_endpoint::peer_of(std::uint64_t connection) const {
+    const guard lock(mutex_);
+    const bus_connection* found = exchange_->find(connection);
+    return found ? found->peer() : -1;
+}
+
+bool bus_endpoint::has_sent_over(std::uint64_t connection) const {
+    const guard lock(mutex_);
+    const bus_connection* found = exchange_->find(connection);
+    return found && found->carried();
+}
+
+std::size_t bus_endpoint::unsent() const {
+    const guard lock(mutex_);
+    return exchange_->unsent();
+}
+
+std::uint64_t bus_endpoint::transferred() const {
+    const guard lock(mutex_);
+    return exchange_->transferred();
+}
 
 bus_result bus_endpoint::send(int destination, std::string_view text, std::uint64_t* connection) {
-    return engine_->send(destination, text, connection);
+    if (connection) *connection = 0;
+    if (text.size() > mbus_message_limit) return bus_result::too_long;
+    const guard lock(mutex_);
+    if (!running_ || destination < 0) return bus_result::not_served;
+    moved_ = true;
+    try {
+        return exchange_->send(destination, text, connection);
+    } catch (const std::bad_alloc&) {
+        return bus_result::full;
+    }
 }
 
 bus_result bus_endpoint::send_over(std::uint64_t connection, std::string_view text) {
-    return engine_->send_over(connection, text);
+    if (text.size() > mbus_message_limit) return bus_result::too_long;
+    const guard lock(mutex_);
+    if (!running_) return bus_result::not_served;
+    moved_ = true;
+    try {
+        return exchange_->send_over(connection, text);
+    } catch (const std::bad_alloc&) {
+        return bus_result::full;
+    }
+}
+
+void* bus_endpoint::thread_entry(void* self) {
+    (void)::prctl(PR_SET_NAME, "ravd:bus", 0, 0, 0);
+    static_cast<bus_endpoint*>(self)->run();
+    return nullptr;
+}
+
+void bus_endpoint::run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    try {
+        while (stage_ == stage::exchanges || (stage_ == stage::flushes && exchange_->unsent() > 0))
+            turn(lock);
+    } catch (const std::bad_alloc&) {
+        // Ends as one that broke.
+    }
+    hide();
+    running_ = false;
+    stage_ = stage::abandoned;
+    ended_.notify_one();
+    exchange_->notice().clear();
+    exchange_->notice().set();
+}
+
+void bus_endpoint::turn(std::unique_lock<std::mutex>& lock) {
+    const bool reading = stage_ == stage::exchanges;
+    if (!reading) hide();
+    poll_set_.clear();
+    poll_set_.push_back({exchange_->wake().descriptor(), POLLIN, 0});
+    poll_set_.push_back({listener_rests_ ? -1 : listener_.get(), POLLIN, 0});
+    const int stall_limit = exchange_->fill_poll_set(poll_set_, reading);
+    const int limit = listener_rests_ ? listener_rest_ms : stall_limit;
+    lock.unlock();
+    const int ready = ::poll(poll_set_.data(), static_cast<nfds_t>(poll_set_.size()), limit);
+    const int reason = errno;
+    lock.lock();
+    if (ready == 0 && limit == stall_limit) exchange_->end_stalled();
+    listener_rests_ = false;
+    if (ready < 0 && reason != EINTR && reason != ENOMEM) stage_ = stage::abandoned;
+    if (ready <= 0) return;
+    if (poll_set_[0].revents) exchange_->wake().clear();
+    exchange_->serve(poll_set_.data() + 2, poll_set_.size() - 2, stage_ == stage::exchanges);
+    if (poll_set_[1].revents & POLLIN) accept_connections();
+}
+
+void bus_endpoint::accept_connections() {
+    while (listener_) {
+        listener_rests_ = !exchange_->may_accept();
+        if (listener_rests_) return;
+        unique_fd socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (socket) {
+            exchange_->accept(std::move(socket));
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            listener_rests_ = errno != EAGAIN && errno != EWOULDBLOCK;
+            return;
+        }
+    }
+}
+
+void bus_endpoint::hide() {
+    if (!listener_) return;
+    listener_.reset();
+    registration_->hide();
 }
 
 }  // namespace ravd

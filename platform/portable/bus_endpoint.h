@@ -5,16 +5,26 @@
 // stop() from one at a time.
 #pragma once
 
+#include <poll.h>
+#include <pthread.h>
+
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/mbus.h"
+#include "platform/unique_fd.h"
 
 namespace ravd {
+
+class bus_exchange;
+class bus_registration;
 
 struct free_block {
     void operator()(unsigned char* block) const { std::free(block); }
@@ -64,9 +74,13 @@ class bus_endpoint {
     // Readable when receive() has something, or a connection was closed; receive() until false clears it. Owned by the
     // endpoint, the same for its whole life.
     int descriptor() const;
+    // In place of the descriptor: `call` is called with `context` whenever it would become readable, and when the
+    // endpoint breaks; from any thread, under the endpoint's lock, so that it may do no more than wake somebody. Before
+    // start(), or by the thread that takes the messages.
+    void call_on_arrival(void (*call)(void*), void* context);
 
-    // Sends to a module: over the connection that brought the message taken last from it while that is open, else over
-    // one that this endpoint opened, else over a new one. Messages to one module arrive in the order of these calls.
+    // Sends to a module: over the connection of that module's that brought the message taken last from it while that is
+    // open, else over one that this endpoint opened. Messages to one module arrive in the order of these calls.
     // `connection`, when given, receives the connection used (0 when not accepted). Never blocks.
     bus_result send(int destination, std::string_view text, std::uint64_t* connection = nullptr);
     // Answers over the connection that brought a message. Never blocks.
@@ -83,9 +97,34 @@ class bus_endpoint {
     std::uint64_t transferred() const;
 
   private:
-    class engine;
-    explicit bus_endpoint(std::unique_ptr<engine> body);
-    std::unique_ptr<engine> engine_;
+    enum class stage {
+        idle,  // no thread
+        exchanges,
+        flushes,    // only what is accepted is still written
+        abandoned,  // and now not even that
+    };
+
+    explicit bus_endpoint(std::unique_ptr<bus_registration> registration);
+    static void* thread_entry(void* self);
+    bool start_thread();
+    void run();
+    void turn(std::unique_lock<std::mutex>& lock);
+    void accept_connections();
+    void hide();
+
+    std::unique_ptr<bus_registration> registration_;
+    // Guards all that follows; the thread lets go of it only while it sleeps in poll().
+    mutable std::mutex mutex_;
+    std::unique_ptr<bus_exchange> exchange_;
+    std::condition_variable ended_;  // the thread left its loop
+    pthread_t thread_{};
+    stage stage_ = stage::idle;
+    bool running_ = false;
+    mutable bool moved_ = false;     // the user sent or took a message since running() was asked last
+    mutable unsigned unlooked_ = 0;  // times that running() did not look at the directory
+    unique_fd listener_;
+    bool listener_rests_ = false;  // no descriptors or no room: accepting is tried again a little later
+    std::vector<pollfd> poll_set_;
 };
 
 }  // namespace ravd

@@ -39,7 +39,7 @@ bool decode_bus_header(const unsigned char* in, bus_frame_header& header) {
     const std::uint32_t length = get_u32(in + mbus_length_offset);
     if (std::memcmp(in + magic_offset, magic, sizeof magic) != 0) return false;
     if (source > INT_MAX || destination > INT_MAX || length > mbus_message_limit) return false;
-    if (in[kind_offset] > static_cast<unsigned char>(bus_frame_kind::hello)) return false;
+    if (in[kind_offset] > static_cast<unsigned char>(bus_frame_kind::watch)) return false;
     header.kind = static_cast<bus_frame_kind>(in[kind_offset]);
     if (header.kind == bus_frame_kind::hello && length != 0) return false;
     header.source = static_cast<int>(source);

@@ -19,6 +19,7 @@ namespace ravd {
 enum class bus_frame_kind : unsigned char {
     message = 0,
     hello = 1,  // first frame of the connecting side, without a payload: names its module
+    watch = 2,  // first frame of a side that only listens, without a payload; from the module, what it missed
 };
 
 struct bus_frame_header {
@@ -47,8 +48,9 @@ class bus_frame_reader {
     const bus_frame_header& header() const { return header_; }
     // The whole frame, one zero byte behind it. Begins the next frame.
     bus_block take();
-    // Bytes of the unfinished frame.
+    // Bytes of the unfinished frame, and the memory it takes; 0 while its header is incomplete.
     std::size_t held() const { return held_; }
+    std::size_t memory() const { return capacity_; }
 
   private:
     bool make_room(std::size_t wanted);

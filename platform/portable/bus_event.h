@@ -1,0 +1,48 @@
+// Something that one side sets and the other waits for.
+#pragma once
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cstdint>
+
+#include "platform/unique_fd.h"
+
+namespace ravd {
+
+// Its descriptor is readable while the event is set; or, once call_instead() was used, each setting calls back. Used
+// under the endpoint's lock.
+class bus_event {
+  public:
+    bus_event() : fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+    int descriptor() const { return fd_.get(); }  // -1: there was none to be had
+    void set() {
+        if (set_) return;
+        set_ = true;
+        const std::uint64_t one = 1;
+        if (call_)
+            call_(context_);
+        else
+            (void)!::write(fd_.get(), &one, sizeof one);
+    }
+    void clear() {
+        if (!set_) return;
+        set_ = false;
+        std::uint64_t count;
+        (void)!::read(fd_.get(), &count, sizeof count);
+    }
+    void call_instead(void (*call)(void*), void* context) {
+        clear();
+        call_ = call;
+        context_ = context;
+    }
+
+  private:
+    unique_fd fd_;
+    bool set_ = false;
+    void (*call_)(void*) = nullptr;
+    void* context_ = nullptr;
+};
+
+}  // namespace ravd
