@@ -86,7 +86,8 @@ bus_connection* bus_exchange::choose(int destination) const {
         if (connection->dialled() && connection->peer() == destination && !connection->ended()) own = connection.get();
     const auto known = taken_.find(destination);
     bus_connection* asked = known == taken_.end() ? nullptr : open_connection(known->second);
-    if (!asked || asked->write_failed() || asked->peer() != destination) return own && !own->write_failed() ? own : nullptr;
+    if (own && own->write_failed()) own = nullptr;
+    if (!asked || asked->write_failed() || asked->peer() != destination) return own;
     if (own && own->backlog() > 0) asked->hold_after(own->id());
     return asked;
 }
