@@ -37,17 +37,12 @@ bool radio_settings::read_vap_value(const char* ifname, const char* key, std::st
     return found;
 }
 
-bool radio_settings::reads_true(const std::string& path) const {
-    log_debug(process_log, "getconf '%s'\n", path.c_str());
-    std::string value;
-    return context_.requests.getconf(path.c_str(), value) == 0 && value == "true";
-}
-
 bool radio_settings::get_wds_enabled(const char* radio_name) const {
     const std::string radio_path = vap_path(radio_name, "");
-    if (!reads_true(radio_path + "/wlan/wds/enabled")) return false;
+    if (!context_.requests.read_switch((radio_path + "/wlan/wds/enabled").c_str())) return false;
     for (int link = 0; link < wds_links; ++link)
-        if (reads_true(radio_path + "-wds" + std::to_string(link) + "/common/enabled")) return true;
+        if (context_.requests.read_switch((radio_path + "-wds" + std::to_string(link) + "/common/enabled").c_str()))
+            return true;
     return false;
 }
 

@@ -42,7 +42,6 @@ class radio_settings {
   private:
     bool read_radio_value(const char* ifname, const char* key, std::string& text) const;
     bool read_vap_value(const char* ifname, const char* key, std::string& text) const;
-    bool reads_true(const std::string& path) const;
 
     const driver_context& context_;
 };

@@ -63,6 +63,8 @@ class ipc_helper {
 
     // Reads a configuration value (a sub-tree as its readable text). 0, or -1 with the reason logged.
     int getconf(const char* path, std::string& output);
+    // Whether a configuration value is "true"; the path is logged before it is asked for.
+    bool read_switch(const char* path);
     // "update-corvane" for an interface. 0 on "ok", else -1. An empty name or list sends nothing.
     int update_corvane(const char* ifname, const param_list& params);
     // "reset-corvane" for an interface. 0 on "ok", else -1.
@@ -77,9 +79,7 @@ class ipc_helper {
 
   private:
     ctree* exchange(const ctree* tree, const char* answer, int destination, const char* error_text);
-    // Log the path, then ask for it. False when it cannot be read, or, for a switch, is not "true".
     bool read_setting(const char* path, std::string& value);
-    bool read_switch(const char* path);
 
     mbus_endpoint* bus_ = nullptr;
     std::int32_t timeout_ = 20;  // tenths of a second

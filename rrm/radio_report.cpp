@@ -41,9 +41,9 @@ void radio_report::add_radio_description(json_writer& radios, const char* ifname
     const std::uint32_t chosen = coex ? configured : chanspec;
     const std::uint32_t bandwidth = chanspec_bw(chosen);
     const char* primary = chanspec_sideband(chosen);
-    const bool dca = config_switch("/corvane/dca");
-    const bool tpc = config_switch("/corvane/tpc");
-    const bool balance_80211v = config_switch("/corvane/load-balance-80211v");
+    const bool dca = context_.driver.read_switch("/corvane/dca");
+    const bool tpc = context_.driver.read_switch("/corvane/tpc");
+    const bool balance_80211v = context_.driver.read_switch("/corvane/load-balance-80211v");
 
     json_writer radio_object(false, radios, nullptr);
     if (!radio_object.valid()) return;
@@ -95,11 +95,6 @@ void radio_report::add_station_description(const rrm_sta_s& station, json_writer
     object.add_string("mac", station.mac.c_str());
     object.add_string("ssid", station.ssid.c_str());
     object.add_int("rssi", station.rssi == rssi_not_measured ? 0 : station.rssi);
-}
-
-bool radio_report::config_switch(const char* path) {
-    std::string value;
-    return context_.driver.getconf(path, value) == 0 && value == "true";
 }
 
 void radio_report::send(const char* cmd) {

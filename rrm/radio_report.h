@@ -30,7 +30,6 @@ class radio_report {
     void add_vap_description(int vap, const char* ssid, const char* mac, bool kv_enabled, json_writer& vaps,
                              std::int32_t radio);
     void add_station_description(const rrm_sta_s& station, json_writer& stations);
-    bool config_switch(const char* path);
 
     agent_context& context_;
     const life_state& state_;

@@ -131,6 +131,7 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
         {"calls", [this](text all, fields) { EXPECT_EQ(driver.take_calls(), all); }},
         {"logs", [this](text line, fields) { EXPECT_EQ(log->count(line + "\n"), 1) << log->text(); }},
         {"logs-part", [this](text piece, fields) { EXPECT_EQ(log->count(piece), 1) << log->text(); }},
+        {"logs-twice", [this](text piece, fields) { EXPECT_EQ(log->count(piece), 2) << log->text(); }},
         {"quiet", [this](text, fields) { EXPECT_EQ(log->text(), ""); }},
         {"marker", [this](text there, fields) { EXPECT_EQ(system.has_file(marker), there == "1"); }},
         {"syslog",

@@ -21,12 +21,14 @@ order rrm-request-mode "x":0
 sends rrm-mode-response $start,$locks,$power,"bandwidth":20,"primary-channel":"none",$vaps},$idle]
 order rrm-info "use-80211v":1
 conf /corvane/load-balance-80211v true
+listen debug
 # the configured width counts
 radio 0 coex 1
 radio 0 configured 0x1900
 order rrm-request-mode "x":0
 locks = "locked-for-dca":0,"locked-for-tpc":1,"locked-for-balancer":1,"locked-for-80211v":0
 sends rrm-mode-response $start,$locks,$power,"bandwidth":40,"primary-channel":"upper",$vaps$clients},$idle]
+logs-twice getconf '/corvane/load-balance-80211v'
 radio 0 wds 1
 order rrm-request-mode "x":0
 locks = "locked-for-dca":1,"locked-for-tpc":1,"locked-for-balancer":1,"locked-for-80211v":1
