@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "core/logger.h"
+#include "platform/monotonic.h"
 #include "platform/system.h"
 
 namespace ravd {
@@ -105,8 +106,8 @@ void abstract_worker::wait_for_event(int timeout_ms) {
 
 int abstract_worker::until_next_timer_ms(int longest) {
     if (timers_.empty()) return longest;
-    const std::int64_t wait_s = std::max<std::int64_t>(timers_.front().due - now_s(), 0);
-    return static_cast<int>(std::min<std::int64_t>(wait_s * 1000, longest));
+    const std::int64_t wait_ms = std::max<std::int64_t>(timers_.front().due * 1000 - monotonic_ms(), 0);
+    return static_cast<int>(std::min<std::int64_t>(wait_ms, longest));
 }
 
 void abstract_worker::add_timer(callback run, std::int32_t id, std::int64_t delay_s) {

@@ -29,6 +29,7 @@ class driver_interface : public ipc_helper {
     // VAP index, SSID, BSSID text, 802.11k/v enabled
     using vap_callback = std::function<void(int, const char*, const char*, bool)>;
     using event_callback = std::function<void(const driver_event_desc&)>;
+    using rest_callback = std::function<void()>;
 
     // State of 20/40 MHz coexistence; else false.
     virtual bool get_obss_coex(const char* radio_name) = 0;
@@ -100,8 +101,9 @@ class driver_interface : public ipc_helper {
 
     virtual int radio_count() = 0;
     virtual int vap_count() = 0;
-    // Waits 100 ms; a driver that has events delivers them to `callback` meanwhile.
-    virtual void short_sleep(const event_callback& callback) = 0;
+    // Calls `rest`, which waits until the agent has something to do, at most 1 s. A driver that has events delivers
+    // them to `callback`, and waits for them itself when it has to.
+    virtual void short_sleep(const event_callback& callback, const rest_callback& rest) = 0;
 
     // Null or -1 when there is none. Texts are valid until the table is filled again.
     virtual const char* vap_name_by_ssid(const char* ssid, std::int32_t radio) = 0;

@@ -35,7 +35,7 @@ const factory_texts* driver_realtek::get_factory_info() { return &factory_; }
 const char* driver_realtek::get_base_mac() { return base_mac_.c_str(); }
 int driver_realtek::radio_count() { return radio_limit; }
 int driver_realtek::vap_count() { return vap_limit; }
-void driver_realtek::short_sleep(const event_callback&) { pause_100_ms(); }
+void driver_realtek::short_sleep(const event_callback&, const rest_callback& rest) { rest(); }
 
 // The table and what is known beside it.
 void driver_realtek::init_interface_context() { filler_.init_interface_context(); }

@@ -76,7 +76,7 @@ class driver_realtek final : public driver_interface {
 
     int radio_count() override;
     int vap_count() override;
-    void short_sleep(const event_callback& callback) override;
+    void short_sleep(const event_callback& callback, const rest_callback& rest) override;
 
     const char* vap_name_by_ssid(const char* ssid, std::int32_t radio) override;
     int vap_index_by_ssid(const char* ssid, std::int32_t radio) override;

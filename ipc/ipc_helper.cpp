@@ -6,7 +6,6 @@
 #include "ipc/request_tree.h"
 #include "platform/mbus.h"
 #include "platform/monotonic.h"
-#include "platform/system.h"
 
 namespace ravd {
 namespace {
@@ -105,7 +104,5 @@ int ipc_helper::reset_corvane_params(const char* ifname) {
     log_error(process_log, "Error: ifname (%s) reason (%s)\n", ifname, reason_of(answer.get()));
     return -1;
 }
-
-void ipc_helper::pause_100_ms() { sys::sleep_us(100000); }
 
 }  // namespace ravd

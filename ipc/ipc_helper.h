@@ -75,7 +75,6 @@ class ipc_helper {
 
   protected:
     ~ipc_helper();  // releases the endpoint
-    static void pause_100_ms();
 
   private:
     ctree* exchange(const ctree* tree, const char* answer, int destination, const char* error_text);

@@ -8,6 +8,7 @@ namespace ravd {
 namespace {
 
 constexpr std::uint32_t restart_delay_us = 300000;
+constexpr int idle_wait_ms = 1000;
 
 }  // namespace
 
@@ -19,7 +20,9 @@ rrm_worker::rrm_worker(const run_flag* running, driver_interface& driver, const 
       from_bus_(from_bus),
       to_bus_(to_bus),
       parts_(driver, to_service, *this, progress(), domain),
-      driver_event_callback_([this](const driver_event_desc& event) { parts_.clients.on_driver_event(event); }) {
+      idle_(event_fd()),
+      driver_event_callback_([this](const driver_event_desc& event) { parts_.clients.on_driver_event(event); }),
+      rest_callback_([this] { rest(); }) {
     timer_callbacks_[timer_launch_scan] = [this] { parts_.scans.launch_scan(); };
     timer_callbacks_[timer_scan_finished] = [this] { parts_.scans.scan_finished(); };
     timer_callbacks_[timer_subscribe] = [this] { parts_.life.handle(life_event::retry_due); };
@@ -29,9 +32,13 @@ rrm_worker::rrm_worker(const run_flag* running, driver_interface& driver, const 
     timer_callbacks_[timer_blocked] = [this] { parts_.stations.count_blocked_down(); };
     timer_callbacks_[timer_refill] = [this] { parts_.life.handle(life_event::refill_due); };
     driver_.set_activity(&progress());
+    from_service_.set_notify([this] { wake(); });
+    from_bus_.set_notify([this] { wake(); });
 }
 
 rrm_worker::~rrm_worker() {
+    from_service_.set_notify({});
+    from_bus_.set_notify({});
     // The thread has ended; this one must not read the worker's clock, whose last reading may be old by now.
     driver_.set_activity(nullptr);
     log_debug(process_log, "rrm_worker: stop\n");
@@ -77,8 +84,15 @@ bool rrm_worker::process() {
             on_service_message(message);
         });
     }
-    driver_.short_sleep(driver_event_callback_);
+    driver_.short_sleep(driver_event_callback_, rest_callback_);
     return true;
+}
+
+// A step takes one message of each queue: what is left waits for nothing.
+void rrm_worker::rest() {
+    const bool deferred = pending_.size() != 0 && !driver_.is_scanning();
+    if (deferred || from_service_.size() != 0 || from_bus_.size() != 0) return;
+    idle_.rest(until_next_timer_ms(idle_wait_ms));
 }
 
 void rrm_worker::deinit() {

@@ -8,6 +8,7 @@
 #include "core/worker.h"
 #include "driver/driver_interface.h"
 #include "rrm/agent_parts.h"
+#include "rrm/idle_wait.h"
 
 namespace ravd {
 
@@ -24,7 +25,8 @@ class rrm_worker final : public abstract_worker, private agent_timers {
 
     // Ready when hostapd's pid file exists.
     bool init() override;
-    // One step: due timers, at most one message of each queue, the driver's event wait.
+    // One step: due timers, at most one message of each queue, the driver's event wait, which rests while there is
+    // nothing to do.
     bool process() override;
     void deinit() override;
     bool is_alive(const run_flag* running) override;
@@ -41,6 +43,7 @@ class rrm_worker final : public abstract_worker, private agent_timers {
     void arm(timer_id id, std::int64_t delay_s) override;  // with the id's own callback
     void cancel(timer_id id) override;
     void drop_unread();
+    void rest();
     void consume(safe_queue& queue);
     void route_link_event(const char* cmd);
     void run_command(const json_reader& message, const char* cmd);
@@ -52,7 +55,9 @@ class rrm_worker final : public abstract_worker, private agent_timers {
     safe_queue pending_;  // messages of the service that wait for the end of a scan
     agent_parts parts_;
     std::array<callback, timer_count> timer_callbacks_;
+    idle_wait idle_;
     const driver_interface::event_callback driver_event_callback_;
+    const driver_interface::rest_callback rest_callback_;
 };
 
 }  // namespace ravd

@@ -35,7 +35,7 @@ class fake_driver final : public driver_interface {
     std::uint32_t scan_duration = 4;
     std::deque<ap_table> heard;  // results of the scans to come
     std::deque<driver_event_desc> events;
-    bool hostapd = false, scanning = false, incomplete = false;
+    bool hostapd = false, scanning = false, incomplete = false, rests = false;
     std::vector<std::string> calls;
     bool record = true;
     std::function<void()> in_call;  // runs within each call that is kept
@@ -130,9 +130,10 @@ class fake_driver final : public driver_interface {
     void fill_chanspecs(const char* name, std::string& text) override { text = at(name).channels; }
     int radio_count() override { return 2; }
     int vap_count() override { return 7; }
-    void short_sleep(const event_callback& callback) override {
+    void short_sleep(const event_callback& callback, const rest_callback& rest) override {
         for (; !events.empty(); events.pop_front())
             callback(events.front());
+        if (rests) rest();
     }
     const char* vap_name(std::int32_t v, std::int32_t r) override {
         static const char* const names[] = {"wlan0-va1", "wlan1-va1"};  // the others have none

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -68,6 +69,49 @@ TEST_F(lifecycle, notification_files_of_other_kinds) {
     system.write_file(marker + "/");  // left alone
     command("subscribe-response", ",'status':'success'");
     EXPECT_TRUE(subscribed());
+}
+
+TEST_F(lifecycle, rests_until_there_is_something_to_do) {
+    const auto rested_ms = [this] {
+        const double began = system.now_s();
+        turn();
+        return std::lround((system.now_s() - began) * 1000);
+    };
+    const auto push = [this] {
+        auto message = make_buffer();
+        message->append("x", 1);
+        from_service.push(message);
+    };
+    driver.rests = true;
+    subscribe();
+    command("rrm-update", ",'rrm-scan-delay':3");
+    while (rested_ms() < 1000) {  // files and messages of the way here
+    }
+    system.advance_ms(500);
+    EXPECT_EQ(rested_ms() + rested_ms(), 1000 + 500);  // until the timer, at most 1 s
+    service(link_down);
+    rested_ms();
+    EXPECT_EQ(rested_ms(), 1000);
+    push();
+    push();
+    EXPECT_EQ(rested_ms(), 0);
+    EXPECT_EQ(rested_ms(), 0);
+    EXPECT_EQ(rested_ms(), 1000);
+    system.write_file("/tmp/of somebody else");
+    EXPECT_EQ(rested_ms(), 1000);
+    // Several files make a notification: what else belongs to it has a moment to appear.
+    notify("_timezone_changed");
+    EXPECT_EQ(rested_ms(), 100);
+    EXPECT_EQ(rested_ms(), 1000);
+    system.remove_file(pid_file);
+    EXPECT_EQ(rested_ms(), 100);
+    // Where files cannot be watched they are looked at.
+    for (const char* name : {"/tmp/of somebody else", "/tmp"})
+        ASSERT_EQ(remove((system.root() + name).c_str()), 0);
+    EXPECT_EQ(rested_ms(), 100);
+    EXPECT_EQ(rested_ms(), 100);
+    system.write_file("/tmp/");
+    EXPECT_EQ(rested_ms(), 1000);
 }
 
 TEST_F(lifecycle, probe_report_and_blocked_stations) {
