@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "core/heap.h"
 #include "core/logger.h"
 #include "core/version.h"
 #include "daemon/agent_config.h"
@@ -66,6 +67,7 @@ void warn_of_config(const agent_config& config) {
 
 int main(int argc, char** argv) {
     fill_standard_descriptors();
+    keep_heap_small();
     quarn_log_init_rotate(ident);
     std::srand(random_seed());
     prctl(PR_SET_NAME, "ravd:main", 0, 0, 0);

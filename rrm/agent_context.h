@@ -19,7 +19,8 @@ struct agent_context {
     safe_queue& to_service;
     agent_timers& timers;
     activity& progress;
-    std::string domain;  // RRM domain in every message
+    std::string domain;             // RRM domain in every message
+    bool memory_to_return = false;  // something large was freed; the worker gives it back when it rests
 
     // Never above the number of radio names.
     std::int32_t radio_count() const;

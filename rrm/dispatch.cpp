@@ -82,7 +82,10 @@ constexpr command_row commands[] = {
 bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& message) {
     if (!message || message->size == 0) return false;
     const json_reader root(message->data);
-    if (message->size > slow_message_bytes) progress().tick();
+    if (message->size > slow_message_bytes) {
+        parts_.context.memory_to_return = true;
+        progress().tick();
+    }
     if (!root.valid()) return false;
     const char* service = root.get_string("service");
     if (!service) {

@@ -15,8 +15,8 @@ namespace ravd {
 namespace {
 
 constexpr int unwatched_ms = 100;
-// Who notifies writes several files, and not always the common one last: all of them get this time to appear, and nobody
-// is waited for longer than where files are not watched.
+// Who notifies writes several files, and not always the common one last: all of them get this time to appear, and
+// nobody is waited for longer than where files are not watched.
 constexpr int settle_ms = unwatched_ms;
 
 void add_to(int epoll, int fd) {
@@ -29,9 +29,9 @@ void add_to(int epoll, int fd) {
 
 idle_wait::idle_wait(int event_fd)
     : event_fd_(event_fd),
-      directories_{{{sys::device_path("/tmp"), ".corvane_notify", IN_CREATE | IN_MOVED_TO},
-                    {sys::device_path("/var/run"), "hostapd.pid",
-                     IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_MOVED_FROM}}} {}
+      directories_{
+          {{sys::device_path("/tmp"), ".corvane_notify", IN_CREATE | IN_MOVED_TO},
+           {sys::device_path("/var/run"), "hostapd.pid", IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_MOVED_FROM}}} {}
 
 // Again at each rest while one is missing: it may be made later.
 bool idle_wait::watch_directories() {

@@ -10,8 +10,8 @@
 namespace ravd {
 
 // Ends as soon as there is something to look at: a message in a queue of the worker, hostapd's pid file that comes or
-// goes, a notification file. Where files cannot be watched they are looked at every 100 ms instead. Only on the worker's
-// thread.
+// goes, a notification file. Where files cannot be watched they are looked at every 100 ms instead. Only on the
+// worker's thread.
 class idle_wait {
   public:
     // `event_fd` is the worker's event descriptor, which wake() adds to.

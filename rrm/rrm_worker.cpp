@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "core/heap.h"
 #include "core/logger.h"
 
 namespace ravd {
@@ -92,6 +93,10 @@ bool rrm_worker::process() {
 void rrm_worker::rest() {
     const bool deferred = pending_.size() != 0 && !driver_.is_scanning();
     if (deferred || from_service_.size() != 0 || from_bus_.size() != 0) return;
+    if (parts_.context.memory_to_return) {
+        parts_.context.memory_to_return = false;
+        return_free_memory();
+    }
     idle_.rest(until_next_timer_ms(idle_wait_ms));
 }
 

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "core/logger.h"
 #include "driver/chanspec.h"
@@ -17,6 +19,7 @@ namespace {
 constexpr int syslog_informational = 6;
 constexpr std::int32_t longest_delay_s = 1000000;
 constexpr long first_5g_channel = 36;
+constexpr std::size_t entries_a_tree = 256;
 constexpr long channel_limit = 65536;  // a scan order has 16 bits for each
 
 void add_heard_bss(json_writer& round, const scan_record& bss, const char* sideband) {
@@ -132,13 +135,23 @@ void scan_session::report_rounds(const ap_table* rounds, std::size_t count) {
     send_json(context_.to_service, message);
 }
 
-// As text, a tree a round: of five full rounds at once the tree would take twelve times their text.
+// As text, a few entries at a time: one tree of five full rounds would take twelve times their text.
 void scan_session::add_round(json_writer& environment, const ap_table& heard) {
-    context_.progress.tick();
-    json_writer round(true);
-    for (const scan_record& bss : heard)
-        add_heard_bss(round, bss, sideband_name(bss.sideband, bss.bandwidth));
-    environment.add_text(nullptr, round.text());
+    std::string text = "[";
+    for (std::size_t first = 0; first < heard.size(); first += entries_a_tree) {
+        context_.progress.tick();
+        json_writer part(true);
+        if (!part.valid()) return;
+        const std::size_t end = std::min(heard.size(), first + entries_a_tree);
+        for (std::size_t i = first; i < end; ++i)
+            add_heard_bss(part, heard[i], sideband_name(heard[i].sideband, heard[i].bandwidth));
+        const std::string_view entries = part.text();
+        if (first != 0) text += ',';
+        text.append(entries.substr(1, entries.size() - 2));
+    }
+    text += ']';
+    environment.add_text(nullptr, text.c_str());
+    if (heard.size() > entries_a_tree) context_.memory_to_return = true;
 }
 
 void scan_session::stop() {
