@@ -1,23 +1,22 @@
 #include "ipc/ipc_worker.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "core/logger.h"
 #include "ipc/ipc_helper.h"
 #include "platform/mbus.h"
+#include "platform/mbus_arrival.h"
 
 namespace ravd {
 namespace {
 
 constexpr std::int32_t idle_wait_us = 100000;
+// Where bus and queue announce what they have, nothing but the loss of the endpoint's place is left to be looked after.
+constexpr std::int32_t announced_wait_us = 1000000;
 constexpr std::uint32_t retry_us = 1000000;
 
-std::uint32_t payload_length(const unsigned char* block) {
-    std::uint32_t length = 0;
-    for (unsigned i = 0; i < 4; ++i)
-        length |= static_cast<std::uint32_t>(block[mbus_length_offset + i]) << (8 * i);
-    return length;
-}
+void wake_worker(void* worker) { static_cast<ipc_worker*>(worker)->wake(); }
 
 }  // namespace
 
@@ -25,9 +24,14 @@ ipc_worker::ipc_worker(const run_flag* running, std::int32_t module_id, safe_que
     : abstract_worker(running, "ipc", idle_wait_us, retry_us),
       out_queue_(out_queue),
       in_queue_(in_queue),
-      module_id_(module_id) {}
+      module_id_(module_id) {
+    in_queue_.set_notify([this] { wake(); });
+}
 
-ipc_worker::~ipc_worker() { ipc_worker::deinit(); }
+ipc_worker::~ipc_worker() {
+    in_queue_.set_notify({});
+    ipc_worker::deinit();
+}
 
 bool ipc_worker::init() {
     bus_ = mbus_init(module_id_, bus_registration, sizeof bus_registration);
@@ -37,6 +41,8 @@ bool ipc_worker::init() {
         deinit();
         return false;
     }
+    const bool announced = mbus_call_on_arrival(bus_, wake_worker, this);
+    set_poll_timeout(announced ? announced_wait_us : idle_wait_us);
     mbus_peer_start(bus_);
     return true;
 }
@@ -52,20 +58,37 @@ bool ipc_worker::is_alive(const run_flag* running) {
 
 bool ipc_worker::process() {
     if (!bus_) return false;
-    if (void* block = mbus_get_msg_from_queue_no_wait(bus_)) {
-        forward(static_cast<const unsigned char*>(block));
-        std::free(block);
-        return false;
-    }
-    return !in_queue_.pop([this](const std::shared_ptr<buffer_info_t>& buffer) { send_to_bus(buffer); });
+    if (move_one()) return false;
+    // What comes from here on ends the wait; what came before is there at a second look.
+    waiting_ = true;
+    if (!move_one()) return true;
+    waiting_ = false;
+    return false;
 }
 
-void ipc_worker::forward(const unsigned char* block) {
-    const std::uint32_t length = payload_length(block);
-    if (length > mbus_message_limit) return;  // not a block of this bus
+void ipc_worker::wake() {
+    if (waiting_.exchange(false)) abstract_worker::wake();
+}
+
+bool ipc_worker::move_one() {
+    if (void* block = mbus_get_msg_from_queue_no_wait(bus_)) {
+        forward(static_cast<unsigned char*>(block));
+        return true;
+    }
+    return in_queue_.pop([this](const std::shared_ptr<buffer_info_t>& buffer) { send_to_bus(buffer); });
+}
+
+void ipc_worker::forward(unsigned char* block) {
     const auto buffer = make_buffer();
-    const auto* payload = reinterpret_cast<const char*>(block + mbus_header_size);
-    if (length > 0 && !buffer->append(payload, length)) return;
+    buffer->size = mbus_payload_length(block);
+    if (buffer->size == 0) {
+        std::free(block);
+    } else {
+        // The header's place is room enough for the final NUL.
+        std::memmove(block, block + mbus_header_size, buffer->size);
+        block[buffer->size] = '\0';
+        buffer->data = reinterpret_cast<char*>(block);
+    }
     if (!out_queue_.push(buffer)) log_debug(process_log, "%s->%s:%d queue is full\n", name(), __func__, __LINE__);
 }
 

@@ -1,6 +1,7 @@
 // Joins two of the daemon's queues to the device's message bus.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -23,15 +24,19 @@ class ipc_worker final : public abstract_worker {
     bool process() override;
     void deinit() override;
     bool is_alive(const run_flag* running) override;
+    // Costs a system call only while the worker waits or is about to.
+    void wake() override;
 
   private:
-    void forward(const unsigned char* block);  // a received block into out_queue
+    bool move_one();                     // one message of the bus, else one buffer; false when there is neither
+    void forward(unsigned char* block);  // a received block, which becomes the buffer's, into out_queue
     void send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) const;
 
     mbus_endpoint* bus_ = nullptr;  // null while not connected
     safe_queue& out_queue_;
     safe_queue& in_queue_;
     std::int32_t module_id_;
+    std::atomic<bool> waiting_{false};  // found nothing at its first look: wake() has to end the wait
 };
 
 }  // namespace ravd

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 struct mbus_endpoint;
 struct ctree;
@@ -16,6 +17,11 @@ constexpr std::size_t mbus_message_limit = 16u * 1024 * 1024;
 // little-endian and unaligned; the other header bytes belong to the bus.
 constexpr std::size_t mbus_header_size = 17;
 constexpr std::size_t mbus_length_offset = 4;
+inline std::uint32_t mbus_payload_length(const unsigned char* block) {
+    const unsigned char* bytes = block + mbus_length_offset;
+    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
+           static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
+}
 
 // Registers under a module number; the registration block is the bus's own. Null when the number is taken or the bus
 // cannot be reached. The caller releases the endpoint.

@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/mbus_arrival.h"
 #include "platform/portable/bus_answer.h"
 #include "platform/portable/bus_endpoint.h"
 #include "platform/system.h"
@@ -36,6 +37,11 @@ void mbus_peer_stop(mbus_endpoint* bus) {
 void* mbus_get_msg_from_queue_no_wait(mbus_endpoint* bus) {
     ravd::bus_message message;
     return bus->bus->receive(message) ? message.block.release() : nullptr;
+}
+
+bool mbus_call_on_arrival(mbus_endpoint* bus, void (*call)(void*), void* context) {
+    bus->bus->call_on_arrival(call, context);
+    return true;
 }
 
 int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length) {

@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <set>
 
 #include "platform/ctree.h"
 #include "platform/mbus.h"
+#include "platform/mbus_arrival.h"
 #include "tests/support/fake_system.h"
 
 struct mbus_endpoint {
@@ -15,6 +17,7 @@ struct mbus_endpoint {
     int module;
     int loop = 0;
     std::deque<std::string> inbox;
+    std::function<void()> on_arrival;
     std::string last_text;
     int last_destination = -1;
 };
@@ -63,7 +66,10 @@ int fake_bus::endpoints() const { return static_cast<int>(registered().size()); 
 
 void fake_bus::deliver(int module, const std::string& text) {
     for (mbus_endpoint* bus : registered())
-        if (bus->module == module) bus->inbox.push_back(text);
+        if (bus->module == module) {
+            bus->inbox.push_back(text);
+            if (bus->on_arrival) bus->on_arrival();
+        }
 }
 
 void fake_bus::drop(int module) {
@@ -102,6 +108,11 @@ void mbus_peer_stop(mbus_endpoint* bus) {
     bus->loop = 0;
     bus->inbox.clear();
     bus->last_destination = -1;
+}
+
+bool mbus_call_on_arrival(mbus_endpoint* bus, void (*call)(void*), void* context) {
+    bus->on_arrival = [call, context] { call(context); };
+    return true;
 }
 
 void* mbus_get_msg_from_queue_no_wait(mbus_endpoint* bus) {
