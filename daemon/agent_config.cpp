@@ -75,6 +75,27 @@ bool set_log_file(const char* value, agent_config&) {
     return true;
 }
 
+bool set_tls_ca_file(const char* value, agent_config& config) {
+    config.tls.enabled = true;  // also without a value: a mistake must not lead to plain text
+    config.tls.ca_file = without_line_end(value);
+    return true;
+}
+
+bool set_tls_cert_file(const char* value, agent_config& config) {
+    config.tls.cert_file = without_line_end(value);
+    return true;
+}
+
+bool set_tls_key_file(const char* value, agent_config& config) {
+    config.tls.key_file = without_line_end(value);
+    return true;
+}
+
+bool set_tls_server_name(const char* value, agent_config& config) {
+    config.tls.server_name = without_line_end(value);
+    return true;
+}
+
 struct key_handler {
     const char* key;
     bool (*set)(const char* value, agent_config& config);
@@ -88,6 +109,10 @@ constexpr key_handler key_handlers[] = {
     {"ap_location=", set_location},
     {"log_level=", set_log_level},
     {"log_file=", set_log_file},
+    {"tls_ca_file=", set_tls_ca_file},
+    {"tls_cert_file=", set_tls_cert_file},
+    {"tls_key_file=", set_tls_key_file},
+    {"tls_server_name=", set_tls_server_name},
 };
 
 // False ends the reading. A line of no known key is ignored.

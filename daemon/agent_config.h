@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "link/tls_context.h"
+
 namespace ravd {
 
 // One service link. All bytes are zero before the command line is read; texts are always terminated.
@@ -23,6 +25,7 @@ constexpr int corvane_link = 1;
 struct agent_config {
     link_config links[2];
     std::uint32_t log_mask;
+    tls_settings tls;  // of whichever link runs
     std::string file;  // the configuration file that was named; empty: none
 };
 

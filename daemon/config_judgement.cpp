@@ -13,6 +13,7 @@
 
 #include "core/logger.h"
 #include "daemon/agent_config.h"
+#include "link/tls_file.h"
 #include "platform/unique_fd.h"
 
 namespace ravd {
@@ -104,6 +105,17 @@ std::string judge_text(std::string_view value) {
     return value.size() > longest_text ? "only the first 255 bytes count" : "";
 }
 
+std::string judge_file(std::string_view value, bool secret) {
+    std::string wrong = judge_text(value);
+    std::string text;
+    if (wrong.empty() && !read_tls_file(std::string(value), secret, text, wrong))
+        wrong += ": no connection will come about";
+    return wrong;
+}
+
+std::string judge_public_file(std::string_view value) { return judge_file(value, false); }
+std::string judge_key_file(std::string_view value) { return judge_file(value, true); }
+
 struct known_key {
     const char* name;
     std::string (*judge)(std::string_view value);
@@ -117,6 +129,10 @@ constexpr known_key known_keys[] = {
     {"ap_location", judge_text},
     {"log_level", judge_mask},
     {"log_file", judge_text},
+    {"tls_ca_file", judge_public_file},
+    {"tls_cert_file", judge_public_file},
+    {"tls_key_file", judge_key_file},
+    {"tls_server_name", judge_text},
 };
 
 // Single characters to insert, remove or replace until both are the same.
@@ -202,6 +218,20 @@ class line_judge {
     int last_line_[std::size(known_keys)] = {};
 };
 
+// Keys that need another one beside them.
+void judge_tls(line_judge& lines, const tls_settings& tls) {
+    const char* const keys[] = {"tls_cert_file", "tls_key_file", "tls_server_name"};
+    if (!tls.enabled) {
+        for (const char* const key : keys)
+            if (const int line = lines.line_of(key))
+                lines.say(line, std::string(key) + ": no effect without tls_ca_file, the link is not encrypted");
+    } else if (tls.cert_file.empty() != tls.key_file.empty()) {
+        const char* const alone = keys[tls.cert_file.empty() ? 1 : 0];
+        lines.say(lines.line_of(alone), std::string(alone) + ": tls_cert_file and tls_key_file are needed together: " +
+                                            "no connection will come about");
+    }
+}
+
 std::string describe(const link_config& link) {
     return "ws://" + std::string(link.host) + ":" + std::to_string(link.port) + link.path;
 }
@@ -224,6 +254,9 @@ std::string describe_plan(const agent_config& config, const std::string& log_fil
     std::string text =
         bridge ? "The daemon bridges " + describe(link) + " and the local bus"
                : "The daemon connects to " + describe(link) + " as an agent of the domain " + quoted(link.location);
+    if (config.tls.enabled)
+        text += " over TLS, where it must be " +
+                quoted(config.tls.server_name.empty() ? link.host : config.tls.server_name.c_str());
     return text + ", first after up to " + std::to_string(link.initial_connection_delay) + " s, then at most every " +
            std::to_string(link.max_connection_delay) + " s, and " + describe_log(config, log_file) + ".";
 }
@@ -281,6 +314,7 @@ config_judgement judge_config_file(const char* path) {
     if (config.links[roam_link].enabled != 0 && config.links[corvane_link].enabled != 0)
         lines.say(lines.line_of("corvane_service_url"),
                   "corvane_service_url: not used, since roam_service_url is given and wins");
+    judge_tls(lines, config.tls);
     std::stable_sort(judgement.findings.begin(), judgement.findings.end(),
                      [](const config_finding& a, const config_finding& b) { return a.line < b.line; });
     judgement.plan = describe_plan(config, log_file);

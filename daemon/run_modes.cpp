@@ -28,11 +28,12 @@ constexpr char control_path[] = "/run/ravd/control.sock";
 constexpr std::int32_t roaming_bus_module = 2;
 constexpr std::int32_t agent_bus_module = 31;
 
-std::unique_ptr<websock_worker> make_link(const link_config& link, safe_queue& to_service, safe_queue& from_service,
-                                          const run_flag& running, int mode) {
+std::unique_ptr<websock_worker> make_link(const agent_config& config, int number, safe_queue& to_service,
+                                          safe_queue& from_service, const run_flag& running, int mode) {
+    const link_config& link = config.links[number];
     return std::make_unique<websock_worker>(to_service, from_service, link.host, link.path,
                                             static_cast<std::uint32_t>(link.port), &running,
-                                            link.initial_connection_delay, link.max_connection_delay, mode);
+                                            link.initial_connection_delay, link.max_connection_delay, mode, config.tls);
 }
 
 std::unique_ptr<ipc_worker> make_bus(const run_flag& running, std::int32_t module_id, safe_queue& out_queue,
@@ -67,7 +68,7 @@ int run_roaming_mode(const agent_config& config) {
     safe_queue to_service;    // ipc_worker -> websock_worker
     safe_queue from_service;  // websock_worker -> ipc_worker
 
-    auto link = make_link(config.links[roam_link], to_service, from_service, roam_link_running, roaming_mode);
+    auto link = make_link(config, roam_link, to_service, from_service, roam_link_running, roaming_mode);
     auto bus = make_bus(roam_bus_running, roaming_bus_module, to_service, from_service);
 
     control_server control(facts(config, "roaming"));
@@ -93,7 +94,7 @@ int run_agent_mode(const agent_config& config) {
     safe_queue from_bus;  // ipc_worker -> rrm_worker
 
     driver_realtek& driver = realtek_driver(&agent_running);
-    auto link = make_link(config.links[corvane_link], to_service, from_service, agent_link_running, corvane_mode);
+    auto link = make_link(config, corvane_link, to_service, from_service, agent_link_running, corvane_mode);
     auto rrm = std::make_unique<rrm_worker>(&agent_running, driver, config.links[corvane_link].location, from_service,
                                             to_service, from_bus, to_bus);
     remove_marker_files();

@@ -71,8 +71,14 @@ bool websock_worker::connect(const std::string& address) {
         return on_lws_event(wsi, reason, user, in, len);
     };
     if (connection_.open(target_, address, event_fd(), on_event)) return true;
-    outage_.note("the connection cannot be started");
+    note_failure("the connection cannot be started");
     return false;
+}
+
+// Of an attempt. What TLS knows about it is nearer to the cause.
+void websock_worker::note_failure(std::string_view reason) {
+    const std::string& tls = connection_.tls_failure();
+    outage_.note(tls.empty() ? reason : tls);
 }
 
 }  // namespace ravd

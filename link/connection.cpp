@@ -47,8 +47,9 @@ connection::connection(const char* name, void (*log_hook)(int level, const char*
 connection::~connection() { close(); }
 
 bool connection::open(const link_target& target, const std::string& address, int wake_fd, lws_callback on_event) {
+    if (target.tls.enabled && !tls_.load(target.tls, target.host)) return false;
     current_lws_callback = std::move(on_event);
-    fill_context_info();
+    fill_context_info(target.tls.enabled);
     // Without debug output libwebsockets need not format what the hook would drop.
     constexpr int levels =
         LLL_ERR | LLL_WARN | LLL_INFO | LLL_DEBUG | LLL_PARSER | LLL_HEADER | LLL_EXT | LLL_CLIENT | LLL_LATENCY;
@@ -80,7 +81,7 @@ void connection::close() {
     wsi_ = nullptr;
 }
 
-void connection::fill_context_info() {
+void connection::fill_context_info(bool with_tls) {
     library& records = *library_;
     std::memset(&records, 0, sizeof records);
     lws_protocols& protocol = records.protocols[0];
@@ -99,6 +100,10 @@ void connection::fill_context_info() {
     info.connect_timeout_secs = connect_limit_s;
     // Else a proxy named in the environment would be looked up, on this thread, and used.
     info.http_proxy_address = "";
+    if (with_tls) {
+        info.options = LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
+        info.provided_client_ssl_ctx = tls_.handle();
+    }
 }
 
 // The service's name goes into the request, its numeric address to the socket.
@@ -108,6 +113,10 @@ void connection::fill_connect_info(const link_target& target, const std::string&
     info.address = address.c_str();
     info.port = static_cast<int>(target.port);
     info.ssl_connection = LCCSCF_HTTP_NO_FOLLOW_REDIRECT;  // nobody may send the access point elsewhere
+    if (target.tls.enabled) {
+        info.ssl_connection |= LCCSCF_USE_SSL;
+        info.alpn = "http/1.1";
+    }
     info.path = target.path.c_str();
     info.host = target.host.c_str();
     info.origin = target.host.c_str();

@@ -12,6 +12,8 @@ std::string websock_worker::describe_status() {
     page.number("port", target_.port);
     page.text("path", target_.path);
     page.text("address", address_);
+    page.flag("tls", target_.tls.enabled);
+    if (target_.tls.enabled) page.text("tls_certificate_end", connection_.certificate_end());
     record_.describe(now_s(), page);
     page.text("last_failure", outage_.last_reason());
     page.flag("left_for_good", unlinked_);

@@ -61,14 +61,15 @@ int websock_worker::on_lws_event(lws* wsi, int reason, void*, void* in, std::siz
 
 void websock_worker::process_client_connection_error(const char* reason, std::size_t len) {
     log_debug(process_log, "%s->%s:%d\n", name(), "process_client_connection_error", __LINE__);
-    if (alive_) outage_.note(reason && len > 0 ? std::string_view(reason, len) : "the connection failed");
+    if (alive_) note_failure(reason && len > 0 ? std::string_view(reason, len) : "the connection failed");
     alive_ = false;
     connection_.set_established(nullptr);
 }
 
 void websock_worker::process_closed() {
     log_debug(process_log, "%s->%s:%d\n", name(), "process_closed", __LINE__);
-    if (alive_) outage_.note(established_ ? "the connection was closed" : "no websocket handshake");
+    if (alive_ && established_) outage_.note("the connection was closed");
+    if (alive_ && !established_) note_failure("no websocket handshake");
     alive_ = false;
     connection_.set_established(nullptr);
 }

@@ -22,11 +22,6 @@ namespace {
 // Enough for the C library's resolver, which keeps its packets on the stack.
 constexpr std::size_t lookup_stack_size = 256 * 1024;
 
-bool is_numeric(const std::string& host) {
-    unsigned char address[sizeof(in6_addr)];
-    return inet_pton(AF_INET, host.c_str(), address) == 1 || inet_pton(AF_INET6, host.c_str(), address) == 1;
-}
-
 // Starts `body` detached, with all signals blocked: handlers run on the main thread. It owns `argument` on success.
 bool start_detached(void* (*body)(void*), void* argument) {
     pthread_attr_t attributes;
@@ -68,6 +63,11 @@ struct resolver::job {
     }
 };
 
+bool is_numeric_address(const std::string& host) {
+    unsigned char address[sizeof(in6_addr)];
+    return inet_pton(AF_INET, host.c_str(), address) == 1 || inet_pton(AF_INET6, host.c_str(), address) == 1;
+}
+
 std::vector<std::string> look_up_addresses(const std::string& host) {
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
@@ -85,7 +85,7 @@ std::vector<std::string> look_up_addresses(const std::string& host) {
 }
 
 resolver::resolver(std::string host, lookup_function lookup)
-    : host_(std::move(host)), lookup_(std::move(lookup)), numeric_(is_numeric(host_)) {}
+    : host_(std::move(host)), lookup_(std::move(lookup)), numeric_(is_numeric_address(host_)) {}
 
 bool resolver::start(int wake_fd) {
     if (numeric_) return true;

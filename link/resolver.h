@@ -12,6 +12,9 @@ namespace ravd {
 // Numeric texts of the addresses of `host`, IPv4 and IPv6, in the system's order; empty when there are none. Blocks.
 std::vector<std::string> look_up_addresses(const std::string& host);
 
+// Whether `host` is an IPv4 or IPv6 address, not a name.
+bool is_numeric_address(const std::string& host);
+
 // Resolves one host again and again. Used by one thread. A look-up runs on a detached thread that shares nothing with
 // the resolver but its result; one that never ends is waited for again by the next start(), so that at most one exists,
 // and it does not hold up the end of the process.

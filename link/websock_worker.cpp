@@ -25,11 +25,11 @@ void hook_corvane(int level, const char* line) {
 
 websock_worker::websock_worker(safe_queue& input, safe_queue& output, const char* host, const char* path,
                                std::uint32_t port, const run_flag* running, std::uint32_t initial_delay_s,
-                               std::uint32_t max_delay_s, int mode, resolver::lookup_function lookup)
+                               std::uint32_t max_delay_s, int mode, tls_settings tls, resolver::lookup_function lookup)
     : abstract_worker(running, mode == roaming_mode ? "websock-roaming" : "websock-rrm", poll_timeout_us,
                       restart_delay_us),
       agent_mode_(mode == corvane_mode),
-      target_{host, path, port},
+      target_{host, path, port, std::move(tls)},
       resolver_(target_.host, std::move(lookup)),
       backoff_(initial_delay_s, max_delay_s),
       outage_(name(), target_.host + ":" + std::to_string(port)),

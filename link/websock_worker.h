@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "core/buffer.h"
 #include "core/safe_queue.h"
@@ -34,7 +35,7 @@ class websock_worker final : public abstract_worker {
     // own.
     websock_worker(safe_queue& input, safe_queue& output, const char* host, const char* path, std::uint32_t port,
                    const run_flag* running, std::uint32_t initial_delay_s, std::uint32_t max_delay_s, int mode,
-                   resolver::lookup_function lookup = look_up_addresses);
+                   tls_settings tls = {}, resolver::lookup_function lookup = look_up_addresses);
     ~websock_worker() override;
 
     // Waits the back-off, serving internal messages meanwhile, and starts the connection.
@@ -67,6 +68,7 @@ class websock_worker final : public abstract_worker {
     void wait_for_message(std::int64_t deadline_s);
     bool resolve_host(std::string& address);
     bool connect(const std::string& address);
+    void note_failure(std::string_view reason);
 
     // websock_worker.cpp
     void ping_timeout();

@@ -146,6 +146,14 @@ TEST(Config, JudgesLinesThatDoNotDoWhatTheirWriterWanted) {
           "3: log_level: \"debug\" is not a number", "3: log_level stands", "4: log_level: only 1, 2, 4 and 8"},
          "ends at once"},
         {"ap_location=home # mine\nlog_file= /l\n", {"1: ap_location: a comment", "2: log_file: the blanks"}, "ends"},
+        {"corvane_service_url=h:1/x\ntls_server_name=s\ntls_key_file=/none\n",
+         {"2: tls_server_name: no effect without", "3: tls_key_file: No such file",
+          "3: tls_key_file: no effect without"},
+         "domain \"default-rrm-domain\", first"},
+        {"corvane_service_url=h:1/x\ntls_ca_file=\ntls_cert_file=/dev\n",
+         {"2: tls_ca_file: No such file", "3: tls_cert_file: not a regular file",
+          "3: tls_cert_file: tls_cert_file and"},
+         "over TLS, where it must be \"h\""},
     };
     const std::string path = fake_system::get().root() + "/judged.conf";
     process_log.mask = 5;

@@ -29,7 +29,7 @@ class link_test : public ::testing::Test {
     void make(std::uint32_t initial = 0, std::uint32_t most = 0, const char* host = "127.0.0.1",
               resolver::lookup_function lookup = look_up_addresses) {
         worker = std::make_unique<websock_worker>(to_service, from_service, host, "/api?x=1", server.port, &running,
-                                                  initial, most, corvane_mode, std::move(lookup));
+                                                  initial, most, corvane_mode, tls_settings{}, std::move(lookup));
         initialized = false;
     }
 
