@@ -6,7 +6,7 @@ A file has a list STORIES of coroutine functions; one that has a parameter is gi
 import argparse
 import asyncio
 import functools
-import importlib.util
+import importlib
 import inspect
 import os
 import sys
@@ -51,10 +51,7 @@ async def play(story):
 
 def stories_of(path):
     sys.path.insert(0, os.path.dirname(os.path.abspath(path)))
-    found = importlib.util.spec_from_file_location(os.path.basename(path)[:-3], path)
-    module = importlib.util.module_from_spec(found)
-    found.loader.exec_module(module)
-    return module.STORIES
+    return importlib.import_module(os.path.basename(path)[:-3]).STORIES
 
 
 async def main(arguments):

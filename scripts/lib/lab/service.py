@@ -1,5 +1,6 @@
 """A radio service for tests: a websocket server of another make, that holds every message against the protocol."""
 import asyncio
+import collections
 import json
 import os
 
@@ -38,7 +39,8 @@ class Link:
 
     def __init__(self, socket):
         self.socket = socket
-        self.history = []  # what was sent and received, for reports
+        self.subscribed = False  # for whoever keeps account of it
+        self.history = collections.deque(maxlen=40)  # what was sent and received last, for reports
         self.waiting = asyncio.Queue()
 
     async def serve(self):
@@ -53,7 +55,7 @@ class Link:
 
     async def send(self, what):
         """A message, or text or bytes as they are."""
-        text = json.dumps(what) if isinstance(what, dict) else what
+        text = what if isinstance(what, (str, bytes)) else json.dumps(what)
         self.history.append(f"-> {str(text[:400])}")
         await self.socket.send(text)
 
@@ -85,7 +87,7 @@ class Link:
     async def silent(self, seconds):
         """Nothing comes."""
         await asyncio.sleep(seconds)
-        check(self.waiting.empty(), "unexpected:", self.history[-3:])
+        check(self.waiting.empty(), "unexpected:", list(self.history)[-3:])
 
     async def closed(self, seconds=PATIENCE):
         """The link ends without a further message."""

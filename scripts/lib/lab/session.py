@@ -47,7 +47,7 @@ class Session(Place):
         """What happened last, for a failure."""
         lines = []
         for number, link in enumerate(self.service.links[-3:], max(len(self.service.links) - 3, 0)):
-            lines += [f"  link {number}: {entry}" for entry in link.history[-12:]]
+            lines += [f"  link {number}: {entry}" for entry in list(link.history)[-12:]]
         for program in (self.ap, self.daemon):
             lines += [f"  {program.name}: {line[:300]}" for line in program.lines[-12:]]
             if program.process and program.process.returncode is not None:
