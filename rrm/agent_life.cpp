@@ -1,6 +1,7 @@
 #include "rrm/agent_life.h"
 
 #include "core/logger.h"
+#include "platform/monotonic.h"
 
 namespace ravd {
 namespace {
@@ -216,10 +217,22 @@ void agent_life::handle(life_event event, const json_reader* message) {
             state_.hostapd_stopped = false;
         else if (row.next_hostapd != same && state_.hostapd == hostapd_state::running)
             state_.hostapd_stopped = true;
-        if (row.next_hostapd != same) state_.hostapd = static_cast<hostapd_state>(row.next_hostapd);
-        if (row.next_link != same) state_.link = static_cast<link_state>(row.next_link);
+        if (row.next_hostapd != same) enter(static_cast<hostapd_state>(row.next_hostapd));
+        if (row.next_link != same) enter(static_cast<link_state>(row.next_link));
+        if (event == life_event::hostapd_announced) ++state_.hostapd_starts;
+        if (event == life_event::refused || event == life_event::busy) ++state_.refusals;
         return;
     }
+}
+
+void agent_life::enter(hostapd_state next) {
+    if (state_.hostapd != next) state_.hostapd_since_ms = monotonic_ms();
+    state_.hostapd = next;
+}
+
+void agent_life::enter(link_state next) {
+    if (state_.link != next) state_.link_since_ms = monotonic_ms();
+    state_.link = next;
 }
 
 }  // namespace ravd

@@ -46,6 +46,9 @@ class agent_life {
     const life_state& state() const { return state_; }
 
   private:
+    void enter(hostapd_state next);
+    void enter(link_state next);
+
     life_state& state_;
     const life_parts parts_;
 };

@@ -8,6 +8,7 @@
 #include "rrm/fast_transition.h"
 #include "rrm/hostapd_watch.h"
 #include "rrm/load_balancing.h"
+#include "rrm/order_check.h"
 #include "rrm/radio_report.h"
 #include "rrm/scan_session.h"
 #include "rrm/station_tables.h"
@@ -25,7 +26,8 @@ struct agent_parts {
 
     agent_context context;
     life_state state;
-    configuration settings{context};
+    order_check orders{context};
+    configuration settings{context, orders};
     radio_report report{context, state, settings};
     station_tables stations{context};
     scan_session scans{context, report};

@@ -15,6 +15,7 @@ enum timer_id : std::int32_t {
     timer_config_changed,
     timer_blocked,
     timer_refill,
+    timer_order_check,
     timer_count
 };
 
@@ -29,7 +30,7 @@ class agent_timers {
     ~agent_timers() = default;
 };
 
-// All but the refilling of the table, which goes on whatever becomes of the link.
+// All but the refilling of the table and the look at orders, which go on whatever becomes of the link.
 inline void cancel_all_timers(agent_timers& timers) {
     for (const timer_id id : {timer_launch_scan, timer_scan_finished, timer_subscribe, timer_rrm_response,
                               timer_probe_response, timer_blocked, timer_config_changed})

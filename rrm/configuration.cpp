@@ -57,13 +57,17 @@ void configuration::apply_radio(const json_reader& entry, bool use_tpc, bool use
     if (use_80211v_) context_.driver.set_roam_attempt_timeout(ifname, entry.get_int("quarn-roam-attempt-timeout"));
     const char* primary = entry.get_string("primary-channel");
     if (context_.driver.radio_wds_enabled(id)) return keeps_settings("carries WDS links");
-    if (power != 0) context_.driver.set_tx_power(ifname, power);
+    if (power != 0) {
+        context_.driver.set_tx_power(ifname, power);
+        orders_.ordered_power(id, power);
+    }
     if (channel != 0) {
         if (bandwidth == 0) bandwidth = 20;
         char line[80];
         std::snprintf(line, sizeof line, "Corvane requested switch channel to %d on %s", channel, ifname);
         sys::system_log(syslog_informational, line);
         context_.driver.set_channel(ifname, channel, bandwidth, sideband_selector(bandwidth, primary));
+        orders_.ordered_channel(id, channel, bandwidth);
     }
 }
 

@@ -2,12 +2,13 @@
 #pragma once
 
 #include "rrm/agent_context.h"
+#include "rrm/order_check.h"
 
 namespace ravd {
 
 class configuration {
   public:
-    explicit configuration(agent_context& context) : context_(context) {}
+    configuration(agent_context& context, order_check& orders) : context_(context), orders_(orders) {}
 
     // The "config" of an accepted subscription, or an "rrm-info".
     void apply_config(const json_reader& config);
@@ -22,6 +23,7 @@ class configuration {
     void apply_radio(const json_reader& entry, bool use_tpc, bool use_dca);
 
     agent_context& context_;
+    order_check& orders_;
     bool use_80211v_ = false;
     bool use_80211r_ = false;
 };

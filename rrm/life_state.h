@@ -22,6 +22,11 @@ enum class link_state : std::uint8_t {
 struct life_state {
     hostapd_state hostapd = hostapd_state::away;
     link_state link = link_state::unlinked;
+    // For who asks: since when, in milliseconds of the monotonic clock, and how often.
+    std::int64_t hostapd_since_ms = 0;
+    std::int64_t link_since_ms = 0;
+    std::int32_t hostapd_starts = 0;
+    std::int32_t refusals = 0;
     bool hostapd_stopped = false;  // it ran, went away, and has not been announced again
 
     // A subscription was confirmed and the link has not dropped since.

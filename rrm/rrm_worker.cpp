@@ -32,6 +32,7 @@ rrm_worker::rrm_worker(const run_flag* running, driver_interface& driver, const 
     timer_callbacks_[timer_config_changed] = [this] { parts_.report.config_changed_due(); };
     timer_callbacks_[timer_blocked] = [this] { parts_.stations.count_blocked_down(); };
     timer_callbacks_[timer_refill] = [this] { parts_.life.handle(life_event::refill_due); };
+    timer_callbacks_[timer_order_check] = [this] { parts_.orders.compare(); };
     driver_.set_activity(&progress());
     from_service_.set_notify([this] { wake(); });
     from_bus_.set_notify([this] { wake(); });

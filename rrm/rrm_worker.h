@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 
 #include "core/safe_queue.h"
 #include "core/worker.h"
@@ -40,6 +41,7 @@ class rrm_worker final : public abstract_worker, private agent_timers {
     scan_session& scans() { return parts_.scans; }
 
   private:
+    std::string describe_status() override;
     void arm(timer_id id, std::int64_t delay_s) override;  // with the id's own callback
     void cancel(timer_id id) override;
     void drop_unread();

@@ -11,6 +11,8 @@
 #include "core/logger.h"
 #include "driver/chanspec.h"
 #include "message/mac_addr.h"
+#include "message/status_page.h"
+#include "platform/monotonic.h"
 #include "platform/system.h"
 
 namespace ravd {
@@ -133,6 +135,10 @@ void scan_session::report_rounds(const ap_table* rounds, std::size_t count) {
             if (!rounds[i].empty()) add_round(environment, rounds[i]);
     }
     send_json(context_.to_service, message);
+    reported_ms_ = monotonic_ms();
+    reported_entries_ = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        reported_entries_ += rounds[i].size();
 }
 
 // As text, a few entries at a time: one tree of five full rounds would take twelve times their text.
@@ -156,6 +162,16 @@ void scan_session::add_round(json_writer& environment, const ap_table& heard) {
 
 void scan_session::stop() {
     if (context_.driver.is_scanning()) context_.driver.stop_scan(active_scan_);
+}
+
+void scan_session::describe(status_page& page) const {
+    const bool running = context_.driver.is_scanning();
+    page.flag("running", running);
+    if (running) page.text("kind", active_scan_ ? "active" : "rrm");
+    if (running && active_scan_) page.number("round", scan_round_ + 1);
+    if (reported_ms_ == 0) return;
+    page.number("reported_entries", static_cast<std::int64_t>(reported_entries_));
+    page.number("reported_s", (monotonic_ms() - reported_ms_) / 1000);
 }
 
 void scan_session::clear_results() {

@@ -8,6 +8,8 @@
 
 namespace ravd {
 
+class status_page;
+
 class scan_session {
   public:
     static constexpr std::uint32_t scan_rounds = 5;
@@ -31,6 +33,8 @@ class scan_session {
     // Ends a scan in progress without a report.
     void stop();
     void clear_results();
+    // The scan in progress, and the last report.
+    void describe(status_page& page) const;
 
   private:
     void parse_scan_channels(const char* text);
@@ -43,8 +47,10 @@ class scan_session {
     channel_set scan_channels_2g_;
     channel_set scan_channels_5g_;
     std::uint32_t scan_round_ = 0;
-    round_tables scan_results_;        // of the scan in progress
-    ap_table delayed_results_;         // of an RRM scan whose report waits
+    round_tables scan_results_;  // of the scan in progress
+    ap_table delayed_results_;   // of an RRM scan whose report waits
+    std::size_t reported_entries_ = 0;
+    std::int64_t reported_ms_ = 0;     // of the monotonic clock; 0: no report yet
     bool active_scan_ = false;         // five rounds; else a single RRM round
     std::int32_t response_delay_ = 0;  // seconds between an RRM scan and its report
 };

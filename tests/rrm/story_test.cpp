@@ -32,8 +32,8 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
 
     // Names of the agent's timers, by id.
     static timer_id next_timer(fields in) {
-        const char* const names[] = {"launch", "round",  "subscribe", "response",
-                                     "probes", "config", "blocked",   "refill"};
+        const char* const names[] = {"launch", "round",   "subscribe", "response", "probes",
+                                     "config", "blocked", "refill",    "orders"};
         const std::string name = next<std::string>(in);
         const auto at = std::find(std::begin(names), std::end(names), name);
         EXPECT_NE(at, std::end(names)) << name;
@@ -81,6 +81,7 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
              for (auto& [flag, field] : {std::pair{"up", &radio.up}, {"wds", &radio.wds}, {"coex", &radio.coex}})
                  if (name == flag) *field = value != 0;
              if (name == "power") radio.power = value;
+             if (name == "chanspec") radio.chanspec = static_cast<std::uint32_t>(value);
              if (name == "configured") radio.configured = static_cast<std::uint32_t>(value);
          }},
         {"vap",
@@ -182,7 +183,8 @@ TEST_P(story, told) {
 
 INSTANTIATE_TEST_SUITE_P(agent, story,
                          ::testing::Values("hostapd", "subscription", "deferring", "radios", "versions",
-                                           "configuration", "scans", "clients", "overload", "fast_transition"));
+                                           "configuration", "scans", "clients", "overload", "fast_transition",
+                                           "orders"));
 
 }  // namespace
 }  // namespace ravd::testing
