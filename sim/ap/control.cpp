@@ -23,22 +23,71 @@ bool is_leaving_event(const std::string& name) {
 
 }  // namespace
 
+const std::vector<control::command>& control::commands() {
+    static const std::vector<command> table = {
+        {"hostapd", "start | stop | restart [MILLISECONDS]", "hostapd's life; a restart pauses for 1000 ms",
+         &control::run_hostapd},
+        {"station", "join MAC VAP [RSSI] [no-v] [stays] | leave MAC [EVENT] | roam MAC BSSID",
+         "a station comes, goes or moves", &control::run_station},
+        {"radio", "0|1 up | down | coex on | coex off", "an interface, and 20/40 MHz coexistence", &control::run_radio},
+        {"config", "set PATH TEXT | get PATH | remove PATH", "settings, as an administrator changes them",
+         &control::run_config},
+        {"fault", "TARGET KIND [VALUE] [on IFNAME] [times N] | list | clear [TARGET]",
+         "makes a call of the driver, iwpriv, wpa_cli, config or porterd go wrong", &control::run_fault},
+        {"notify", "hostapd_started | scoutd_started | config_updated | timezone_changed", "raises a notification",
+         &control::run_notify},
+        {"show", "state | stations | neighbours [--json]", "what there is, for people; with --json on one line",
+         &control::run_show},
+        {"help", "[COMMAND]", "this list, or one command of it", &control::run_help},
+        {"quit", "", "ends the access point", &control::run_quit},
+    };
+    return table;
+}
+
+const control::command* control::find(const std::string& word) {
+    for (const command& one : commands())
+        if (word == one.word) return &one;
+    return nullptr;
+}
+
 std::string control::run(const std::string& line) {
+    words given;
     std::string_view rest = line;
     const std::string verb(take_word(rest));
-    if (verb == "config") return run_config(rest);
-    words given;
-    if (!split_words(line, given)) return error("a quote or bracket is not closed");
+    // A setting's text is taken as it stands.
+    if (verb == "config")
+        given = {verb, std::string(rest)};
+    else if (!split_words(line, given))
+        return error("a quote or bracket is not closed");
     if (given.empty()) return error("an empty line");
-    if (verb == "hostapd") return run_hostapd(given);
-    if (verb == "station") return run_station(given);
-    if (verb == "radio") return run_radio(given);
-    if (verb == "fault") return run_fault(given);
-    if (verb == "notify") return run_notify(given);
-    if (verb == "show") return run_show(given);
-    if (verb == "quit") return run_quit(given);
-    return error("unknown command \"" + verb +
-                 "\"; there are hostapd, station, radio, config, fault, notify, show, quit");
+    if (const command* known = find(verb)) return (this->*known->run)(given);
+    return unknown(verb);
+}
+
+std::string control::unknown(const std::string& verb) {
+    std::vector<std::string> names;
+    std::string list;
+    for (const command& one : commands()) {
+        names.push_back(one.word);
+        list += (list.empty() ? "" : ", ") + names.back();
+    }
+    const std::string meant = nearest(verb, names);
+    return error("unknown command \"" + verb + "\"; " +
+                 (meant.empty() ? "there are " + list : "did you mean " + meant + "?"));
+}
+
+std::string control::expected(const words& given) {
+    return error("expected: " + given[0] + " " + find(given[0])->usage);
+}
+
+std::string control::run_help(const words& given) {
+    const command* only = given.size() > 1 ? find(given[1]) : nullptr;
+    if (given.size() > 1 && !only) return unknown(given[1]);
+    std::string text;
+    for (const command& one : commands())
+        if (!only || only == &one)
+            text += std::string("  ") + one.word + " " + one.usage + "\n        " + one.help + "\n";
+    return text + ok();
 }
 
 std::string control::run_hostapd(const words& given) {
@@ -49,7 +98,7 @@ std::string control::run_hostapd(const words& given) {
     if (given.size() == 2 && what == "start") return outcome(used_.daemon.start());
     if (given.size() == 2 && what == "stop") return outcome(used_.daemon.stop());
     if (given.size() == 2 && what == "restart") return outcome(used_.daemon.restart(pause_ms));
-    return error("expected: hostapd start | stop | restart [MILLISECONDS]");
+    return expected(given);
 }
 
 std::string control::run_station(const words& given) {
@@ -80,13 +129,12 @@ std::string control::run_station(const words& given) {
         if (!target) return error("\"" + given[3] + "\" is not a hardware address");
         return outcome(used_.stations.roam(*mac, *target));
     }
-    return error("expected: station join MAC VAP [RSSI] [no-v] [stays] | leave MAC [EVENT] | roam MAC BSSID");
+    return expected(given);
 }
 
 std::string control::run_radio(const words& given) {
     int number = 0;
-    if (given.size() < 3 || !parse_number(given[1], 0, radio_count - 1, number))
-        return error("expected: radio 0|1 up | down | coex on | coex off");
+    if (given.size() < 3 || !parse_number(given[1], 0, radio_count - 1, number)) return expected(given);
     radio_state& radio = used_.ap.radios[static_cast<std::size_t>(number)];
     if (given.size() == 3 && (given[2] == "up" || given[2] == "down")) {
         used_.daemon.set_radio(radio, given[2] == "up");
@@ -97,16 +145,17 @@ std::string control::run_radio(const words& given) {
         used_.files.refresh();
         return ok();
     }
-    return error("expected: radio 0|1 up | down | coex on | coex off");
+    return expected(given);
 }
 
-std::string control::run_config(std::string_view rest) {
+std::string control::run_config(const words& given) {
+    std::string_view rest = given[1];
     const std::string what(take_word(rest));
     const std::string path(take_word(rest));
     config_store& config = used_.ap.config;
     if (what == "set" && !path.empty()) return set_config(path, std::string(rest));
     const bool known = (what == "get" || what == "remove") && !path.empty() && trimmed(rest).empty();
-    if (!known) return error("expected: config set PATH TEXT | get PATH | remove PATH");
+    if (!known) return expected(given);
     json_object* value = config.find(path);
     if (!value) return error(path + " is not configured");
     if (what == "get") return ok(json_compact(value));
@@ -145,15 +194,20 @@ std::string control::run_notify(const words& given) {
     if (given.size() == 2)
         for (const char* name : known)
             if (given[1] == name) return used_.files.notify(name), ok();
-    return error("expected: notify hostapd_started | scoutd_started | config_updated | timezone_changed");
+    return expected(given);
 }
 
 std::string control::run_show(const words& given) {
-    const std::string what = given.size() == 2 ? given[1] : "";
-    if (what == "state") return ok(state_text(used_.ap, used_.files.agent_connected()));
-    if (what == "stations") return ok(stations_text(used_.ap, used_.stations));
-    if (what == "neighbours") return ok(neighbours_text(used_.ap));
-    return error("expected: show state | stations | neighbours");
+    const bool json = given.size() == 3 && given[2] == "--json";
+    const std::string what = json || given.size() == 2 ? given[1] : "";
+    const bool subscribed = used_.files.agent_connected();
+    if (what == "state")
+        return json ? ok(state_text(used_.ap, subscribed)) : state_view(used_.ap, subscribed) + "\n" + ok();
+    if (what == "stations")
+        return json ? ok(stations_text(used_.ap, used_.stations))
+                    : stations_view(used_.ap, used_.stations) + "\n" + ok();
+    if (what == "neighbours") return json ? ok(neighbours_text(used_.ap)) : neighbours_view(used_.ap) + "\n" + ok();
+    return expected(given);
 }
 
 std::string control::run_quit(const words& given) {

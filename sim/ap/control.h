@@ -1,9 +1,9 @@
-// Text commands that a user or a script gives: one line each, one line of answer, "ok ..." or "error ...".
+// Text commands that a user or a script gives: one line each. The answer ends with a line "ok ..." or "error ..."; what
+// is for people to read stands before it.
 #pragma once
 
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "sim/ap/access_point.h"
@@ -37,13 +37,26 @@ class control {
     std::string run_hostapd(const words& given);
     std::string run_station(const words& given);
     std::string run_radio(const words& given);
-    // `rest` as it was typed: a setting's text goes to the line's end and may hold blanks, or nothing.
-    std::string run_config(std::string_view rest);
+    // The second word is all that follows: a setting's text may hold blanks, or be empty.
+    std::string run_config(const words& given);
     std::string set_config(const std::string& path, const std::string& text);
     std::string run_fault(const words& given);
     std::string run_notify(const words& given);
     std::string run_show(const words& given);
+    std::string run_help(const words& given);
     std::string run_quit(const words& given);
+
+    struct command {
+        const char* word;
+        const char* usage;
+        const char* help;
+        std::string (control::*run)(const words&);
+    };
+    static const std::vector<command>& commands();
+    static const command* find(const std::string& word);
+    static std::string unknown(const std::string& verb);
+    // How the command is to be used.
+    static std::string expected(const words& given);
 
     parts used_;
     std::function<void()> faults_changed_;
@@ -54,5 +67,9 @@ class control {
 std::string state_text(const access_point& ap, bool agent_connected);
 std::string stations_text(const access_point& ap, const station_book& stations);
 std::string neighbours_text(const access_point& ap);
+// The same as tables for people; no line begins without a blank.
+std::string state_view(const access_point& ap, bool agent_connected);
+std::string stations_view(const access_point& ap, const station_book& stations);
+std::string neighbours_view(const access_point& ap);
 
 }  // namespace ravd::sim

@@ -1,14 +1,11 @@
 // ravd-sim-ap: a whole access point without hardware, described by a scenario file.
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "platform/sim/socket_io.h"
-#include "platform/unique_fd.h"
 #include "sim/ap/simulator.h"
+#include "sim/common/tell.h"
 #include "tools/common/options.h"
 
 namespace {
@@ -64,21 +61,6 @@ ravd::options_result read_arguments(int argc, char** argv, arguments& given, std
     return error.empty() ? options_result::run : options_result::wrong;
 }
 
-int tell(const arguments& given) {
-    const std::string path = given.options.directory + "/control.sock";
-    const ravd::unique_fd socket = connect_unix(path);
-    const std::string line = given.command + "\n";
-    if (!socket || !send_all(socket.get(), line.data(), line.size())) {
-        std::fprintf(stderr, "ravd-sim-ap: %s: %s\n", path.c_str(), std::strerror(errno));
-        return 2;
-    }
-    std::string answer;
-    for (char c; receive_all(socket.get(), &c, 1) && c != '\n';)
-        answer += c;
-    std::printf("%s\n", answer.c_str());
-    return answer.compare(0, 2, "ok") == 0 ? 0 : 1;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -86,7 +68,7 @@ int main(int argc, char** argv) {
     std::string reason;
     const ravd::options_result result = read_arguments(argc, argv, given, reason);
     if (const auto status = ravd::end_early(result, "ravd-sim-ap", usage, reason)) return *status;
-    if (!given.command.empty()) return tell(given);
+    if (!given.command.empty()) return tell("ravd-sim-ap", given.options.directory + "/control.sock", given.command);
     scenario wanted;
     if (!load_scenario(given.scenario_path, wanted, reason)) {
         std::fprintf(stderr, "ravd-sim-ap: %s\n", reason.c_str());

@@ -24,6 +24,23 @@ std::size_t utf8_length(std::string_view text) {
     return length;
 }
 
+// Letters to change, add or leave out until one text is the other.
+std::size_t distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j)
+        row[j] = j;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t changed = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, row[j + 1] + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
@@ -78,6 +95,17 @@ bool split_words(std::string_view text, std::vector<std::string>& words) {
     }
     if (started) words.push_back(std::move(word));
     return !quoted && depth == 0;
+}
+
+std::string nearest(std::string_view word, const std::vector<std::string>& known) {
+    std::string best;
+    std::size_t least = std::min<std::size_t>(3, word.size() / 2 + 1);
+    for (const std::string& one : known) {
+        const std::size_t apart = distance(word, one);
+        if (apart < least) best = one;
+        least = std::min(least, apart);
+    }
+    return best;
 }
 
 std::string printable(std::string_view text, std::size_t limit) {

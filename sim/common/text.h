@@ -16,6 +16,9 @@ std::string_view take_word(std::string_view& text);
 // brackets of inline JSON at the start of a word or behind "key=". False when a quote or bracket is not closed.
 bool split_words(std::string_view text, std::vector<std::string>& words);
 
+// The one of `known` that was probably meant by `word`: one or two letters apart, or none.
+std::string nearest(std::string_view word, const std::vector<std::string>& known);
+
 // `text` fit for a terminal: control characters and invalid UTF-8 become '?', at most `limit` bytes.
 std::string printable(std::string_view text, std::size_t limit = std::string::npos);
 

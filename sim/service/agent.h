@@ -32,7 +32,8 @@ struct agent {
     bool subscribed = false;
     std::uint64_t violations = 0;
     std::map<std::string, std::uint64_t> received;  // per cmd; unknown ones together as "other"
-    std::vector<radio_view> radios;                 // last description
+    std::vector<radio_view> radios;                 // last description, with the clients as they came and went since
+    double last_heard = 0;                          // monotonic seconds
     std::vector<reported_bss> environment;          // last report
     scan_progress scan;
     std::unique_ptr<pilot> autopilot;

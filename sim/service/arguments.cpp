@@ -45,6 +45,11 @@ bool parse_command_line(std::string_view line, command_line& out, std::string& e
         out.to = target::all;
         text = after;
     }
+    after = text;
+    if (take_word(after) == "unchecked") {
+        out.unchecked = true;
+        text = trimmed(after);
+    }
     if (text.empty()) {
         error = "a command is missing";
         return false;

@@ -19,14 +19,15 @@ enum class target { newest, one, all };
 struct command_line {
     target to = target::newest;
     std::string selector;  // number or ap-mac, for target::one
-    std::string word;      // the command
-    std::string rest;      // what follows it, as typed
+    bool unchecked = false;
+    std::string word;  // the command
+    std::string rest;  // what follows it, as typed
     std::vector<argument> args;
 };
 
-// "[agent N|agent MAC|all] COMMAND ARGUMENTS...". A line that begins with '{' or '[' is the command "text". Its words
-// are split as by split_words(). False with the reason in `error`; an empty line
-// or a comment (#) gives an empty word.
+// "[agent N|agent MAC|all] [unchecked] COMMAND ARGUMENTS...". A line that begins with '{' or '[' is the command "text".
+// Its words are split as by split_words(). False with the reason in `error`; an empty line or a comment (#) gives an
+// empty word.
 bool parse_command_line(std::string_view line, command_line& out, std::string& error);
 
 // A whole decimal number of 32 bits, nothing else.

@@ -6,6 +6,7 @@
 
 #include "sim/common/text.h"
 #include "sim/service/command_table.h"
+#include "sim/service/order_check.h"
 
 namespace ravd::sim {
 namespace {
@@ -17,20 +18,60 @@ const command* find_command(const std::string& word) {
     return nullptr;
 }
 
+std::string help_line(const char* word, const char* usage, const char* help) {
+    return std::string("  ") + word + (*usage ? " " : "") + usage + "\n        " + help;
+}
+
+constexpr const char* help_usage = "[COMMAND]";
+constexpr const char* help_help = "this list, or one command of it";
+
 std::string help_text() {
-    std::string text = "[agent N|agent MAC|all] COMMAND...; without an agent the newest is meant";
-    const auto line = [&](const char* word, const char* usage, const char* help) {
-        text += std::string("\n  ") + word + (*usage ? " " : "") + usage + "\n        " + help;
-    };
-    text += "\nOrders of the protocol:";
+    std::string text =
+        "[agent N|agent MAC|all] [unchecked] COMMAND...; without an agent the newest is meant. Orders are checked\n"
+        "against the protocol and the agent's radios first, unless they are \"unchecked\".\n"
+        "Orders of the protocol:\n";
     for (const order& o : order_table())
-        line(o.word, o.usage, o.help);
-    text += "\nThe link and the service:";
+        text += help_line(o.word, o.usage, o.help) + "\n";
+    text += "The link and the service:\n";
     for (const auto* table : {&link_commands(), &service_commands()})
         for (const command& entry : *table)
-            line(entry.word, entry.usage, entry.help);
-    line("help", "", "this list");
-    return text;
+            text += help_line(entry.word, entry.usage, entry.help) + "\n";
+    return text + help_line("help", help_usage, help_help);
+}
+
+std::vector<std::string> command_words() {
+    std::vector<std::string> words = {"help"};
+    for (const order& o : order_table())
+        words.push_back(o.word);
+    for (const auto* table : {&link_commands(), &service_commands()})
+        for (const command& entry : *table)
+            words.push_back(entry.word);
+    return words;
+}
+
+line_result unknown_command(const std::string& word) {
+    const std::string meant = nearest(word, command_words());
+    line_result result;
+    result.good = false;
+    result.reply = "unknown command " + printable(word, 40) + "; try " + (meant.empty() ? "help" : meant);
+    return result;
+}
+
+line_result help(const std::string& word) {
+    line_result result;
+    const order* o = find_order(word);
+    const command* entry = find_command(word);
+    if (word.empty())
+        result.reply = help_text();
+    else if (word == "help")
+        result.reply = help_line("help", help_usage, help_help);
+    else if (o)
+        result.reply = help_line(o->word, o->usage, o->help);
+    else if (entry)
+        result.reply = help_line(entry->word, entry->usage, entry->help);
+    else
+        return unknown_command(word);
+    return result;
 }
 
 bool same_mac(const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
@@ -53,15 +94,21 @@ std::string select(lab& service, const command_line& line, std::vector<agent*>& 
 }
 
 void run_order(lab& service, const order& o, const command_line& line, agent& who, line_result& result) {
+    const command_call call = {service, &who, line, result};
     std::string error;
     const json_ptr message = o.build(who.orders, line.args, error);
     if (!message) {
-        result.good = false;
-        result.reply = std::string(o.word) + ": " + error;
-    } else if (!service.send_message(who, message)) {
-        result.good = false;
-        result.reply = who.name() + ": the link is gone or too much output waits";
+        call.fail(std::string(o.word) + ": " + error);
+        return;
     }
+    const order_judgement verdict = line.unchecked ? order_judgement() : judge_order(message.get(), who.radios);
+    if (!verdict.fault.empty())
+        call.fail(std::string(o.word) + ": " + verdict.fault + "; \"unchecked\" before it sends it all the same");
+    else if (!service.send_message(who, message))
+        call.fail(who.name() + ": the link is gone or too much output waits");
+    else
+        for (const std::string& warning : verdict.warnings)
+            call.add("warning: " + warning);
 }
 
 }  // namespace
@@ -74,17 +121,10 @@ line_result run_command(lab& service, const std::string& text) {
         return result;
     }
     if (line.word.empty()) return result;
-    if (line.word == "help") {
-        result.reply = help_text();
-        return result;
-    }
+    if (line.word == "help") return help(line.args.empty() ? "" : line.args[0].value);
     const order* o = find_order(line.word);
     const command* entry = find_command(line.word);
-    if (!o && !entry) {
-        result.good = false;
-        result.reply = "unknown command " + printable(line.word, 40) + "; try help";
-        return result;
-    }
+    if (!o && !entry) return unknown_command(line.word);
     std::vector<agent*> targets;
     const bool needs_agent = o || entry->needs_agent;
     const std::string problem = select(service, line, targets);

@@ -41,7 +41,8 @@ void lab::stop_on(int fd) {
 
 int lab::run() {
     loop_.run();
-    if (violations_ > 0) std::printf("%llu violations of the protocol\n", static_cast<unsigned long long>(violations_));
+    if (violations_ > 0 && !options_.automatic.json)
+        std::printf("%llu violations of the protocol\n", static_cast<unsigned long long>(violations_));
     std::fflush(stdout);
     if (status_ != 0) return status_;
     if (wait_failed_) return 2;
@@ -76,6 +77,7 @@ bool lab::send_bytes(agent& to, outgoing item, const std::string& shown, json_ob
 }
 
 void lab::say(const agent* who, const std::string& text) {
+    if (options_.automatic.json) return;  // verdicts only
     const std::string name = who ? " " + who->name() : "";
     std::printf("%s%s %s\n", time_of_day().c_str(), name.c_str(), text.c_str());
     std::fflush(stdout);
@@ -155,12 +157,18 @@ void lab::rrm_message(agent& who, json_object* message) {
         violation(who, fault);
     if (!who.subscribed && needs_subscription(cmd)) violation(who, cmd + " without a subscription");
     const double now = monotonic_seconds();
-    if (json_member(message, "radios") && cmd != "rrm-probe-response") who.radios = read_radios(message);
+    who.last_heard = now;
+    if (json_member(message, "radios") && cmd != "rrm-probe-response") {
+        std::vector<radio_view> described = read_radios(message);
+        keep_clients(who.radios, described);
+        who.radios = std::move(described);
+    }
+    follow_clients(message, who.radios);
     if (cmd == "rrm-response") who.environment = read_environment(message);
     if (cmd == "rrm-response") tell_progress(who, who.scan.reported(now));
     if (cmd == "rrm-disassoc-all-clients") tell_progress(who, who.scan.given_up());
     if (cmd == "rrm-response" && !options_.quiet) {
-        std::printf("%s\n%s\n", environment_table(who.environment).c_str(),
+        std::printf("%s heard\n%s\n%s\n", who.name().c_str(), environment_table(who.environment).c_str(),
                     occupancy_chart(who.radios, who.environment).c_str());
         std::fflush(stdout);
     }
@@ -199,7 +207,17 @@ void lab::note_sent(agent& who, json_object* message) {
 std::unique_ptr<pilot> lab::make_pilot(agent& who) {
     return std::make_unique<pilot>(
         options_.automatic, who.orders, [this, &who](const json_ptr& message) { return send_message(who, message); },
-        [this, &who](const std::string& text) { say(&who, "auto: " + text); });
+        [this, &who](const std::string& text) { say(&who, "auto: " + text); },
+        [this, &who](const json_ptr& verdict) { tell_verdict(who, verdict); });
+}
+
+void lab::tell_verdict(const agent& who, const json_ptr& verdict) {
+    if (!options_.automatic.json) return;
+    json_put(verdict.get(), "time", timestamp());
+    json_put(verdict.get(), "agent", static_cast<int>(who.number));
+    json_put(verdict.get(), "ap-mac", who.orders.ap_mac);
+    std::printf("%s\n", json_compact(verdict.get()).c_str());
+    std::fflush(stdout);
 }
 
 void lab::note_accepted(agent& who) {
@@ -233,7 +251,8 @@ void lab::look_at_clock() {
 
 void lab::check_automatic_end() {
     if (!options_.automatic.exit_when_verified || pilots_done_ < options_.automatic.agents) return;
-    std::printf("automatic mode: %u of %u agents verified\n", pilots_done_ - pilots_failed_, pilots_done_);
+    if (!options_.automatic.json)
+        std::printf("automatic mode: %u of %u agents verified\n", pilots_done_ - pilots_failed_, pilots_done_);
     quit(pilots_failed_ > 0 ? 1 : 0);
 }
 

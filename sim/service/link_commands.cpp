@@ -97,11 +97,13 @@ bool do_stats(const command_call& c) {
 bool do_show(const command_call& c) {
     const std::string what = c.word(0);
     const bool all = what.empty();
+    if (!all && what != "radios" && what != "neighbours" && what != "clients" && what != "chart")
+        return c.fail("show takes radios, neighbours, clients or chart");
+    c.add(c.who->name());
     if (all || what == "radios") c.add(radio_table(c.who->radios));
     if (all || what == "neighbours") c.add(environment_table(c.who->environment));
     if (all || what == "clients") c.add(client_table(c.who->radios));
     if (all || what == "chart") c.add(occupancy_chart(c.who->radios, c.who->environment));
-    if (c.result.reply.empty()) return c.fail("show takes radios, neighbours, clients or chart");
     return true;
 }
 

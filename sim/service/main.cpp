@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "sim/common/tell.h"
 #include "sim/service/lab.h"
 #include "sim/service/options.h"
 
@@ -27,6 +28,7 @@ int main(int argc, char** argv) {
     std::string error;
     const ravd::options_result result = ravd::sim::parse_options(argc, argv, options, error);
     if (const auto status = ravd::end_early(result, "ravd-sim-service", ravd::sim::usage_text(), error)) return *status;
+    if (!options.tell.empty()) return ravd::sim::tell("ravd-sim-service", options.control, options.tell);
     if (pipe2(signal_pipe, O_CLOEXEC | O_NONBLOCK) != 0) return 2;
     struct sigaction action = {};
     action.sa_handler = stop;

@@ -9,6 +9,7 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
     auto_options& automatic = out.automatic;
     const auto protocol = [&](const std::string& name) { return listening.sub_protocols.push_back(name), true; };
     const auto channels = [&](const std::string& list) { return parse_channels(list, automatic.channels); };
+    const auto tell = [&](const std::string& command) { return !(out.tell = command).empty(); };
     const char* const seconds = "a number from 1 to 86400";
     const char* const agents = "a number from 1 to 100000";
     std::string config;
@@ -18,6 +19,7 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
         {"--protocol", 0, option_value::one, "a name", protocol},
         number_option("--max-agents", 0, agents, 1, 100000, listening.max_links),
         text_option("--control", 'c', out.control),
+        {"--tell", 0, option_value::rest, "a command", tell},
         flag_option("--no-input", 0, out.no_input),
         text_option("--log", 'l', out.log_file),
         flag_option("--quiet", 'q', out.quiet),
@@ -31,6 +33,7 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
         number_option("--auto-apply-timeout", 0, seconds, 1, 86400, automatic.apply_timeout),
         number_option("--auto-interval", 0, "a number from 0 to 86400", 0, 86400, automatic.interval),
         number_option("--auto-agents", 0, agents, 1, 100000, automatic.agents),
+        flag_option("--json", 0, automatic.json),
         flag_option("--exit-when-verified", 0, automatic.exit_when_verified),
     };
     std::vector<std::string> words;
@@ -41,7 +44,12 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
         return options_result::wrong;
     }
     if (!config.empty() && !read_inline_or_file(config, out.config, error)) return options_result::wrong;
-    if (automatic.exit_when_verified) automatic.enabled = true;
+    if (!out.tell.empty() && out.control.empty()) {
+        error = "--tell needs --control";
+        return options_result::wrong;
+    }
+    if (automatic.exit_when_verified || automatic.json) automatic.enabled = true;
+    if (automatic.json) out.quiet = true;
     return options_result::run;
 }
 
@@ -52,6 +60,8 @@ const char* usage_text() {
            "  -p, --port N              listen on this port; 0, the default, takes any free one\n"
            "  -b, --bind ADDRESS        listen on this IPv4 address (127.0.0.1)\n"
            "  -c, --control PATH        also take commands from this Unix socket\n"
+           "      --tell COMMAND...     give one command to the service that listens on --control PATH, print its\n"
+           "                            answer and end: status 0 for ok, 1 for an error, 2 when none listens there\n"
            "      --no-input            leave standard input alone\n"
            "  -l, --log FILE            append every message, both ways, as JSON lines (\"-\": standard output)\n"
            "  -q, --quiet               print no messages\n"
@@ -67,6 +77,8 @@ const char* usage_text() {
            "      --auto-interval N     seconds between two rounds (0)\n"
            "      --auto-scan-timeout N   seconds to wait for the report of a scan (180)\n"
            "      --auto-apply-timeout N  seconds to wait until the radios show what was ordered (60)\n"
+           "      --json                print a JSON line for every radio of every round, and nothing else; implies\n"
+           "                            --auto\n"
            "      --exit-when-verified  end when --auto-agents N (1) agents are done: status 0 when every radio\n"
            "                            shows what was ordered, 1 otherwise; implies --auto\n"
            "\n"

@@ -16,6 +16,7 @@ struct auto_options {
     unsigned apply_timeout = 60;  // seconds
     unsigned interval = 0;        // seconds between rounds
     bool exit_when_verified = false;
+    bool json = false;    // verdicts as JSON lines, and nothing else
     unsigned agents = 1;  // how many agents have to finish
 };
 
@@ -26,6 +27,7 @@ struct service_options {
     bool no_input = false;
     std::string log_file;
     std::string control;
+    std::string tell;    // a command for the service that listens on `control`
     std::string domain;  // sent in "subscribe-response" when not empty
     std::string config;  // its "config" object, as JSON text
     auto_options automatic;

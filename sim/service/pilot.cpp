@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "sim/service/presentation.h"
+
 namespace ravd::sim {
 namespace {
 
@@ -30,8 +32,8 @@ std::string tail_of(const std::string& text) { return text.empty() ? "" : " (" +
 }  // namespace
 
 pilot::pilot(const auto_options& options, order_context& context, sender send,
-             std::function<void(const std::string&)> say)
-    : options_(options), context_(context), send_(std::move(send)), say_(std::move(say)) {}
+             std::function<void(const std::string&)> say, std::function<void(const json_ptr&)> judged)
+    : options_(options), context_(context), send_(std::move(send)), say_(std::move(say)), judged_(std::move(judged)) {}
 
 void pilot::subscribed(double now) {
     if (phase_ != phase::unsubscribed) return;
@@ -95,6 +97,7 @@ void pilot::finish_round(double now) {
         passed_ = passed_ && fault.empty();
         say_((fault.empty() ? "PASS" : "FAIL") + std::string(" radio ") + std::to_string(d.radio) + " " + setting(d) +
              (fault.empty() ? "" : ": " + fault));
+        judged_(verdict(d, fault));
     }
     say_("after " + std::to_string(static_cast<int>(now - started_)) + " s and " + std::to_string(changes_seen_) +
          " rrm-config-changed");
@@ -103,8 +106,30 @@ void pilot::finish_round(double now) {
     due_ = now + options_.interval;
 }
 
+json_ptr pilot::verdict(const decision& d, const std::string& fault) const {
+    json_ptr object = new_json_object();
+    json_put(object.get(), "round", static_cast<int>(round_ + 1));
+    json_put(object.get(), "radio", d.radio);
+    json_put(object.get(), "channel", d.channel);
+    json_put(object.get(), "bandwidth", d.bandwidth);
+    json_put(object.get(), "primary-channel", d.primary);
+    json_put(object.get(), "power", d.power);
+    json_put(object.get(), "load", json_ptr(json_object_new_double_s(d.load, two_digits(d.load).c_str())));
+    json_put(object.get(), "load-before",
+             json_ptr(json_object_new_double_s(d.current_load, two_digits(d.current_load).c_str())));
+    json_put(object.get(), "reason", d.reason);
+    json_put_flag(object.get(), "passed", fault.empty());
+    if (!fault.empty()) json_put(object.get(), "fault", fault);
+    return object;
+}
+
 void pilot::fail(const std::string& why) {
     say_("FAIL " + why);
+    json_ptr object = new_json_object();
+    json_put(object.get(), "round", static_cast<int>(round_ + 1));
+    json_put_flag(object.get(), "passed", false);
+    json_put(object.get(), "fault", why);
+    judged_(object);
     passed_ = false;
     phase_ = phase::done;
 }

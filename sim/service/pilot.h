@@ -16,9 +16,9 @@ class pilot {
   public:
     using sender = std::function<bool(const json_ptr& message)>;
     // `context` is the agent's and outlives the pilot. `send` delivers an order to the agent; `say` prints a line about
-    // it. Times are monotonic seconds.
-    pilot(const auto_options& options, order_context& context, sender send,
-          std::function<void(const std::string&)> say);
+    // it; `judged` gets each radio's verdict as an object when a round ends. Times are monotonic seconds.
+    pilot(const auto_options& options, order_context& context, sender send, std::function<void(const std::string&)> say,
+          std::function<void(const json_ptr& verdict)> judged);
 
     // The agent's subscription was answered with success.
     void subscribed(double now);
@@ -39,11 +39,13 @@ class pilot {
     void order_scan(double now);
     void finish_round(double now);
     void fail(const std::string& why);
+    json_ptr verdict(const decision& d, const std::string& fault) const;
 
     auto_options options_;
     order_context& context_;
     sender send_;
     std::function<void(const std::string&)> say_;
+    std::function<void(const json_ptr&)> judged_;
     phase phase_ = phase::unsubscribed;
     std::vector<decision> ordered_;
     std::vector<radio_view> last_;  // what the radios showed last

@@ -4,21 +4,15 @@
 #include <cmath>
 #include <map>
 
+#include "sim/common/table.h"
 #include "sim/common/text.h"
 #include "sim/service/planner.h"
-#include "sim/service/table.h"
 
 namespace ravd::sim {
 namespace {
 
 constexpr std::size_t bar_width = 40;
 constexpr std::size_t value_limit = 80;
-
-std::string two_digits(double value) {
-    const long hundredths = std::lround(value * 100);
-    const std::string rest = std::to_string(hundredths % 100);
-    return std::to_string(hundredths / 100) + "." + (rest.size() < 2 ? "0" : "") + rest;
-}
 
 std::string joined(const std::vector<int>& numbers) {
     std::string text;
@@ -40,6 +34,12 @@ std::string locks(const radio_view& radio) {
 }
 
 }  // namespace
+
+std::string two_digits(double value) {
+    const long hundredths = std::lround(value * 100);
+    const std::string rest = std::to_string(hundredths % 100);
+    return std::to_string(hundredths / 100) + "." + (rest.size() < 2 ? "0" : "") + rest;
+}
 
 std::string radio_table(const std::vector<radio_view>& radios) {
     if (radios.empty()) return "  no radios";

@@ -17,6 +17,9 @@ std::string environment_table(const std::vector<reported_bss>& heard, std::size_
 // One bar per channel: how much of its air is taken, how many BSSs are on it and how loud the loudest is.
 std::string occupancy_chart(const std::vector<radio_view>& radios, const std::vector<reported_bss>& heard);
 
+// "1.62"
+std::string two_digits(double value);
+
 // A readable form of a message from an agent.
 std::string present_message(json_object* message);
 

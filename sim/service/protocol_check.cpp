@@ -16,6 +16,8 @@ constexpr std::size_t quote_limit = 40;
 
 class checker {
   public:
+    // `ordered`: members stand in the order of their shape.
+    explicit checker(bool ordered) : ordered_(ordered) {}
     void object(json_object* value, const std::string& path, const shape& expected);
     void fault(const std::string& path, const std::string& text);
     std::vector<std::string> take();
@@ -26,6 +28,7 @@ class checker {
     void list(json_object* value, const std::string& path, const shape& inner);
     void radio(json_object* value, const std::string& path);
 
+    bool ordered_;
     std::vector<std::string> faults_;
     std::size_t more_ = 0;
 };
@@ -128,7 +131,7 @@ void checker::order(json_object* value, const std::string& path, const shape& ex
         const member_rule* rule = find(expected, name);
         if (!rule)
             fault(path, "unknown member \"" + printable(name, quote_limit) + "\"");
-        else if (last && rule < last)
+        else if (ordered_ && last && rule < last)
             fault(path, std::string("\"") + name + "\" stands behind \"" + last->name + "\" instead of before it");
         else
             last = rule;
@@ -158,6 +161,7 @@ void checker::member(json_object* value, const std::string& path, const member_r
         case member_kind::integer:
         case member_kind::flag:
         case member_kind::fixed:
+        case member_kind::range:
         case member_kind::width: {
             if (!is(json_type_int)) return wrong("an integer");
             const std::int64_t number = json_object_get_int64(value);
@@ -166,6 +170,9 @@ void checker::member(json_object* value, const std::string& path, const member_r
             if (rule.kind == member_kind::flag && number != 0 && number != 1) fault(path, "0 or 1 is needed" + shown);
             if (rule.kind == member_kind::fixed && number != rule.value)
                 fault(path, std::to_string(rule.value) + " is needed" + shown);
+            if (rule.kind == member_kind::range && (number < rule.value || number > rule.high))
+                fault(path, "a number from " + std::to_string(rule.value) + " to " + std::to_string(rule.high) +
+                                " is needed" + shown);
             if (rule.kind == member_kind::width && number != 20 && number != 40 && number != 80)
                 fault(path, "20, 40 or 80 is needed" + shown);
             return;
@@ -242,7 +249,7 @@ bool needs_subscription(const std::string& cmd) {
 }
 
 std::vector<std::string> check_message(json_object* message) {
-    checker c;
+    checker c(true);
     if (!json_object_is_type(message, json_type_object)) {
         c.fault("", std::string("a message is an object, not ") + type_name(message));
         return c.take();
@@ -262,6 +269,13 @@ std::vector<std::string> check_message(json_object* message) {
         if (find(envelope_shape, name)) json_object_object_add(head.get(), name, json_object_get(value));
     }
     c.object(head.get(), "", envelope_shape);
+    return c.take();
+}
+
+std::vector<std::string> check_order_members(json_object* message) {
+    checker c(false);
+    const message_rule* rule = find_order_rule(json_text(message, "cmd").c_str());
+    if (rule) c.object(message, "", rule->members);
     return c.take();
 }
 

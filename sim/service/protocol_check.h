@@ -17,4 +17,7 @@ bool needs_subscription(const std::string& cmd);
 // string". Empty when it is clean; at most 20 faults and a line for the rest.
 std::vector<std::string> check_message(json_object* message);
 
+// The same for what the service sends, whose members may stand anywhere. A message of another name is not judged.
+std::vector<std::string> check_order_members(json_object* message);
+
 }  // namespace ravd::sim

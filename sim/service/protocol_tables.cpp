@@ -8,11 +8,6 @@ namespace {
 using k = member_kind;
 using p = presence;
 
-template <std::size_t n>
-constexpr shape shape_of(const member_rule (&members)[n]) {
-    return {members, n};
-}
-
 constexpr member_rule version = {"version", k::fixed_text, p::always, nullptr, 0, "2.4"};
 constexpr member_rule service = {"service", k::fixed_text, p::always, nullptr, 0, "rrm"};
 constexpr member_rule cmd = {"cmd", k::text};

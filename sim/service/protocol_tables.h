@@ -1,4 +1,5 @@
-// The messages of agents as data: every member in its place, with its type.
+// The messages of both sides as data: every member of an agent's in its place, with its type; of the service's, whose
+// members may stand anywhere, which there are.
 #pragma once
 
 #include <cstddef>
@@ -16,6 +17,7 @@ enum class member_kind {
     fixed_text,  // the string `choices`
     one_of,      // one of the strings in `choices`, separated by blanks
     width,       // 20, 40 or 80
+    range,       // an integer from `value` to `high`
     channels,    // channel numbers, each followed by one blank, ascending
     object,      // of `inner`
     list,        // of objects of `inner`
@@ -38,6 +40,7 @@ struct member_rule {
     const shape* inner = nullptr;
     int value = 0;
     const char* choices = nullptr;
+    int high = 0;
 };
 
 // An object; its members stand in this order.
@@ -45,6 +48,11 @@ struct shape {
     const member_rule* members;
     std::size_t count;
 };
+
+template <std::size_t n>
+constexpr shape shape_of(const member_rule (&members)[n]) {
+    return {members, n};
+}
 
 struct message_rule {
     const char* cmd;
@@ -54,8 +62,10 @@ struct message_rule {
 
 extern const shape radio_shape;
 const message_rule* find_message_rule(const char* cmd);
-// All rules, for tests: `count` of them.
+// All rules: `count` of them.
 const message_rule* message_rules(std::size_t& count);
+// What the service sends; null for what is no message of it.
+const message_rule* find_order_rule(const char* cmd);
 // "version", "service", "cmd", "ap-mac": what every message starts with.
 extern const shape envelope_shape;
 

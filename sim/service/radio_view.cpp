@@ -1,5 +1,7 @@
 #include "sim/service/radio_view.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -46,6 +48,7 @@ radio_view read_radio(json_object* object) {
                               json_number(vap, "802dot11k") != 0, json_number(vap, "802dot11r") != 0});
     }
     json_object* stations = json_member(object, "assoclist");
+    radio.lists_stations = stations != nullptr;
     for (std::size_t i = 0; i < std::min(json_length(stations), station_limit); ++i) {
         json_object* station = json_element(stations, i);
         radio.stations.push_back({bounded(station, "mac"), bounded(station, "ssid"), json_number(station, "rssi")});
@@ -61,6 +64,29 @@ std::vector<radio_view> read_radios(json_object* message) {
     for (std::size_t i = 0; i < std::min(json_length(list), radio_limit); ++i)
         radios.push_back(read_radio(json_element(list, i)));
     return radios;
+}
+
+void keep_clients(const std::vector<radio_view>& before, std::vector<radio_view>& now) {
+    for (radio_view& radio : now)
+        for (const radio_view& old : before)
+            if (old.id == radio.id && radio.active && !radio.lists_stations) radio.stations = old.stations;
+}
+
+void follow_clients(json_object* message, std::vector<radio_view>& radios) {
+    const std::string cmd = json_text(message, "cmd");
+    const bool all = cmd == "rrm-disassoc-all-clients";
+    const bool came = cmd == "rrm-client-assoc";
+    if (!all && !came && cmd != "rrm-client-disassoc" && cmd != "rrm-sta-roam") return;
+    const station_view client = {bounded(message, "sta-mac"), bounded(message, "ssid"), json_number(message, "rssi")};
+    const auto gone = [&](const station_view& one) {
+        return all || strcasecmp(one.mac.c_str(), client.mac.c_str()) == 0;
+    };
+    for (radio_view& radio : radios) {
+        auto& list = radio.stations;
+        list.erase(std::remove_if(list.begin(), list.end(), gone), list.end());
+        const bool here = came && json_member(message, "radio") && json_number(message, "radio") == radio.id;
+        if (here && list.size() < station_limit) list.push_back(client);
+    }
 }
 
 std::vector<reported_bss> read_environment(json_object* message) {

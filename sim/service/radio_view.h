@@ -46,6 +46,7 @@ struct radio_view {
     std::string primary;
     std::vector<int> available;  // ascending, as sent
     std::vector<vap_view> vaps;
+    bool lists_stations = false;  // the description had a list of clients, if an empty one
     std::vector<station_view> stations;
 };
 
@@ -60,6 +61,10 @@ struct reported_bss {
 };
 
 std::vector<radio_view> read_radios(json_object* message);
+// Radios that were described without a list of clients keep the one they had.
+void keep_clients(const std::vector<radio_view>& before, std::vector<radio_view>& now);
+// A client came, left or roamed, or all are gone: what the message says is done to the lists.
+void follow_clients(json_object* message, std::vector<radio_view>& radios);
 std::vector<reported_bss> read_environment(json_object* message);
 // RSSI in dBm: drivers that report positive values count from -100 dBm.
 int dbm(int rssi);

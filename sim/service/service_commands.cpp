@@ -1,4 +1,10 @@
+#include <algorithm>
+
+#include "sim/common/text.h"
+#include "sim/service/clock.h"
 #include "sim/service/command_table.h"
+#include "sim/service/overview.h"
+#include "sim/service/protocol_tables.h"
 
 namespace ravd::sim {
 namespace {
@@ -11,6 +17,25 @@ bool do_agents(const command_call& c) {
               (a.subscribed ? " subscribed" : " not subscribed") + (a.domain.empty() ? "" : " domain " + a.domain) +
               (a.violations ? " violations " + std::to_string(a.violations) : ""));
     }
+    return true;
+}
+// What a line can wait for.
+std::vector<std::string> all_events() {
+    std::vector<std::string> names = {"connected", "subscribed", "closed", "violation", "verified", "message"};
+    std::size_t count = 0;
+    const message_rule* rules = message_rules(count);
+    for (std::size_t i = 0; i < count; ++i)
+        names.push_back(rules[i].cmd);
+    return names;
+}
+
+bool may_happen(const std::string& event) {
+    const std::vector<std::string> names = all_events();
+    return std::find(names.begin(), names.end(), event) != names.end();
+}
+
+bool do_overview(const command_call& c) {
+    c.add(overview_table(c.service.agents(), monotonic_seconds()));
     return true;
 }
 bool do_accept(const command_call& c) {
@@ -50,6 +75,11 @@ bool do_wait(const command_call& c) {
     int seconds = 0;
     if (c.line.args.empty()) return c.fail("wait takes an event and perhaps seconds");
     if (!c.number(1, 0, 1000000, 60, seconds)) return false;
+    if (!c.line.unchecked && !may_happen(c.word(0))) {
+        const std::string meant = nearest(c.word(0), all_events());
+        return c.fail("nothing called " + printable(c.word(0), 40) + " ever happens" +
+                      (meant.empty() ? "" : "; " + meant + " does"));
+    }
     c.result.wait.event = c.word(0);
     if (c.line.to == target::one && c.who) c.result.wait.agent = c.who->number;
     c.result.wait.ms = std::int64_t{1000} * seconds;
@@ -74,6 +104,7 @@ bool do_quit(const command_call& c) {
 const std::vector<command>& service_commands() {
     static const std::vector<command> table = {
         {"agents", "", "who is connected", false, do_agents},
+        {"overview", "", "a table with a line for each agent", false, do_overview},
         {"accept", "", "answer subscriptions with success", false, do_accept},
         {"refuse", "[CODE [always]]", "refuse the next subscription, or all, with this code (503)", false, do_refuse},
         {"silent", "", "do not answer subscriptions", false, do_silent},

@@ -42,11 +42,11 @@ class AccessPoint(Program):
         return answer[3:]
 
     async def radio(self, number):
-        return json.loads(await self.tell("show state"))["radios"][number]
+        return json.loads(await self.tell("show state --json"))["radios"][number]
 
     async def neighbours(self, vap, kind):
         """(BSSID, channel) of a VAP's list: "standard", "custom" or "hostapd"."""
-        return [(one["bssid"], one["channel"]) for one in json.loads(await self.tell("show neighbours"))[vap][kind]]
+        return [(one["bssid"], one["channel"]) for one in json.loads(await self.tell("show neighbours --json"))[vap][kind]]
 
 
 class Daemon(Program):

@@ -376,7 +376,7 @@ async def garbage_and_a_second_one():
                 except ConnectionError:
                     pass  # it had enough
                 writer.close()
-        check('"hostapd":true' in await ap.tell("show state"))
+        check('"hostapd":true' in await ap.tell("show state --json"))
         same((await ap.ioctl(0x8BBF, "../../etc", b"\4", 65534))[:2], (-1, number_of("ENODEV")))
         same((await ap.ioctl(0x1234, "wlan0"))[:2], (-1, number_of("EOPNOTSUPP")))
         # A second one refuses to start there, and leaves the first alone.

@@ -40,8 +40,13 @@ TEST(ChannelPlan, EncodesWhatExists) {
         {{165, 40, "none"}, 0},    {{144, 80, "none"}, 0x238A}, {{15, 20, "none"}, 0},
         {{36, 60, "none"}, 0},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(make_chanspec(row.use).value_or(0), row.chanspec) << row.use.channel << "/" << row.use.bandwidth;
+    for (const auto& row : rows) {
+        const std::uint32_t chanspec = make_chanspec(row.use).value_or(0);
+        EXPECT_EQ(chanspec, row.chanspec) << row.use.channel << "/" << row.use.bandwidth;
+        if (chanspec == 0) continue;
+        EXPECT_EQ(control_channel(chanspec), row.use.channel);
+        EXPECT_EQ(bandwidth_of(chanspec), row.use.bandwidth);
+    }
 }
 
 TEST(Air, ScansTakeTheirTimeAndHearTheirChannels) {

@@ -24,20 +24,6 @@ std::string with(const std::string& piece, const std::string& instead) {
     return text.replace(at, piece.size(), instead);
 }
 
-TEST(Scenario, DefaultsCompleteWhatIsSaid) {
-    scenario s;
-    std::string fault;
-    ASSERT_TRUE(parse_scenario(with("\"seed\": 7", "\"seed\": 9"), s, fault)) << fault;
-    EXPECT_EQ(s.seed, 9u);
-    EXPECT_EQ(s.radios[0].band, 2);
-    EXPECT_EQ(s.radios[0].power_max, 16);
-    EXPECT_EQ(s.radios[1].channels, usual_channels(5));
-    EXPECT_EQ(s.radios[1].power, 16);
-    ASSERT_EQ(s.radios[0].vaps.size(), 1u);
-    EXPECT_TRUE(s.radios[0].vaps[0].stations[0].obeys);
-    EXPECT_EQ(s.neighbours[0].use.bandwidth, 20);
-}
-
 TEST(Scenario, FaultsNameThePlaceAndTheReason) {
     const struct {
         const char* piece;

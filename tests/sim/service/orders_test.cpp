@@ -4,6 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+#include "sim/common/text.h"
+#include "sim/service/order_check.h"
+
 namespace ravd::sim {
 namespace {
 
@@ -88,6 +93,56 @@ TEST(Orders, WrongArgumentsAreRefusedWithAReason) {
         order_context context;
         EXPECT_THAT(built(line, context), testing::ContainsRegex("^error: .*" + std::string(reason))) << line;
     }
+}
+
+// What is wrong with an order for an agent whose second radio is down; or what it is warned of.
+std::string judged(const std::string& line) {
+    std::string error;
+    command_line parsed;
+    order_context context;
+    EXPECT_TRUE(parse_command_line(line, parsed, error)) << line;
+    const json_ptr message = find_order(parsed.word)->build(context, parsed.args, error);
+    EXPECT_TRUE(message) << line << error;
+    radio_view first;
+    first.active = true;
+    first.available = {1, 6, 11};
+    first.power_min = 8;
+    first.power_max = 20;
+    first.vaps = {{0, "office", "", true, false}};
+    radio_view second = first;
+    second.id = 1;
+    second.available = {36, 40};
+    second.vaps.clear();
+    const order_judgement verdict = judge_order(message.get(), {first, second});
+    return verdict.warnings.empty() ? verdict.fault : verdict.fault + "warning: " + verdict.warnings[0];
+}
+
+TEST(Orders, AreJudgedBeforeTheyAreSent) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"scan channels=1,36", ""},
+        {"scan", ""},
+        {"rrm-scan 6", ""},
+        {"scan channels=6", "warning: the list names no channel of radio 1"},
+        {"scan channels=40", "warning: the list names no channel of radio 0"},
+        {"scan channels=7,36", "radio 0 does not offer channel 7, but 1 6 11"},
+        {"config radio=0 channel=6 power=20 bandwidth=40 primary=upper", ""},
+        {"config radio=2 channel=6", "the agent has no radio 2"},
+        {"config radio=1 channel=6", "radio 1 does not offer channel 6"},
+        {"config radio=0 power=21", "radio 0 sends with 8 to 20, not with 21"},
+        {"config radio=0 bandwidth=30", "radios[0].bandwidth: 20, 40 or 80 is needed"},
+        {"config use-dca=2", "use-dca: 0 or 1 is needed"},
+        {"neighbours [{\"chanel\":6}]", "802dot11k[0]: unknown member \"chanel\""},
+        {"overload 0 0", "radios[0].roam-count: a number from 1"},
+        {"overload 3 1", "the agent has no radio 3"},
+        {"fbt vap=0,5 r0=a r1=b", "radio 0 has no VAP 5"},
+        {"order rrm-update {\"rrm-scan-chanels\":\"\"}", "unknown member"},
+        {"order made-up {\"anything\":1}", ""},
+        {"old-version", ""},
+    };
+    for (const auto& [line, verdict] : cases)
+        EXPECT_EQ(judged(line).substr(0, std::max<std::size_t>(std::string(verdict).size(), 1)), verdict) << line;
+    EXPECT_EQ(nearest("rrm-respnse", {"rrm-response", "rrm-config-changed"}), "rrm-response");
+    EXPECT_EQ(nearest("x", {"rrm-response"}), "");
 }
 
 TEST(CommandLine, FindsTargetWordAndPayload) {

@@ -211,7 +211,7 @@ async def progress():
         agent = await subscribed(service)
         await service.command("scan channels=1,36 delay=1")
         await service.program.line("round 2 of 5")
-        await service.command("scan channels=1,2,3,4,36")
+        await service.command("unchecked scan channels=1,2,3,4,36")
         await agent.send(json.dumps(message("rrm-response", radios=[radio(0, 6, 20)], **{"rf-environment": []})))
         await service.command("wait rrm-response 30")
         await service.program.line("round 1 of 5, 3 s each")

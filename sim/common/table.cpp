@@ -1,4 +1,4 @@
-#include "sim/service/table.h"
+#include "sim/common/table.h"
 
 #include <algorithm>
 
