@@ -8,12 +8,9 @@
 #include <string>
 
 #include "daemon/agent_config.h"
+#include "fuzz/check.h"
 
 namespace {
-
-void check(bool holds) {
-    if (!holds) std::abort();
-}
 
 template <std::size_t N>
 void check_text(const char (&text)[N], const char* unwanted) {

@@ -59,10 +59,14 @@ class access_point : public ::testing::Test {
         system.commands.clear();
         bus.sent.clear();
     }
-    void neighbor(const char* ssid, std::uint32_t channel, bool custom = false) {
+    void neighbour(const char* ssid, std::uint32_t channel, bool custom = false) {
         driver->add_neighbor("02:AA:bb:cc:dd:ee", ssid, channel, 9, custom);
     }
-    std::string driver_file(const std::string& name) { return system.read_file(chip->directory() + name); }
+    // The last order in a VAP's neighbour file.
+    std::string list(const std::string& vap, bool custom = false) {
+        const std::string name = chip->wifi6() ? "/nb_report" : "/rm_neighbor_report";
+        return system.read_file(chip->directory() + vap + name + (custom ? "_custom" : ""));
+    }
 
     fake_system& system = fake_system::get();
     fake_bus& bus = fake_bus::get();

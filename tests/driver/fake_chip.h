@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "driver/realtek/device_text.h"
 #include "driver/realtek/ioctl_ops.h"
@@ -34,17 +34,19 @@ class fake_chip {
     std::map<std::string, std::string> mibs;     // "wlan0 chanspec" -> bytes, or what iwpriv shows as a number
     std::map<std::string, std::string> replies;  // "wlan0 2" -> the record from offset 4 on; else counts of 0
     std::set<std::string> failing;               // what is asked here fails: "wlan0 2", "wlan0 chanspec"
-    std::vector<std::string> asked;              // "wlan0 0 0200000001000b": the record without its trailing zeros
+    std::string asked;  // "wlan0 0 0200000001000b; ", one after the other: the record without its trailing zeros
 
+    std::string take_asked() { return std::exchange(asked, {}); }
     void set_number(const std::string& key, std::uint32_t value) {
         mibs[key] = wifi6_ ? std::to_string(value) : bytes(value);
     }
     static std::string bytes(std::uint32_t value) { return {reinterpret_cast<const char*>(&value), sizeof value}; }
+    bool wifi6() const { return wifi6_; }
     const char* directory() const { return wifi6_ ? "/proc/net/rtk_wifi6/" : "/proc/"; }
 
   private:
     bool ask(const std::string& key, const std::string& details = "") {
-        asked.push_back(key + details);
+        asked += key + details + "; ";
         return failing.count(key) == 0;
     }
 
