@@ -75,10 +75,10 @@ int watch(const std::string& socket) {
         if (first && status != answered) return fail(status, answer);
         now.emplace_back("daemon", status == answered ? "runs" : answer);
         if (status == answered) flatten(answer, now);
-        if (!first) {
-            for (const auto& [name, value] : changes(before, now))
-                print_change(name, value);
-        }
+        if (first) now.resize(1);  // what there is already is no change, but that somebody answers
+        for (const auto& [name, value] : changes(before, now))
+            print_change(name, value);
+        if (first) flatten(answer, now);
         before = now;
         sleep(1);
     }

@@ -1,0 +1,68 @@
+"""ravd-ctl beside a running daemon: status, changes, orders, and what it says when nobody answers."""
+import json
+import signal
+
+from lab.orders import message
+from lab.processes import Place, check, until
+
+
+async def start(session, *words):
+    return await Place.start(session, ["ravd-ctl", "--socket", session.path("run/ravd/control.sock"), *words])
+
+
+async def control(session, *words):
+    """(status, output)"""
+    program = await start(session, *words)
+    return await program.ended(), "".join(line + "\n" for line in program.lines)
+
+
+async def status(session):
+    code, text = await control(session, "status", "--json")
+    check(code == 0, text)
+    return json.loads(text)
+
+
+async def tells_how_the_daemon_is_and_obeys(session):
+    link = await session.subscribed()
+    told = await status(session)
+    check(told["subscription"]["state"] == "subscribed" and told["hostapd"]["state"] == "running", told)
+    check(told["link"]["state"] == "up" and told["link"]["port"] == session.service.port, told["link"])
+    check(all(worker["answers"] for worker in told["workers"].values()) and len(told["workers"]) == 3, told["workers"])
+    lines = (await control(session, "status"))[1].splitlines()
+    check("subscription.state=subscribed" in lines, lines)
+
+    # An order that the radio does not follow: the network daemon is gone before it comes.
+    await session.ap.tell("fault porterd dead")
+    await link.send(message("rrm-info", **{"use-dca": 1, "radios": [{"id": 0, "channel": 11}]}))
+    radio = (await until(lambda: found_radio(session), "the order is read back"))
+    check(radio == {"ordered": {"channel": 11, "width": 20}, "found": {"channel": 6, "width": 20}}, radio)
+    check(any("channel 11 with 20 MHz was ordered, it is on 6" in line for line in session.daemon.lines),
+          "no warning of it")
+
+    before = len(session.service.links)
+    watcher = await start(session, "watch")
+    await watcher.line("daemon=runs$")
+    check((await control(session, "reconnect"))[0] == 0, "reconnect")
+    await until(lambda: len(session.service.links) > before, "a new link")
+    await watcher.line(r"^\d\d:\d\d:\d\d link\.last_failure=a reconnection was asked for$")
+    await watcher.kill()
+    check((await control(session, "log-level", "0xb"))[0] == 0 and (await status(session))["log_level"] == 11, "mask")
+    code, text = await control(session, "log-level", "debug")
+    check(code == 1 and text == "ravd-ctl: refused: not a mask\n", code, text)
+    check((await control(session, "status", "now"))[0] == 2, "wrong use")
+
+    session.daemon.process.send_signal(signal.SIGSTOP)
+    code, text = await control(session, "status")
+    check(code == 5 and "does not answer" in text, code, text)
+    session.daemon.process.send_signal(signal.SIGCONT)
+    await session.daemon.stop()
+    code, text = await control(session, "status")
+    check(code == 3 and text.startswith("ravd-ctl: no daemon runs"), code, text)
+
+
+async def found_radio(session):
+    radio = (await status(session))["radios"].get("wlan0", {})
+    return radio if "found" in radio else None
+
+
+STORIES = [tells_how_the_daemon_is_and_obeys]
