@@ -18,6 +18,9 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
         text_option("--bind", 'b', listening.bind_address),
         {"--protocol", 0, option_value::one, "a name", protocol},
         number_option("--max-agents", 0, agents, 1, 100000, listening.max_links),
+        text_option("--tls-cert", 0, listening.tls.cert_file),
+        text_option("--tls-key", 0, listening.tls.key_file),
+        text_option("--tls-client-ca", 0, listening.tls.client_ca_file),
         text_option("--control", 'c', out.control),
         {"--tell", 0, option_value::rest, "a command", tell},
         flag_option("--no-input", 0, out.no_input),
@@ -48,6 +51,11 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
         error = "--tell needs --control";
         return options_result::wrong;
     }
+    const tls_options& tls = listening.tls;
+    if (tls.cert_file.empty() != tls.key_file.empty() || (tls.cert_file.empty() && !tls.client_ca_file.empty())) {
+        error = "TLS needs --tls-cert and --tls-key";
+        return options_result::wrong;
+    }
     if (automatic.exit_when_verified || automatic.json) automatic.enabled = true;
     if (automatic.json) out.quiet = true;
     return options_result::run;
@@ -68,6 +76,9 @@ const char* usage_text() {
            "  -s, --strict              exit status 1 when an agent violated the protocol\n"
            "      --protocol NAME       accept this sub-protocol too (websock-rrm, websock-roaming)\n"
            "      --max-agents N        serve at most so many at once (1000)\n"
+           "      --tls-cert FILE       serve over TLS with this certificate (PEM), and\n"
+           "      --tls-key FILE        its key\n"
+           "      --tls-client-ca FILE  serve only agents with a certificate signed by one of these\n"
            "      --domain NAME         put this domain into every subscription answer\n"
            "      --config FILE|JSON    put this configuration object into every subscription answer\n"
            "\n"

@@ -36,6 +36,7 @@ server::~server() {
 
 bool server::start(const server_options& options, std::string& error) {
     options_ = options;
+    if (!options_.tls.cert_file.empty() && !door_.open(options_.tls, error)) return false;
     if (!listen_on_port(error)) return false;
     if (!engine_.start(options_.sub_protocols, options_.max_links, error)) return false;
     loop_.watch(listener_fd_.get(), POLLIN, [this](short) { accept_all(); });
@@ -74,7 +75,8 @@ void server::accept_all() {
         if (!tcp) return;
         char text[INET_ADDRSTRLEN] = "";
         inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-        adopt(std::move(tcp), std::string(text) + ":" + std::to_string(ntohs(address.sin_port)));
+        if (!options_.tls.cert_file.empty()) tcp = door_.admit(std::move(tcp));
+        if (tcp) adopt(std::move(tcp), std::string(text) + ":" + std::to_string(ntohs(address.sin_port)));
     }
     loop_.change(listener_fd_.get(), 0);  // until there is room again
 }

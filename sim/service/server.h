@@ -12,6 +12,7 @@
 #include "sim/common/event_loop.h"
 #include "sim/service/connection.h"
 #include "sim/service/engine.h"
+#include "sim/service/tls_door.h"
 
 namespace ravd::sim {
 
@@ -20,11 +21,12 @@ struct server_options {
     unsigned port = 0;
     std::vector<std::string> sub_protocols = {"websock-rrm", "websock-roaming"};
     std::size_t max_links = 1000;
+    tls_options tls;
 };
 
 class server {
   public:
-    server(event_loop& loop, server_listener& listener) : loop_(loop), listener_(listener) {}
+    server(event_loop& loop, server_listener& listener) : loop_(loop), listener_(listener), door_(loop) {}
     ~server();
     server(const server&) = delete;
     server& operator=(const server&) = delete;
@@ -55,6 +57,7 @@ class server {
     server_listener& listener_;
     server_options options_;
     engine engine_;
+    tls_door door_;
     unique_fd listener_fd_;
     unsigned port_ = 0;
     unsigned next_number_ = 1;

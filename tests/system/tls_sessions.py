@@ -8,7 +8,8 @@ import threading
 
 import websockets
 
-from lab.processes import Place, check
+from lab.bus import Peer
+from lab.processes import Place, check, until
 from lab.programs import Daemon
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -68,17 +69,22 @@ class Bench(Place):
         return context
 
     async def serve(self, context):
-        """A websocket service; what it got is in `names` and `requests`."""
-        self.names, self.requests = [], []
+        """A websocket service; what it got is in `names`, `requests` and `texts`."""
+        self.names, self.requests, self.texts = [], [], []
 
         async def talk(link, _):
-            await link.wait_closed()
+            self.link = link
+            try:
+                async for text in link:
+                    self.texts.append(text)
+            except websockets.ConnectionClosed:
+                pass
 
         async def note(path, _):
             self.requests.append(path)
 
         server = await websockets.serve(talk, "127.0.0.1", 0, subprotocols=["websock-roaming"], ssl=context,
-                                        process_request=note, compression=None)
+                                        process_request=note, compression=None, max_size=None)
         return server.sockets[0].getsockname()[1]
 
     async def serve_bytes(self, answer=b"", context=None):
@@ -167,6 +173,42 @@ async def mute():
         await daemon.stop()
 
 
+async def large():
+    """Messages of megabytes cross both ways."""
+    async with Bench() as bench:
+        await bench.certificates()
+        daemon = await bench.daemon(await bench.serve(bench.context()), **CA)
+        await daemon.line("link to .* is up")
+        arrived = 0
+
+        async def count(reader, _):
+            nonlocal arrived
+            while piece := await reader.read(65536):
+                arrived += len(piece)
+
+        async with await asyncio.start_unix_server(count, bench.path("run/ravd-bus/3.sock")), Peer(bench, 2) as bus:
+            for _ in range(3):
+                bus.send(b"y" * 5000000)
+                await bench.link.send("x" * 5000000)
+            await until(lambda: bench.texts == ["y" * 5000000] * 3 and arrived > 15000000, "all of it arrives", 20)
+
+
+async def lab_service():
+    """The lab's own service asks for certificates, too."""
+    async with Bench() as bench:
+        await bench.certificates()
+        lab = bench.path("lab/")
+        service = await bench.start(["ravd-sim-service", "--tls-cert", lab + "server.pem", "--tls-key", lab + "server.key",
+                                     "--tls-client-ca", lab + "ca.pem"])
+        port = int((await service.line(r"listening on .*:(\d+)"))[1])
+        stranger = await bench.daemon(port, **CA)
+        await stranger.line("no link to .*(certificate required|Closed before conn|read failed)")
+        await stranger.stop()
+        daemon = await bench.daemon(port, **CA, **OURS)
+        await daemon.line("link to .* is up")
+        await service.line("agent .* connected .* websock-roaming")
+
+
 async def renewed():
     """Files are read anew at each attempt."""
     async with Bench() as bench:
@@ -236,6 +278,8 @@ STORIES = [
     refused({**CA, "tls_key_file": "client.key"}, "tls_key_file is set without tls_cert_file"),
     not_tls,
     mute,
+    large,
+    lab_service,
     renewed,
 ]
 for number, story in enumerate(STORIES):

@@ -15,11 +15,12 @@ class Peer:
     """A connection to a module, as a context."""
 
     def __init__(self, place, module=AGENT):
+        self.module = module
         self.path = place.path(f"/run/ravd-bus/{module}.sock")
 
     async def __aenter__(self):
         self.reader, self.writer = await asyncio.open_unix_connection(self.path)
-        self.writer.write(frame(1))
+        self.writer.write(frame(1, destination=self.module))
         return self
 
     async def __aexit__(self, *unused):
@@ -31,7 +32,7 @@ class Peer:
 
     def send(self, what):
         payload = what if isinstance(what, bytes) else json.dumps(what).encode()
-        self.writer.write(frame(0, payload))
+        self.writer.write(frame(0, payload, destination=self.module))
 
 
 class FalseService:
