@@ -233,6 +233,7 @@ bool bus_exchange::may_accept() const {
 
 void bus_exchange::accept(unique_fd socket) {
     if (!make_room()) return;
+    remove_ended();
     connections_.push_back(std::make_unique<bus_connection>(++last_id_, std::move(socket), -1, false));
 }
 
