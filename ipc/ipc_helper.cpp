@@ -35,8 +35,18 @@ bool ipc_helper::open_bus() {
 
 ctree* ipc_helper::send_request(const ctree* tree, const char* answer, int destination, const char* error_text) {
     if (cancelled() || !tree) return nullptr;
-    const bool hangs = hung_.hangs(destination, monotonic_ms());
-    ctree* received = hangs ? nullptr : exchange(tree, answer, destination, error_text);
+    // What is not read has a neutral value; what is not changed is an order lost. So only reading gives up early.
+    const bool reads = destination == bus_module_configuration;
+    const std::int64_t began_ms = monotonic_ms();
+    ctree* received = nullptr;
+    if (!reads || !configuration_.hangs(began_ms)) {
+        received = exchange(tree, answer, destination, error_text);
+        const std::int64_t now_ms = monotonic_ms();
+        if (reads && received)
+            configuration_.answered();
+        else if (reads && now_ms - began_ms >= timeout_ * 100 - clock_slack_ms)
+            configuration_.waited_in_vain(now_ms);
+    }
     if (!received) ++unanswered_;
     return received;
 }
@@ -49,13 +59,7 @@ ctree* ipc_helper::exchange(const ctree* tree, const char* answer, int destinati
     mbus_peer_start(bus_);
     // A refused send is not told apart: the wait knows of it and ends at once.
     mbus_msg_send(bus_, text.get(), destination, std::strlen(text.get()));
-    const std::int64_t began_ms = monotonic_ms();
     ctree* received = mbus_wait_answer(bus_, answer, error_text, timeout_);
-    const std::int64_t now_ms = monotonic_ms();
-    if (received)
-        hung_.answered(destination);
-    else if (now_ms - began_ms >= timeout_ * 100 - clock_slack_ms)
-        hung_.waited_in_vain(destination, now_ms);
     mbus_peer_stop(bus_);
     tick();
     return received;

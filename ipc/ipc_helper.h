@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "core/activity.h"
-#include "ipc/hung_modules.h"
+#include "ipc/hung_service.h"
 
 struct ctree;
 struct mbus_endpoint;
@@ -83,7 +83,7 @@ class ipc_helper {
     mbus_endpoint* bus_ = nullptr;
     std::int32_t timeout_ = 20;  // tenths of a second
     std::uint32_t unanswered_ = 0;
-    hung_modules hung_;
+    hung_service configuration_;
     activity* progress_ = nullptr;
 };
 
