@@ -5,8 +5,8 @@
 
 namespace ravd {
 
-// After two waits in a row that ran out it counts as hung for 10 s: a service that hangs for good must not keep the agent
-// for two seconds a setting. Then one request tries again. Times are milliseconds of the monotonic clock.
+// After two waits in a row that ran out it counts as hung for 10 s: a service that hangs for good must not keep the
+// agent for two seconds a setting. Then one request tries again. Times are milliseconds of the monotonic clock.
 class hung_service {
   public:
     bool hangs(std::int64_t now_ms) const { return waits_ >= waits_limit && now_ms < until_ms_; }

@@ -28,8 +28,8 @@ constexpr signed char bus_registration[2] = {-2, 0};
 using param_list = std::vector<std::pair<std::string, std::string>>;
 
 // One request at a time, always on the same thread. Each waits for its answer, at most 2 s, tells the activity before
-// and after the wait, and fails as without an answer, unsent, once the activity is cancelled or while the neighbour
-// hangs.
+// and after the wait, and fails as without an answer, unsent, once the activity is cancelled and, when it
+// asks the configuration service, while that hangs.
 class ipc_helper {
   public:
     ipc_helper() = default;
