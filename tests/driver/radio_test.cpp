@@ -52,6 +52,10 @@ TEST_P(either_chip, scans_both_radios) {
     EXPECT_EQ(describe(table), bss);
 
     chip->take_asked();
+    driver->set_hostapd_running(false);
+    driver->stop_scan(false);  // without hostapd nothing is stopped
+    EXPECT_TRUE(chip->asked.empty());
+    driver->set_hostapd_running(true);
     EXPECT_TRUE(driver->is_scanning());
     driver->stop_scan(false);
     EXPECT_FALSE(driver->is_scanning());
