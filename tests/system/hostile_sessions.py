@@ -5,16 +5,16 @@ import struct
 
 from lab.bus import FalseService
 from lab.orders import accept, holders, message, scan
-from lab.processes import Build, check
+from lab.processes import Build, check, until
 
 MEGABYTE = 1 << 20
 BOUND_MB = 96  # resident, whatever one peer sends
 
 
-def within_memory(session):
+def within_memory(session, bound_mb=BOUND_MB):
     peak = session.daemon.memory_mb()
     session.notes.append(f"peak {peak:.0f} MB")
-    check(Build.sanitized or peak < BOUND_MB, f"the daemon took {peak:.0f} MB")
+    check(Build.sanitized or peak < bound_mb, f"the daemon took {peak:.0f} MB")
 
 
 def envelope(rest):
@@ -86,4 +86,17 @@ async def false_neighbours(session):
     within_memory(session)
 
 
-STORIES = [large_messages, false_neighbours]
+async def full_reports(session):
+    """Reports of five full rounds, as a reply filled with garbage gives them, and what is kept of them."""
+    link = await session.subscribed()
+    await session.ap.tell("fault results garbage")
+    for _ in range(2):
+        await link.send(scan("6 36"))
+        report = await link.next("rrm-response", 60)
+        check([len(heard) for heard in report["rf-environment"]] == [9360] * 5, "rounds of another size")
+    within_memory(session, 48)
+    if not Build.sanitized:
+        await until(lambda: session.daemon.memory_mb("VmRSS") < 8, "the memory of the reports is given back", 60)
+
+
+STORIES = [large_messages, false_neighbours, full_reports]
