@@ -63,9 +63,13 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
         {"drop", [this](text, fields) { sent(), driver.take_calls(); }},
         {"arm",
          [this](text, fields in) {
-             const timer_id id = next_timer(in);
-             const auto due = [this, id] { id == timer_rrm_response ? worker->scans().rrm_response_due() : void(); };
-             worker->add_timer(due, id, next<int>(in));
+             for (const int seconds = next<int>(in); in >> std::ws && !in.eof();) {
+                 const timer_id id = next_timer(in);
+                 const auto due = [this, id] {
+                     if (id == timer_rrm_response) worker->scans().rrm_response_due();
+                 };
+                 worker->add_timer(due, id, seconds);
+             }
          }},
         {"hostapd",
          [this](text what, fields) {
@@ -141,9 +145,11 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
              system.system_log.clear();
          }},
         {"due",
-         [this](text, fields in) {
-             const timer_id id = next_timer(in);
-             EXPECT_EQ(due(id), std::vector<long long>(std::istream_iterator<long long>(in), {}));
+         [this](text line, fields in) {
+             const timer_id first = line.empty() ? timer_launch_scan : next_timer(in);
+             const std::vector<long long> wanted(std::istream_iterator<long long>(in), {});
+             for (int id = first; id == first || (line.empty() && id < timer_count); ++id)
+                 EXPECT_EQ(due(id), wanted) << id;
          }},
         {"state",
          [this](text flags, fields) {

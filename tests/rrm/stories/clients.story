@@ -11,17 +11,12 @@ order rrm-update "x":0
 bus $event"reassoc",$dev}}
 sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
 bus $event"send-deauth",$dev}}
-sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
 bus $event"send-disassoc",$dev}}
-sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
 bus $event"recv-deauth",$dev}}
-sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
 bus $event"recv-disassoc",$dev}}
-sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
 bus $event"auth-fail",$dev}}
-sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
 bus $event"8021x-fail",$dev}}
-sends rrm-client-disassoc "radio":1,"sta-mac":"m","ssid":"s"
+names rrm-client-disassoc rrm-client-disassoc rrm-client-disassoc rrm-client-disassoc rrm-client-disassoc rrm-client-disassoc
 bus $event"auth",$dev}}
 sends rrm-client-assoc "radio":1,"sta-mac":"m","rssi":-44,"ssid":"s","no-balance":1
 bus $event"auth",$dev,"client-info":{"using-802.11v":"no"}}}

@@ -37,7 +37,7 @@ logs Disconnected from hostapd
 calls
 # timers run while the pid file is waited for, too
 listen debug
-arm response 0
+arm 0 response
 pass
 logs Not sending rrm-response because hostapd is not running
 
@@ -52,23 +52,11 @@ names rrm-config-changed
 notify config_updated
 pass
 names rrm-config-changed
-arm launch 50
-arm round 50
-arm subscribe 50
-arm response 50
-arm probes 50
-arm config 50
-arm blocked 50
+arm 50 launch round subscribe response probes config blocked refill
 hostapd stops
 sends rrm-disassoc-all-clients "factory":{"board":"board-1","hw":"hw-2","serial":"77777777777777777777777777777777","mac":"02:00:00:00:00:10"}
 sends
-due launch
-due round
-due subscribe
-due response
-due probes
-due config
-due blocked
+due
 hostapd starts
 drop
 service {"service":"internal-ipc","cmd":"disconnected"}

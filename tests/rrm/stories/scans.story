@@ -44,7 +44,7 @@ pass 1
 sends rrm-response $radios,"rf-environment":[[$second]]
 due launch 1
 # that report took all
-arm response 0
+arm 0 response
 pass
 sends rrm-response $radios,"rf-environment":[]
 # A report holds no rounds of a scan that was given up, and an order leaves an earlier report alone.
@@ -87,7 +87,7 @@ pass 1
 names rrm-response
 # gone under a report that is due
 hostapd stops
-arm response 0
+arm 0 response
 drop
 listen debug
 pass

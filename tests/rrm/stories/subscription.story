@@ -33,7 +33,7 @@ logs The radio service refuses the subscription (refused, code 500) until the li
 state 0 0
 due subscribe
 # an earlier report is void
-arm response 50
+arm 50 response
 service $up
 due response
 names subscribe-request
@@ -53,18 +53,12 @@ pass 29
 names
 pass 1
 names subscribe-request
-pass 59
-names
-pass 1
+due subscribe 60
+pass 60
 names subscribe-request
-pass 119
-names
-pass 1
-names subscribe-request
-pass 119
-names
-pass 1
-names subscribe-request
+due subscribe 120
+pass 240
+names subscribe-request subscribe-request
 state 1 0
 # link events come from the link alone
 order subscribe-response "status":"success"
