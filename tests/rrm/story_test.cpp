@@ -8,11 +8,27 @@
 #include <optional>
 #include <sstream>
 
+#ifdef RAVD_HAVE_LAB_SERVICE
+#include "sim/common/json.h"
+#include "sim/service/protocol_check.h"
+#endif
 #include "tests/core/log_capture.h"
 #include "tests/rrm/agent_fixture.h"
 
 namespace ravd::testing {
 namespace {
+
+// What the lab service holds against it; its check is held against the examples of docs/protocol.md.
+std::string faults_of([[maybe_unused]] const std::string& message) {
+    std::string all;
+#ifdef RAVD_HAVE_LAB_SERVICE
+    const sim::json_ptr root = sim::parse_json(message, all);
+    if (sim::is_agent_message(sim::json_text(root.get(), "cmd")))
+        for (const std::string& fault : sim::check_message(root.get()))
+            all += fault + "\n";
+#endif
+    return all;
+}
 
 class story : public agent, public ::testing::WithParamInterface<const char*> {
   protected:
@@ -130,6 +146,7 @@ class story : public agent, public ::testing::WithParamInterface<const char*> {
                  swap_quotes(rrm + head(line) + "','ap-mac':'02:00:00:00:00:10','domain':'home',");
              std::string first;
              to_service.pop([&](const auto& message) { first = message->data; });
+             EXPECT_EQ(line.empty() || line[0] == '{' ? "" : faults_of(first), "");
              EXPECT_EQ(first, line.empty() || line[0] == '{' ? line : start + tail(line) + "}");
          }},
         {"names", [this](text all, fields) { EXPECT_EQ(sent_names(), all.empty() ? all : all + " "); }},

@@ -2,11 +2,11 @@
 radio 1 up 0
 radio 0 power 14
 vap 0 3 a"b/é 02:00:00:00:00:14 1 0
-station 0 A -1000
-station 0 B -61
+station 0 02:00:00:00:00:0a -1000
+station 0 02:00:00:00:00:0b -61
 conf /corvane/dca true
 conf /corvane/tpc TRUE
-clients = ,"assoclist":[{"mac":"A","ssid":"guest","rssi":0},{"mac":"B","ssid":"guest","rssi":-61}]
+clients = ,"assoclist":[{"mac":"02:00:00:00:00:0a","ssid":"guest","rssi":0},{"mac":"02:00:00:00:00:0b","ssid":"guest","rssi":-61}]
 start = "radios":[{"id":0,"status":1,"mac-offset":0,"radio-mac-count":8
 power = "power":14,"power-max":16,"power-min":11,"channel":6,"band":2
 vaps = "available-channels":"1 6 11 ","vaps":[{"id":1,"ssid":"guest","mac":"02:00:00:00:00:12","802dot11k":0,"802dot11r":1},{"id":3,"ssid":"a\"b\/é","mac":"02:00:00:00:00:14","802dot11k":1,"802dot11r":0}]
