@@ -81,15 +81,6 @@ TEST(chanspec, control_channel_bandwidth_and_names) {
     EXPECT_EQ(parse_sideband("lu") * 100 + parse_sideband("lower") * 10 + parse_sideband("none"), 210);
 }
 
-TEST(ifname, only_plain_names_reach_a_command) {
-    for (const char* name : {"wlan0", "wlan1", "wlan0-va0", "wlan1-va12", "wlan1234567-va9"})
-        EXPECT_TRUE(is_wlan_ifname(name)) << name;
-    for (const char* name :
-         {"", "wlan", "wlan00", "wlan01", "wlan-1", "wlan+1", "wlan 1", "wlan0;x", "wlan0-va", "wlan0-va00",
-          "wlan0-va0\n", "wlan0 -va0", "Wlan0", "eth0", "wlan0-va0-va0", "xwlan0", "wlan0-vap0", "wlan12345678-va9"})
-        EXPECT_FALSE(is_wlan_ifname(name)) << name;
-}
-
 TEST(driver_text, numbers_and_tables) {
     EXPECT_EQ(radio_index("wlan99999999999999999999"), 2147483647);
     std::string word;
@@ -105,8 +96,6 @@ TEST(converters, settings) {
     EXPECT_THAT(*parse_channel_list(nullptr, "  44 36  40 36 "), ElementsAre(36, 40, 44));
     EXPECT_THAT(*parse_channel_list(nullptr, "-1 0 65536 x 11x 99999999999"), ElementsAre(11));
     EXPECT_FALSE(parse_channel_list(nullptr, ""));
-    for (const char* text : {"0", "auto", " "})
-        EXPECT_THAT(*parse_channel_list(nullptr, text), ::testing::IsEmpty());
     EXPECT_FALSE(parse_number(nullptr, "max") || parse_number(nullptr, "-3"));
     EXPECT_FALSE(*parse_boolean(nullptr, "TRUE") || *parse_boolean(nullptr, "true "));
     EXPECT_FALSE(get_config_bandwidth_cb(nullptr, "160") || get_config_primary_cb(nullptr, "none"));

@@ -192,13 +192,16 @@ TEST_P(either_chip, without_a_socket_commands_fail) {
     EXPECT_FALSE(ioctl_ops::assign(2, nullptr, "wlan0"));
 }
 
-TEST_F(access_point, copies_no_more_of_a_variable_than_fits) {
+TEST_P(either_chip, takes_no_more_for_a_variable_than_one) {
     start();
-    chip->mibs["wlan0 chanspec"] = std::string(70, '\x11');  // says 70 bytes
-    EXPECT_EQ(driver->get_chanspec("wlan0"), 0x11111111u);
-    chip->mibs["wlan0 chanspec"] = "\x06";
-    EXPECT_EQ(driver->get_chanspec("wlan0"), 6u);
-    chip->mibs["wlan0 actual_tx_power"] = "";
+    using row = std::pair<std::string, std::uint32_t>;
+    const std::vector<row> rows[] = {{{std::string(70, '\x11'), 0x11111111}, {"\x06", 6}, {"", 0}},
+                                     {{"-1", 0}, {"x", 0}, {"", 0}, {"7", 7}}};
+    for (const auto& [answer, value] : rows[GetParam()]) {
+        chip->mibs["wlan0 chanspec"] = answer;
+        EXPECT_EQ(driver->get_chanspec("wlan0"), value) << answer;
+    }
+    chip->mibs[GetParam() ? "wlan0 power_target" : "wlan0 actual_tx_power"] = "";
     EXPECT_EQ(driver->get_tx_power("wlan0"), 16);
 }
 
@@ -249,15 +252,13 @@ struct wifi6_access_point : access_point {
 
 TEST_F(wifi6_access_point, lets_no_other_name_or_value_into_a_command) {
     start();
-    for (const char* value : {"-1", "x", ""}) {
-        chip->mibs["wlan0 chanspec"] = value;
-        EXPECT_EQ(driver->get_chanspec("wlan0"), 0u) << value;
-    }
-    system.commands.clear();
-    for (const std::string name : {"wlan0-va0;reboot", "wlan0-$(x)", "wlan0 -va0"}) {
-        const auto ops = ioctl_ops::assign(rtk_wifi6_back_end, nullptr, name.c_str());
+    for (const char* name :
+         {"",        "wlan",       "wlan00",        "wlan01",     "wlan-1",      "wlan+1",          "wlan 1",
+          "wlan0;x", "wlan0-$(x)", "wlan0-va",      "wlan0-va00", "wlan0-va0\n", "wlan0 -va0",      "wlan0-va0;reboot",
+          "Wlan0",   "eth0",       "wlan0-va0-va0", "xwlan0",     "wlan0-vap0",  "wlan12345678-va9"}) {
+        const auto ops = ioctl_ops::assign(rtk_wifi6_back_end, nullptr, name);
         std::uint32_t value = 1;
-        EXPECT_EQ(ops->get_mib("chanspec", value), -1);
+        EXPECT_EQ(ops->get_mib("chanspec", value), -1) << name;
         EXPECT_EQ(ops->set_mib("x", "1"), 0);
         EXPECT_EQ(ops->del_neighbors(), -1);
         EXPECT_EQ(ops->add_neighbor({{}, "home", 6, {}, 255, 1, false}), -1);
