@@ -42,8 +42,9 @@ class back_end {
     virtual int start_rrm_scan(std::uint32_t channel) = 0;
     virtual int stop_rrm_scan() = 0;
     virtual int get_rrm_scan_results(ap_table& table) = 0;
-    // How many channels of an order an active scan takes: what its duration is reckoned from.
-    virtual std::uint32_t scan_channel_count(const channel_set& channels) const = 0;
+    // Seconds until the results of an active scan of these channels are worth fetching; 0 for one of all channels,
+    // which takes as long as its band has them.
+    virtual std::uint32_t active_scan_s(const channel_set& channels) const = 0;
 
     // What a radio may use and what it does use; 0 beside a failure.
     virtual int get_available_channels(channel_set& channels) = 0;
@@ -66,7 +67,14 @@ class back_end {
     virtual void spare_hostapd() {}
 };
 
-// Makes the back-end of an interface, never null. `progress` may be null and outlives the back-end.
-using back_end_maker = std::unique_ptr<back_end> (*)(activity* progress, const char* ifname);
+// Makes back-ends, and owns what a kind of driver has to remember between two operations. Outlives the driver.
+class back_end_source {
+  public:
+    // Never null. `progress` may be null and outlives the back-end.
+    virtual std::unique_ptr<back_end> back_end_of(activity* progress, const char* ifname) = 0;
+
+  protected:
+    ~back_end_source() = default;
+};
 
 }  // namespace ravd

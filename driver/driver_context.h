@@ -10,10 +10,10 @@ namespace ravd {
 struct driver_context {
     radio_state& radios;
     ipc_helper& requests;
-    back_end_maker make_back_end;
+    back_end_source& back_ends;
 
     std::unique_ptr<back_end> back_end_of(const char* ifname) const {
-        return make_back_end(requests.progress(), ifname);
+        return back_ends.back_end_of(requests.progress(), ifname);
     }
 };
 

@@ -15,8 +15,8 @@ void not_supported(const char* operation) { log_debug(process_log, "%s: not supp
 
 }  // namespace
 
-driver_realtek::driver_realtek(const run_flag* running, back_end_maker make_back_end)
-    : radios_(running), context_{radios_, *this, make_back_end} {
+driver_realtek::driver_realtek(const run_flag* running, back_end_source& back_ends)
+    : radios_(running), context_{radios_, *this, back_ends} {
     open_bus();
     factory_data loaded;
     if (factory_data_load(&loaded) == 0) {

@@ -19,9 +19,9 @@ namespace ravd {
 class driver_realtek final : public driver_interface {
   public:
     // Registers the request endpoint on the bus, reads the factory identity and names the radios and VAPs. `running` is
-    // the agent's run flag and outlives the driver. Works on without bus or factory data: requests then fail and VAP
-    // addresses count from zero.
-    driver_realtek(const run_flag* running, back_end_maker make_back_end);
+    // the agent's run flag and outlives the driver, as `back_ends` does. Works on without bus or factory data: requests
+    // then fail and VAP addresses count from zero.
+    driver_realtek(const run_flag* running, back_end_source& back_ends);
     ~driver_realtek() = default;
 
     bool get_wds_enabled(const char* radio_name) override;

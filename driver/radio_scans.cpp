@@ -56,11 +56,9 @@ int radio_scans::start_active_scan(const char* radio_name, const channel_set& ch
     if (!context_.radios.may_scan(radio)) return 0;
     const auto ops = context_.back_end_of(radio_name);
     ops->stop_active_scan();
-    const std::uint32_t count = ops->scan_channel_count(channels);
-    if (count == 0)
-        wait_s = std::max(wait_s, band_of_chanspec(channels_.get_chanspec(radio_name)) == 2 ? 10u : 15u);
-    else
-        wait_s = std::max(wait_s, count * 7 / 10 + 1);
+    std::uint32_t needed_s = ops->active_scan_s(channels);
+    if (needed_s == 0) needed_s = band_of_chanspec(channels_.get_chanspec(radio_name)) == 2 ? 10 : 15;
+    wait_s = std::max(wait_s, needed_s);
     return ops->start_active_scan(channels) < 0 ? -1 : 0;
 }
 

@@ -8,14 +8,15 @@
 
 namespace ravd {
 
-std::unique_ptr<back_end> board_back_end(activity* progress, const char* ifname) {
+std::unique_ptr<back_end> board_back_ends::back_end_of(activity* progress, const char* ifname) {
     const std::string radio_name(ifname, std::strcspn(ifname, "-"));
     const bool wifi6 = TOVA::get_radio_description(radio_name.c_str()).driver == TOVA::radio_driver::rtk_wifi6;
     return ioctl_ops::assign(wifi6 ? rtk_wifi6_back_end : rtl8192cd_back_end, progress, ifname);
 }
 
 driver_realtek& realtek_driver(const run_flag* running) {
-    static driver_realtek driver(running, board_back_end);
+    static board_back_ends back_ends;
+    static driver_realtek driver(running, back_ends);
     return driver;
 }
 

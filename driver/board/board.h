@@ -1,15 +1,16 @@
 // Which back-end runs a radio of this board, and the driver made of them: the one place that knows every kind.
 #pragma once
 
-#include <memory>
-
 #include "driver/back_end.h"
 #include "driver/driver_realtek.h"
 
 namespace ravd {
 
-// The back-end of an interface, by the board description of its radio. Never null.
-std::unique_ptr<back_end> board_back_end(activity* progress, const char* ifname);
+// Chooses by the board description of an interface's radio.
+class board_back_ends final : public back_end_source {
+  public:
+    std::unique_ptr<back_end> back_end_of(activity* progress, const char* ifname) override;
+};
 
 // The process's one driver, built at the first call and destroyed at process exit. `running` counts at that first call.
 driver_realtek& realtek_driver(const run_flag* running);

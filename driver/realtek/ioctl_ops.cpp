@@ -174,8 +174,9 @@ int ioctl_ops::get_available_channels(channel_set& channels) {
 
 int ioctl_ops::get_chanspec(std::uint32_t& chanspec) { return get_mib("chanspec", chanspec); }
 
-std::uint32_t ioctl_ops::scan_channel_count(const channel_set& channels) const {
-    return ravd::scan_channel_count(channels);
+std::uint32_t ioctl_ops::active_scan_s(const channel_set& channels) const {
+    const std::uint32_t count = scan_channel_count(channels);
+    return count == 0 ? 0 : count * 7 / 10 + 1;
 }
 
 int ioctl_ops::get_assoc_stas(std::vector<rrm_sta_s>& stations) {

@@ -32,7 +32,7 @@ class ioctl_ops : public back_end {
     int start_rrm_scan(std::uint32_t channel) override;
     int stop_rrm_scan() override;
     int get_rrm_scan_results(ap_table& table) override;
-    std::uint32_t scan_channel_count(const channel_set& channels) const override;
+    std::uint32_t active_scan_s(const channel_set& channels) const override;
     int get_available_channels(channel_set& channels) override;
     int get_chanspec(std::uint32_t& chanspec) override;
     int get_assoc_stas(std::vector<rrm_sta_s>& stations) override;

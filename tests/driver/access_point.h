@@ -36,7 +36,7 @@ class access_point : public ::testing::Test {
             bus.configuration["/interface/" + radio + "/wlan/radio/control-sideband"] = "upper";
             vap(radio + "-va0", "home");
         }
-        driver.emplace(&running, board_back_end);
+        driver.emplace(&running, back_ends);
         driver->set_activity(&worker);
     }
 
@@ -73,6 +73,7 @@ class access_point : public ::testing::Test {
     run_flag running{true};
     progress worker;
     std::optional<fake_chip> chip;
+    board_back_ends back_ends;
     std::optional<driver_realtek> driver;
 };
 

@@ -96,7 +96,7 @@ TEST_F(access_point, knows_itself_from_factory_data) {
                 {"aA:11:22:33:44:10123456789012345", "aa:11:22:33:44:11", "aa:11:22:33:44:1f"}};
     for (const auto& row : rows) {
         system.write_file("/etc/ravd/factory", std::string("mac=") + row.mac + "\n");
-        driver.emplace(&running, board_back_end);
+        driver.emplace(&running, back_ends);
         EXPECT_EQ(driver->table().get_radio(0)->vaps[0].mac, row.first);
         EXPECT_EQ(driver->table().get_radio(1)->vaps[6].mac, row.last);
         EXPECT_STREQ(driver->get_base_mac(), row.mac);

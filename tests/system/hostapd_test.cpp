@@ -74,7 +74,8 @@ TEST(hostapd, takes_the_neighbours_of_the_driver) {
     ASSERT_TRUE(eventually(10000, [] { return ask("PING") == "PONG\n"; })) << read_file("/run/log");
 
     const run_flag running{true};
-    driver_realtek driver(&running, board_back_end);
+    board_back_ends back_ends;
+    driver_realtek driver(&running, back_ends);
     driver.set_hostapd_running(true);
     driver.init_interface_context();
     driver.add_neighbor("02:AA:bb:cc:dd:ee", "true", 6, 9, false);
