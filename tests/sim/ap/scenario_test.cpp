@@ -34,19 +34,15 @@ TEST(Scenario, FaultsNameThePlaceAndTheReason) {
         {"]\n}", "]\n} x", "line 8: "},
         {"\"seed\": 7", "\"seeds\": 7", "seeds: is not known here"},
         {"\"seed\": 7", "\"seed\": -1", "seed: must be from 0"},
-        {"\"seed\": 7", "\"seed\": \"x\"", "seed: must be a whole number"},
         {"\"seed\": 7", "\"scan_speed\": 0", "scan_speed: must be a number from"},
         {"\"seed\": 7", "\"factory\": {\"mac\": \"1:2\"}", "factory.mac: \"1:2\" is not a hardware address"},
         {"\"seed\": 7", "\"config\": {\"x\": \"1\"}", "config.x: a configuration path begins with"},
-        {"\"seed\": 7", "\"config\": []", "config: must be an object"},
-        {"\"channel\": 6", "\"channel\": 200", "radios[0].channel: must be from 1 to 165"},
         {"\"channel\": 6", "\"channel\": 37", "radios[0].channel: there is no channel 37"},
         {"\"channel\": 6, ", "", "radios[0].channel: is missing"},
         {"\"channel\": 6", "\"channel\": 6, \"channels\": [1, 11]", "radios[0].channel: is not among"},
         {"\"channel\": 6", "\"channel\": 6, \"channels\": [1, \"b\"]", "radios[0].channels[1]: must be a whole"},
         {"\"bandwidth\": 80", "\"bandwidth\": 40, \"sideband\": \"upper\"", "40 MHz with sideband upper"},
         {"\"bandwidth\": 80", "\"kind\": \"other\"", "radios[1].kind: \"other\" is none of: rtl8192cd, rtk_wifi6"},
-        {"\"power\": 14", "\"power\": 30", "radios[0].power: must be from 11 to 16"},
         {"\"power\": 14", "\"up\": 1", "radios[0].up: must be true or false"},
         {"\"ssid\": \"a\", ", "\"ssid\": \"012345678901234567890123456789012\", ",
          "vaps[0].ssid: must have at most 32"},
@@ -66,7 +62,6 @@ TEST(Scenario, FaultsNameThePlaceAndTheReason) {
     scenario s;
     std::string fault;
     EXPECT_FALSE(parse_scenario("[]", s, fault));
-    EXPECT_FALSE(parse_scenario("", s, fault));
     EXPECT_FALSE(load_scenario("/nonexistent.json", s, fault));
     EXPECT_THAT(fault, HasSubstr("/nonexistent.json: cannot be opened"));
 }

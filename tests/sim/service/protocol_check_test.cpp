@@ -9,8 +9,8 @@
 
 #include "sim/common/text.h"
 #include "sim/service/arguments.h"
-#include "sim/service/presentation.h"
 #include "sim/service/protocol_tables.h"
+#include "sim/service/radio_view.h"
 
 namespace ravd::sim {
 namespace {
@@ -81,15 +81,8 @@ TEST(ProtocolCheck, ExamplesOfThePageAreCleanAndCompleteAndSpoiledOnesAreNot) {
             const json_ptr odd(json_object_new_double(1.5));
             const json_ptr mistyped = rebuilt(message.get(), [&](auto& m) { m[i].second = odd.get(); });
             EXPECT_THAT(check_message(mistyped.get()), Contains(HasSubstr(name))) << cmd;
-
-            if (i == 0) continue;
-            const json_ptr swapped = rebuilt(message.get(), [&](auto& m) { std::swap(m[i - 1], m[i]); });
-            EXPECT_THAT(check_message(swapped.get()), Contains(HasSubstr("instead of before it"))) << cmd << name;
         }
     }
-}
-
-TEST(ProtocolCheck, KnowsEveryMemberOfWhatTheServiceSends) {
     for (const auto& [cmd, message] : examples("service")) {
         EXPECT_TRUE(find_order_rule(cmd.c_str())) << cmd;
         EXPECT_THAT(check_order_members(message.get()), IsEmpty()) << cmd;
@@ -97,21 +90,19 @@ TEST(ProtocolCheck, KnowsEveryMemberOfWhatTheServiceSends) {
 }
 
 TEST(Clients, StayAsTheyComeAndGo) {
-    const auto parsed = [](const std::string& text) {
-        std::string error;
-        return parse_json(text, error);
-    };
-    std::vector<radio_view> radios = read_radios(
-        parsed(R"({"radios":[{"id":0,"status":1,"assoclist":[{"mac":"02:aa"}]},{"id":1,"status":1}]})").get());
-    std::vector<radio_view> described =
-        read_radios(parsed(R"({"radios":[{"id":0,"status":1},{"id":1,"status":1}]})").get());
-    keep_clients(radios, described);
-    ASSERT_EQ(described[0].stations.size(), 1u);
-    follow_clients(parsed(R"({"cmd":"rrm-client-assoc","radio":1,"sta-mac":"02:AA","rssi":-50})").get(), described);
-    EXPECT_EQ(described[0].stations.size(), 0u);
-    EXPECT_EQ(described[1].stations.size(), 1u);
-    follow_clients(parsed(R"({"cmd":"rrm-sta-roam","radio":1,"sta-mac":"02:aa"})").get(), described);
-    EXPECT_EQ(described[1].stations.size(), 0u);
+    std::vector<radio_view> before(2);
+    before[1].id = 1;
+    before[0].active = before[1].active = true;
+    std::vector<radio_view> now = before;
+    before[0].stations = {{"02:aa", "office", -50}};
+    keep_clients(before, now);
+    EXPECT_EQ(now[0].stations.size(), 1u);
+    std::string error;
+    follow_clients(parse_json(R"({"cmd":"rrm-client-assoc","radio":1,"sta-mac":"02:AA"})", error).get(), now);
+    EXPECT_TRUE(now[0].stations.empty());
+    EXPECT_EQ(now[1].stations.size(), 1u);
+    follow_clients(parse_json(R"({"cmd":"rrm-sta-roam","radio":1,"sta-mac":"02:aa"})", error).get(), now);
+    EXPECT_TRUE(now[1].stations.empty());
 }
 
 // The same inside of the objects that messages carry: replace one piece of text by another.
@@ -162,7 +153,6 @@ TEST(ParseJson, IsStrictAndBounded) {
     const std::pair<std::string, const char*> cases[] = {
         {"", "end of data"},
         {"{} x", "at byte"},
-        {"[NaN]", "only in strings"},
         {"[1 /* */]", "only in strings"},
         {"null", "null"},
         {"\"\xff\"", "at byte"},
@@ -181,15 +171,6 @@ TEST(Printable, TakesTheSpellOutOfHostileText) {
     EXPECT_EQ(printable("caf\xc3\xa9 \x1b[2J\n"), "caf\xc3\xa9 ?[2J?");
     EXPECT_EQ(printable("\xff\xc0\x80\xed\xa0\x80\xc2\x9b"), std::string(7, '?'));
     EXPECT_EQ(printable("abcdef", 3), "abc");
-    std::string error;
-    const json_ptr message = parse_json(
-        R"({"cmd":"rrm-response","domain":"\u001b[2J","radios":[{"id":0,"status":1,"vaps":[{"ssid":"caf\u00e9"},7],)"
-        R"("assoclist":[{"mac":"02:AA","rssi":-58}]},null,[]],"rf-environment":[[{},1],2]})",
-        error);
-    const std::string text = present_message(message.get());
-    for (const char* piece : {"rrm-response", "rounds=2 entries=2", "caf\xc3\xa9", "02:AA"})
-        EXPECT_THAT(text, HasSubstr(piece));
-    EXPECT_EQ(text.find('\x1b'), std::string::npos);
 }
 
 }  // namespace

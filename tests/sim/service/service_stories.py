@@ -175,7 +175,8 @@ async def garbage():
         except (websockets.InvalidHandshake, ConnectionError, EOFError):
             pass
         agent = await service.connect(None)
-        for text in ("", "nonsense", "{" * 70000, '{"cmd":7}', '{"version":"2.4","service":"rrm","cmd":"x","ap-mac":"\\u001b[2J"}'):
+        odd = '{"cmd":"rrm-response","radios":[{"vaps":[7],"assoclist":[7]},null,[]],"rf-environment":[[{},1],2]}'
+        for text in ("", "nonsense", odd, "{" * 70000, '{"cmd":7}', '{"version":"2.4","service":"rrm","cmd":"x","ap-mac":"\\u001b[2J"}'):
             await agent.send(text)
         await agent.send(b"\x00\xff")
         agent.transport.write(b"\xf1\x85abcdefghi")  # reserved bits
