@@ -64,13 +64,18 @@ std::string control::run(const std::string& line) {
     return unknown(verb);
 }
 
+std::vector<std::string> control::command_words() {
+    std::vector<std::string> all;
+    for (const command& one : commands())
+        all.push_back(one.word);
+    return all;
+}
+
 std::string control::unknown(const std::string& verb) {
-    std::vector<std::string> names;
+    const std::vector<std::string> names = command_words();
     std::string list;
-    for (const command& one : commands()) {
-        names.push_back(one.word);
-        list += (list.empty() ? "" : ", ") + names.back();
-    }
+    for (const std::string& name : names)
+        list += (list.empty() ? "" : ", ") + name;
     const std::string meant = nearest(verb, names);
     return error("unknown command \"" + verb + "\"; " +
                  (meant.empty() ? "there are " + list : "did you mean " + meant + "?"));

@@ -29,6 +29,7 @@ class control {
     control(parts used, std::function<void()> faults_changed, std::function<void()> config_changed)
         : used_(used), faults_changed_(std::move(faults_changed)), config_changed_(std::move(config_changed)) {}
 
+    static std::vector<std::string> command_words();
     // Carries out one line. The answer has no line end.
     std::string run(const std::string& line);
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "platform/monotonic.h"
+#include "sim/common/line_editor.h"
 
 namespace ravd::sim {
 
@@ -18,8 +19,9 @@ void event_log::line(const char* source, const char* format, ...) const {
     va_end(arguments);
     for (char* c = text; *c; ++c)
         if (static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f) *c = '.';
-    std::printf("%9.3f %s: %s\n", static_cast<double>(monotonic_ms() - start_ms_) / 1000, source, text);
-    std::fflush(stdout);
+    char place[32];
+    std::snprintf(place, sizeof place, "%9.3f ", static_cast<double>(monotonic_ms() - start_ms_) / 1000);
+    print_lines(std::string(place) + source + ": " + text + "\n");
 }
 
 }  // namespace ravd::sim

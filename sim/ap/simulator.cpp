@@ -165,7 +165,7 @@ bool simulator::body::open(std::string& reason) {
         !control_lines_.listen_on(options_.directory + "/control.sock", reason))
         return false;
     watch_signals();
-    control_lines_.read_standard_input();
+    control_lines_.read_standard_input("> ", control::command_words());
     if (options_.hostapd_at_start) hostapd_.start();
     stations_.settle(false);  // they were there before us
     log_.line("sim", "\"%s\" is ready in %s", ap_.start.name.c_str(), options_.directory.c_str());

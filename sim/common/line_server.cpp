@@ -18,14 +18,22 @@ line_server::line_server(event_loop& loop, std::size_t line_limit, std::string t
 
 line_server::~line_server() { loop_.forget(STDIN_FILENO); }
 
-void line_server::read_standard_input() {
-    sources_.emplace(standard_input, line_limit_);
+void line_server::read_standard_input(const char* prompt, std::vector<std::string> words) {
+    lines& those = sources_.emplace(standard_input, line_limit_).first->second;
+    if (line_editor::usable())
+        editor_ = std::make_unique<line_editor>(
+            prompt, std::move(words),
+            [&those](const std::string& line) { those.buffer.append((line + "\n").c_str(), line.size() + 1); },
+            [&those] { those.buffer.end(); });
     loop_.watch(STDIN_FILENO, POLLIN, [this](short) { read_standard(); });
 }
 
 void line_server::read_standard() {
     lines& those = sources_.at(standard_input);
-    those.buffer.fill(STDIN_FILENO);
+    if (editor_)
+        editor_->read();
+    else
+        those.buffer.fill(STDIN_FILENO);
     run_lines(standard_input, those);
 }
 
@@ -54,10 +62,12 @@ void line_server::run_lines(source from, lines& those) {
         server_.hold(from, those.waits);
     if (those.waits || !those.buffer.ended()) return;
     sources_.erase(from);
-    if (from == standard_input)
+    if (from == standard_input) {
         loop_.forget(STDIN_FILENO);
-    else
+        editor_.reset();
+    } else {
         server_.send(from, "", true);
+    }
     ended_(from);
 }
 
@@ -70,8 +80,7 @@ void line_server::resume(source from) {
 
 void line_server::reply(source to, const std::string& text) {
     if (to != standard_input) return server_.send(to, text, false);
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
+    print_lines(text);
 }
 
 }  // namespace ravd::sim

@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "sim/common/line_editor.h"
 #include "sim/common/stream_server.h"
 #include "tools/common/line_buffer.h"
 
@@ -28,7 +31,8 @@ class line_server {
     line_server(const line_server&) = delete;
     line_server& operator=(const line_server&) = delete;
 
-    void read_standard_input();
+    // At a terminal with line editing, which shows `prompt` and completes `words`.
+    void read_standard_input(const char* prompt, std::vector<std::string> words);
     // False with the reason.
     bool listen_on(const std::string& path, std::string& reason) { return server_.open(path, reason); }
 
@@ -53,6 +57,7 @@ class line_server {
     runner run_;
     std::function<void(source)> ended_;
     std::map<source, lines> sources_;
+    std::unique_ptr<line_editor> editor_;
     stream_server server_;
 };
 

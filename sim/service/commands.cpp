@@ -39,16 +39,6 @@ std::string help_text() {
     return text + help_line("help", help_usage, help_help);
 }
 
-std::vector<std::string> command_words() {
-    std::vector<std::string> words = {"help"};
-    for (const order& o : order_table())
-        words.push_back(o.word);
-    for (const auto* table : {&link_commands(), &service_commands()})
-        for (const command& entry : *table)
-            words.push_back(entry.word);
-    return words;
-}
-
 line_result unknown_command(const std::string& word) {
     const std::string meant = nearest(word, command_words());
     line_result result;
@@ -112,6 +102,16 @@ void run_order(lab& service, const order& o, const command_line& line, agent& wh
 }
 
 }  // namespace
+
+std::vector<std::string> command_words() {
+    std::vector<std::string> words = {"help", "agent", "all", "unchecked"};
+    for (const order& o : order_table())
+        words.push_back(o.word);
+    for (const auto* table : {&link_commands(), &service_commands()})
+        for (const command& entry : *table)
+            words.push_back(entry.word);
+    return words;
+}
 
 line_result run_command(lab& service, const std::string& text) {
     line_result result;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "sim/service/console.h"
 
@@ -9,6 +10,8 @@ namespace ravd::sim {
 
 class lab;
 
+// All words that a line may begin with.
+std::vector<std::string> command_words();
 // Runs one line. Never throws; what is wrong stands in the reply.
 line_result run_command(lab& service, const std::string& line);
 

@@ -5,6 +5,8 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "sim/common/line_server.h"
 
@@ -37,7 +39,8 @@ class console {
   public:
     console(event_loop& loop, line_handler& handler);
 
-    void read_standard_input() { lines_.read_standard_input(); }
+    // `words` are completed at a terminal.
+    void read_standard_input(std::vector<std::string> words) { lines_.read_standard_input("> ", std::move(words)); }
     // Listens on a Unix socket at `path`, taking the place of one that nobody serves any more.
     bool listen_on(const std::string& path, std::string& error) { return lines_.listen_on(path, error); }
 

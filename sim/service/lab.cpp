@@ -30,7 +30,7 @@ bool lab::start(std::string& error) {
     if (!server_.start(options_.listening, error)) return false;
     std::printf("listening on %s:%u\n", options_.listening.bind_address.c_str(), server_.port());
     std::fflush(stdout);
-    if (!options_.no_input) console_.read_standard_input();
+    if (!options_.no_input) console_.read_standard_input(command_words());
     look_at_clock();
     return true;
 }
@@ -79,8 +79,7 @@ bool lab::send_bytes(agent& to, outgoing item, const std::string& shown, json_ob
 void lab::say(const agent* who, const std::string& text) {
     if (options_.automatic.json) return;  // verdicts only
     const std::string name = who ? " " + who->name() : "";
-    std::printf("%s%s %s\n", time_of_day().c_str(), name.c_str(), text.c_str());
-    std::fflush(stdout);
+    print_lines(time_of_day() + name + " " + text + "\n");
 }
 
 void lab::violation(agent& who, const std::string& text) {
@@ -168,9 +167,8 @@ void lab::rrm_message(agent& who, json_object* message) {
     if (cmd == "rrm-response") tell_progress(who, who.scan.reported(now));
     if (cmd == "rrm-disassoc-all-clients") tell_progress(who, who.scan.given_up());
     if (cmd == "rrm-response" && !options_.quiet) {
-        std::printf("%s heard\n%s\n%s\n", who.name().c_str(), environment_table(who.environment).c_str(),
-                    occupancy_chart(who.radios, who.environment).c_str());
-        std::fflush(stdout);
+        print_lines(who.name() + " heard\n" + environment_table(who.environment) + "\n" +
+                    occupancy_chart(who.radios, who.environment) + "\n");
     }
     console_.event(cmd, who.number);
     if (cmd == "subscribe-request") {

@@ -1,0 +1,31 @@
+// Line editing, history and completion for a person at a terminal, where the editing library was there to build with.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace ravd::sim {
+
+// One at a time: the library's state is the process's.
+class line_editor {
+  public:
+    // Whether standard input and output are a terminal that can be edited on, in the foreground.
+    static bool usable();
+
+    // Shows the prompt. `words` are completed; `line` gets each line without its end, `ended` the end of the input.
+    line_editor(const char* prompt, std::vector<std::string> words, std::function<void(const std::string&)> line,
+                std::function<void()> ended);
+    // Leaves the terminal as it was.
+    ~line_editor();
+    line_editor(const line_editor&) = delete;
+    line_editor& operator=(const line_editor&) = delete;
+
+    // Standard input is readable.
+    void read();
+};
+
+// Writes whole lines to standard output, at once; above the line that somebody is typing there.
+void print_lines(const std::string& text);
+
+}  // namespace ravd::sim
