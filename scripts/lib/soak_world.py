@@ -117,29 +117,27 @@ class World(Session):
         link = self.link
         await until(lambda: condition() or link.socket.closed or self.fault, what, seconds)
         if self.fault:
-            raise Wrong(str(self.fault))
+            raise self.fault
         check(not link.socket.closed, f"the link ended before {what}")
 
-    async def settle(self):
-        """All that was sent before over the newest link has been handled: an answer bears the domain sent last, and
-        those to requests that had waited for a scan have come behind it."""
+    async def ask(self, count=1, seconds=ANSWER_S):
+        """So many requests are answered. (Earlier ones that waited for a scan may count for these.) The radios."""
         link = self.link
-        domain = await self.accept_over(link)
-        await self.order(message("rrm-request-mode"))
-        await self.reach(lambda: link.domain == domain, "an answer to a request")
-        before = -1
-        while before != link.answered:
-            before = link.answered
-            await asyncio.sleep(0.3)
-        link.asked = link.answered
-
-    async def ask(self, count=1):
-        """Requests of which each is answered once. The radios."""
-        await self.settle()
-        link = self.link
+        due = link.answered + count
         await self.order(*[message("rrm-request-mode")] * count)
-        await self.reach(lambda: link.answered == link.asked, f"{count} answers")
+        await self.reach(lambda: link.answered >= due, f"{count} answers", seconds)
         return link.radios
+
+    async def quiet(self):
+        """Until no report has come for longer than any round or delay of the mix lasts: then nothing waits any more, and
+        what was lost while hostapd was away is known to be lost."""
+        link = self.link
+        reported = -1
+        while reported != link.reported:
+            reported = link.reported
+            await asyncio.sleep(8)
+            await self.ask()
+        link.asked, link.ordered = link.answered, link.reported
 
     async def tell(self, *commands):
         """Commands to the access point; one that does not fit the moment counts for nothing."""
@@ -155,6 +153,19 @@ class World(Session):
         await asyncio.sleep(0.2)
         await self.tell("notify hostapd_started")
 
+    async def answers_again(self):
+        """Or the newest link has ended. hostapd's return may not have been noticed yet: then a request is lost."""
+        link, began = self.link, time.monotonic()
+        while not link.socket.closed:
+            try:
+                await self.ask(seconds=3)
+                return True
+            except Wrong:
+                if self.fault:
+                    raise
+                check(link.socket.closed or time.monotonic() < began + ANSWER_S, "no answer to any request")
+        return False
+
     async def peace(self):
         """Nothing is wrong any more: link and subscription are back in time, a request is answered, nothing else comes."""
         await self.tell("fault clear", "radio 0 up", "radio 1 up", "hostapd start", "notify hostapd_started")
@@ -165,13 +176,8 @@ class World(Session):
             left = began + allowed - time.monotonic()
             await until(lambda: self.fault or (self.linked() and self.link.subscribed), "link and subscription are back",
                         left)
-            link = self.link
-            try:
-                await self.ask()
+            if await self.answers_again():
                 break
-            except Wrong:
-                if not link.socket.closed:
-                    raise
         self.slowest_return_s = max(self.slowest_return_s, time.monotonic() - began)
         check(self.daemon.marker(), "no marker of the subscription")
         pid = self.daemon.process.pid
