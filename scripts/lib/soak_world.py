@@ -132,11 +132,11 @@ class World(Session):
         """Until no report has come for longer than any round or delay of the mix lasts: then nothing waits any more, and
         what was lost while hostapd was away is known to be lost."""
         link = self.link
-        reported = -1
-        while reported != link.reported:
-            reported = link.reported
-            await asyncio.sleep(8)
+        seen = None
+        while seen != (link.reported, link.answered):
             await self.ask()
+            seen = (link.reported, link.answered)
+            await asyncio.sleep(8)
         link.asked, link.ordered = link.answered, link.reported
 
     async def tell(self, *commands):
@@ -178,6 +178,10 @@ class World(Session):
                         left)
             if await self.answers_again():
                 break
+        answered = -1
+        while answered != self.link.answered:  # what an accident left in the queues is worked off
+            answered = self.link.answered
+            await asyncio.sleep(0.5)
         self.slowest_return_s = max(self.slowest_return_s, time.monotonic() - began)
         check(self.daemon.marker(), "no marker of the subscription")
         pid = self.daemon.process.pid
