@@ -41,8 +41,8 @@ class Service:
 
 
 def histogram(times):
-    """A line for each of some twenty spans of time, and the busiest second."""
-    width = max(1, round(max(times) / 20))
+    """A line for each of some fifteen spans of time, and the busiest second."""
+    width = max(1, round(max(times) / 15))
     counts = [sum(begin <= t < begin + width for t in times) for begin in range(0, int(max(times)) + 1, width)]
     scale = max(1, max(counts) / 70)
     for number, count in enumerate(counts):
@@ -72,7 +72,7 @@ async def main(arguments):
             began = time.monotonic()
             agents = [home.add(Daemon(home.directory)) for home in homes]
             for agent in agents:
-                await agent.begin(service.port, log_level=0, **DELAYS)
+                await agent.begin(service.port, log_level=1, **DELAYS)
             print(f"  {len(agents)} agents started within {time.monotonic() - began:.2f} s; delays 10 s, at most 60 s")
             await until(lambda: all(agent.marker() for agent in agents), "every agent subscribes", LIMIT_S)
             print("  subscribed for the first time:")
@@ -95,6 +95,8 @@ async def measure(seconds, agents, service):
     everybody = pids + [service.process.pid]
     before = {pid: (usage.cpu_fine_s(pid), usage.wake_ups(pid)) for pid in everybody}
     await asyncio.sleep(seconds)
+    for program in [*agents, service]:
+        check(program.runs(), f"{program.name} ended:", program.process.returncode, program.lines[-5:])
     cpu = {pid: (usage.cpu_fine_s(pid) - before[pid][0]) * 60000 / seconds for pid in everybody}
     print(f"  each agent, subscribed and idle for {seconds} s:")
     row("CPU", [cpu[pid] for pid in pids], "ms/min")
