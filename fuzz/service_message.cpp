@@ -16,12 +16,6 @@
 namespace ravd {
 namespace {
 
-bool has_timer(abstract_worker& worker, std::int32_t id) {
-    bool found = false;
-    worker.visit_timers([&](std::int32_t of, std::int64_t) { found |= of == id; });
-    return found;
-}
-
 void check_outgoing(safe_queue& to_service) {
     while (to_service.pop([](const std::shared_ptr<buffer_info_t>& message) {
         json_tokener* strict = json_tokener_new();
@@ -34,41 +28,56 @@ void check_outgoing(safe_queue& to_service) {
     }
 }
 
-void tell(std::string_view story) {
-    static const bool have_directory = (testing::fake_system::get().write_file("/tmp/"), true);
-    (void)have_directory;
-    testing::fake_driver driver;
-    driver.hostapd = true;
-    driver.add_station(0, "0A:00:00:00:00:01", -70);
-    safe_queue from_service, to_service, from_bus, to_bus;
-    const run_flag running{true};
-    rrm_worker worker(&running, driver, "home", from_service, to_service, from_bus, to_bus);
-    for (
-        std::string_view line =
-            R"({"version":"2.4","service":"rrm","cmd":"subscribe-response","status":"success","config":{"use-80211v":1,)"
-            R"("use-80211r":1}})";
-        ;) {
+// One agent for all stories. Each begins where a link has just been accepted, whatever the last one left.
+class device {
+  public:
+    device() {
+        testing::fake_system::get().write_file("/tmp/");
+        driver_.hostapd = true;
+        driver_.record = false;
+        driver_.add_station(0, "0A:00:00:00:00:01", -70);
+    }
+    void tell(std::string_view story) {
+        say(R"({"service":"internal-ipc","cmd":"disconnected"})");
+        say(R"({"version":"2.4","service":"rrm","cmd":"subscribe-response","status":"success","domain":"home","config":{)"
+            R"("use-80211v":1,"use-80211r":1}})");
+        while (!story.empty()) {
+            const std::size_t end = std::min(story.find('\n'), story.size());
+            say(story.substr(0, end));
+            story.remove_prefix(std::min(end + 1, story.size()));
+        }
+    }
+
+  private:
+    void say(std::string_view line) {
         const auto message = testing::message(line);
         message->internal = line.find("internal-ipc") != line.npos;
-        from_service.push(message);
-        driver.heard.push_back({{{{2, 0, 0, 0, 0, 1}}, -50, 36, 40, 12, 0x100}});
-        worker.process();
-        if (driver.scanning && !has_timer(worker, timer_scan_finished)) std::abort();
-        check_outgoing(to_service);
-        driver.calls.clear();
+        from_service_.push(message);
+        driver_.heard.assign(1, {{{{2, 0, 0, 0, 0, 1}}, -50, 36, 40, 12, 0x100}});
+        worker_.process();
+        if (driver_.scanning && !has_timer(timer_scan_finished)) std::abort();
+        check_outgoing(to_service_);
         testing::fake_bus::get().sent.clear();
+        testing::fake_system::get().system_log.clear();
         testing::fake_system::get().advance_ms(1000);
-        if (story.empty()) break;
-        const std::size_t end = std::min(story.find('\n'), story.size());
-        line = story.substr(0, end);
-        story.remove_prefix(std::min(end + 1, story.size()));
     }
-}
+    bool has_timer(std::int32_t id) {
+        bool found = false;
+        worker_.visit_timers([&](std::int32_t of, std::int64_t) { found |= of == id; });
+        return found;
+    }
+
+    testing::fake_driver driver_;
+    safe_queue from_service_, to_service_, from_bus_, to_bus_;
+    const run_flag running_{true};
+    rrm_worker worker_{&running_, driver_, "home", from_service_, to_service_, from_bus_, to_bus_};
+};
 
 }  // namespace
 }  // namespace ravd
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    ravd::tell({reinterpret_cast<const char*>(data), size});
+    static auto& one = *new ravd::device;  // never destroyed: what it uses may be gone at the process's end
+    one.tell({reinterpret_cast<const char*>(data), size});
     return 0;
 }
