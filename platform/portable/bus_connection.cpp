@@ -1,5 +1,7 @@
 #include "platform/portable/bus_connection.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -31,6 +33,11 @@ ssize_t write_some(int fd, iovec* parts, std::size_t count) {
 
 bus_connection::bus_connection(std::uint64_t id, unique_fd socket, int peer, bool dialled)
     : id_(id), socket_(std::move(socket)), peer_(peer), dialled_(dialled) {}
+
+std::size_t bus_connection::unread() const {
+    int bytes = 0;
+    return ::ioctl(fd(), FIONREAD, &bytes) == 0 && bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
+}
 
 void bus_connection::fail() {
     write_failed_ = true;
@@ -99,6 +106,13 @@ void bus_connection::flush() {
         output_.pop_front();
         front_done_ = 0;
     }
+}
+
+bool bus_connection::drained() const {
+    int unread = 0;
+    if (write_failed_) return true;
+    if (!output_.empty()) return false;
+    return ::ioctl(fd(), SIOCOUTQ, &unread) != 0 || unread == 0;
 }
 
 }  // namespace ravd

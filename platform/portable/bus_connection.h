@@ -37,6 +37,13 @@ class bus_connection {
     void set_watching() { watching_ = true; }
     std::size_t missed() const { return missed_; }
     void set_missed(std::size_t count) { missed_ = count; }
+    // No longer used for what is sent by itself.
+    bool left() const { return left_; }
+    void leave() { left_ = true; }
+    // Its first frame is missing.
+    bool nameless() const { return peer_ < 0 && !watching_; }
+    // Bytes that wait in its socket.
+    std::size_t unread() const;
     // Whether a message was accepted for it.
     bool carried() const { return carried_; }
 
@@ -50,8 +57,11 @@ class bus_connection {
     void count_transferred(std::size_t bytes) { transferred_ += bytes; }
     // The other end no longer reads; what it wrote may still be read.
     bool write_failed() const { return write_failed_; }
-    // Keeps output back until the connection of that id (0: none) has written all of its own, so that a sender's
-    // messages stay in order when they move from one connection to another.
+    // Everything that was written has been read by the other end's process.
+    bool drained() const;
+
+    // Keeps output back until the connection of that id (0: none) is drained, so that a sender's messages stay in order
+    // when they move from one connection to another.
     void hold_after(std::uint64_t id) { held_by_ = id; }
     std::uint64_t held_by() const { return held_by_; }
 
@@ -65,6 +75,7 @@ class bus_connection {
     bool dialled_;
     bool ended_ = false;
     bool watching_ = false;
+    bool left_ = false;
     bool carried_ = false;
     bool write_failed_ = false;
     std::size_t missed_ = 0;

@@ -2,7 +2,6 @@
 
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 
 #include <cerrno>
 #include <chrono>
@@ -63,6 +62,7 @@ bool bus_endpoint::start() {
     std::string error;
     if (!registration_->renew(error)) return false;
     listener_ = registration_->listen();
+    exchange_->set_listener(listener_.get());
     running_ = listener_ && start_thread();
     if (!running_) hide();
     return running_;
@@ -118,29 +118,29 @@ bool bus_endpoint::receive(bus_message& message) {
 
 bool bus_endpoint::is_open(std::uint64_t connection) const {
     const guard lock(mutex_);
-    return exchange_->find(connection) != nullptr;
+    return exchange_->connections().find(connection) != nullptr;
 }
 
 int bus_endpoint::peer_of(std::uint64_t connection) const {
     const guard lock(mutex_);
-    const bus_connection* found = exchange_->find(connection);
+    const bus_connection* found = exchange_->connections().find(connection);
     return found ? found->peer() : -1;
 }
 
 bool bus_endpoint::has_sent_over(std::uint64_t connection) const {
     const guard lock(mutex_);
-    const bus_connection* found = exchange_->find(connection);
+    const bus_connection* found = exchange_->connections().find(connection);
     return found && found->carried();
 }
 
 std::size_t bus_endpoint::unsent() const {
     const guard lock(mutex_);
-    return exchange_->unsent();
+    return exchange_->connections().unsent();
 }
 
 std::uint64_t bus_endpoint::transferred() const {
     const guard lock(mutex_);
-    return exchange_->transferred();
+    return exchange_->connections().transferred();
 }
 
 bus_result bus_endpoint::send(int destination, std::string_view text, std::uint64_t* connection) {
@@ -177,7 +177,7 @@ void* bus_endpoint::thread_entry(void* self) {
 void bus_endpoint::run() {
     std::unique_lock<std::mutex> lock(mutex_);
     try {
-        while (stage_ == stage::exchanges || (stage_ == stage::flushes && exchange_->unsent() > 0))
+        while (stage_ == stage::exchanges || (stage_ == stage::flushes && exchange_->connections().unsent() > 0))
             turn(lock);
     } catch (const std::bad_alloc&) {
         // Ends as one that broke.
@@ -196,37 +196,24 @@ void bus_endpoint::turn(std::unique_lock<std::mutex>& lock) {
     poll_set_.clear();
     poll_set_.push_back({exchange_->wake().descriptor(), POLLIN, 0});
     poll_set_.push_back({listener_rests_ ? -1 : listener_.get(), POLLIN, 0});
-    const int stall_limit = exchange_->fill_poll_set(poll_set_, reading);
-    const int limit = listener_rests_ ? listener_rest_ms : stall_limit;
+    const int wanted = exchange_->fill_poll_set(poll_set_, reading);
+    const int limit = listener_rests_ ? listener_rest_ms : wanted;
     lock.unlock();
     const int ready = ::poll(poll_set_.data(), static_cast<nfds_t>(poll_set_.size()), limit);
     const int reason = errno;
     lock.lock();
-    if (ready == 0 && limit == stall_limit) exchange_->end_stalled();
+    if (ready == 0 && limit == bus_exchange::stall_limit_ms) exchange_->end_stalled();
     listener_rests_ = false;
     if (ready < 0 && reason != EINTR && reason != ENOMEM) stage_ = stage::abandoned;
     if (ready <= 0) return;
     if (poll_set_[0].revents) exchange_->wake().clear();
     exchange_->serve(poll_set_.data() + 2, poll_set_.size() - 2, stage_ == stage::exchanges);
-    if (poll_set_[1].revents & POLLIN) accept_connections();
-}
-
-void bus_endpoint::accept_connections() {
-    while (listener_) {
-        listener_rests_ = !exchange_->may_accept();
-        if (listener_rests_) return;
-        unique_fd socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (socket) {
-            exchange_->accept(std::move(socket));
-        } else if (errno != EINTR && errno != ECONNABORTED) {
-            listener_rests_ = errno != EAGAIN && errno != EWOULDBLOCK;
-            return;
-        }
-    }
+    if (poll_set_[1].revents & POLLIN) listener_rests_ = !exchange_->accept_waiting();
 }
 
 void bus_endpoint::hide() {
     if (!listener_) return;
+    exchange_->set_listener(-1);
     listener_.reset();
     registration_->hide();
 }

@@ -109,7 +109,6 @@ class bus_endpoint {
     bool start_thread();
     void run();
     void turn(std::unique_lock<std::mutex>& lock);
-    void accept_connections();
     void hide();
 
     std::unique_ptr<bus_registration> registration_;

@@ -1,6 +1,5 @@
 #include "platform/portable/bus_exchange.h"
 
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -14,20 +13,11 @@ namespace {
 
 constexpr std::size_t read_size = 64u * 1024;
 constexpr std::size_t remembered_modules = 256;
+// Nothing tells when a peer has read everything: that is looked at so often while, and only while, somebody waits for
+// it.
+constexpr int hold_look_ms = 4;
 // What a waiting message costs beside its payload.
 constexpr std::size_t message_overhead = sizeof(bus_message) + mbus_header_size + 16;
-
-std::size_t unread(const bus_connection& connection) {
-    int bytes = 0;
-    return ::ioctl(connection.fd(), FIONREAD, &bytes) == 0 && bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
-}
-
-// Whether what a module wrote into `first` is older than what it wrote into `second`. A module that starts again dials
-// again; one that dialled us while we dialled it moves from its own connection to ours, never back.
-bool precedes(const bus_connection& first, const bus_connection& second) {
-    if (first.peer() != second.peer() || first.peer() < 0) return false;
-    return first.dialled() == second.dialled() ? first.id() < second.id() : second.dialled();
-}
 
 }  // namespace
 
@@ -48,89 +38,39 @@ bool bus_exchange::receive(bus_message& message) {
 }
 
 void bus_exchange::remember(const bus_message& message) {
-    const bus_connection* connection = find(message.connection);
+    const bus_connection* connection = connections_.find(message.connection);
     if (connection && connection->dialled()) return;
     if (taken_.size() >= remembered_modules && taken_.find(message.source) == taken_.end()) {
         for (auto entry = taken_.begin(); entry != taken_.end();)
-            entry = find(entry->second) ? std::next(entry) : taken_.erase(entry);
+            entry = connections_.find(entry->second) ? std::next(entry) : taken_.erase(entry);
     }
     taken_[message.source] = message.connection;
 }
 
-bus_connection* bus_exchange::open_connection(std::uint64_t id) const {
-    for (const auto& connection : connections_)
-        if (connection->id() == id && !connection->ended()) return connection.get();
-    return nullptr;
-}
-
-const bus_connection* bus_exchange::find(std::uint64_t id) const { return open_connection(id); }
-
-std::size_t bus_exchange::unsent() const {
-    std::size_t bytes = 0;
-    for (const auto& connection : connections_)
-        if (!connection->watching()) bytes += connection->backlog();
-    return bytes;
-}
-
-std::uint64_t bus_exchange::transferred() const {
-    std::uint64_t bytes = transferred_;
-    for (const auto& connection : connections_)
-        bytes += connection->transferred();
-    return bytes;
-}
-
 // The connection over which that module asked last, else one that we dialled.
 bus_connection* bus_exchange::choose(int destination) const {
-    bus_connection* own = nullptr;
-    for (const auto& connection : connections_)
-        if (connection->dialled() && connection->peer() == destination && !connection->ended()) own = connection.get();
+    bus_connection* own = connections_.dialled_to(destination);
     const auto known = taken_.find(destination);
-    bus_connection* asked = known == taken_.end() ? nullptr : open_connection(known->second);
-    if (own && own->write_failed()) own = nullptr;
+    bus_connection* asked = known == taken_.end() ? nullptr : connections_.find(known->second);
     if (!asked || asked->write_failed() || asked->peer() != destination) return own;
-    if (own && own->backlog() > 0) asked->hold_after(own->id());
+    if (own) {
+        // Both ends dialled each other. From here on this module is talked to where it asks.
+        if (!own->drained()) asked->hold_after(own->id());
+        own->leave();
+    }
     return asked;
 }
 
 bus_result bus_exchange::dial(int destination, bus_connection*& made) {
-    if (!make_room()) return bus_result::full;
+    if (!connections_.make_room()) return bus_result::full;
+    wake_.set();
     unique_fd socket = registration_.connect(destination);
     if (!socket)
         return errno == EAGAIN || errno == EMFILE || errno == ENFILE ? bus_result::full : bus_result::not_served;
-    auto connection = std::make_unique<bus_connection>(++last_id_, std::move(socket), destination, true);
-    const bus_frame_header hello{registration_.module(), destination, 0, bus_frame_kind::hello};
-    const bus_result result = connection->write(hello, {});
-    if (result != bus_result::accepted) return result;
-    made = connection.get();
-    connections_.push_back(std::move(connection));
-    wake_.set();
-    return result;
-}
-
-// Room for one more connection. Where there is none, the oldest that never said anything gives way.
-bool bus_exchange::make_room() {
-    const census seen = count_connections();
-    if (seen.room) return true;
-    if (!seen.silent) return false;
-    seen.silent->end();
-    wake_.set();
-    return true;
-}
-
-bus_exchange::census bus_exchange::count_connections() const {
-    const auto open = std::count_if(connections_.begin(), connections_.end(),
-                                    [](const auto& connection) { return !connection->ended(); });
-    if (static_cast<std::size_t>(open) < connection_limit) return {true, false, nullptr};
-    census seen{false, false, nullptr};
-    for (const auto& connection : connections_) {
-        if (connection->ended()) continue;
-        pollfd entry{connection->fd(), POLLIN, 0};
-        (void)::poll(&entry, 1, 0);
-        const bool nameless = connection->peer() < 0 && !connection->watching();
-        if (nameless && !entry.revents && !seen.silent) seen.silent = connection.get();
-        seen.moves = seen.moves || (entry.revents & POLLHUP) || (nameless && entry.revents);
-    }
-    return seen;
+    // What that module sent before it began to listen there is older than what will come over this connection.
+    (void)accept_waiting();
+    made = &connections_.add(std::move(socket), destination, true);
+    return made->write({registration_.module(), destination, 0, bus_frame_kind::hello}, {});
 }
 
 bus_result bus_exchange::write(bus_connection& connection, std::string_view text) {
@@ -158,7 +98,7 @@ bus_result bus_exchange::send(int destination, std::string_view text, std::uint6
 }
 
 bus_result bus_exchange::send_over(std::uint64_t id, std::string_view text) {
-    bus_connection* connection = open_connection(id);
+    bus_connection* connection = connections_.find(id);
     return connection && connection->peer() >= 0 ? write(*connection, text) : bus_result::not_served;
 }
 
@@ -182,12 +122,16 @@ void bus_exchange::show(const bus_frame_header& header, std::string_view text) {
 }
 
 int bus_exchange::fill_poll_set(std::vector<pollfd>& set, bool reading) {
+    remove_ended();  // who gave way to another
     bool stalled = false;
+    bool held = false;
     reading_rests_ = false;
     for (const auto& connection : connections_) {
         if (connection->held_by() != 0) {
-            const bus_connection* earlier = find(connection->held_by());
-            if (!earlier || earlier->backlog() == 0) {
+            const bus_connection* earlier = connections_.find(connection->held_by());
+            if (earlier && !earlier->drained()) {
+                held = true;
+            } else {
                 connection->hold_after(0);
                 connection->flush();
             }
@@ -203,16 +147,17 @@ int bus_exchange::fill_poll_set(std::vector<pollfd>& set, bool reading) {
         // A descriptor with nothing to do is left out: its hang-up would be reported over and over.
         set.push_back({events && !connection->ended() ? connection->fd() : -1, events, 0});
     }
+    if (held) return hold_look_ms;
     return stalled ? stall_limit_ms : -1;
 }
 
 // The set covers the connections that were there when it was filled; newer ones stand behind them.
 void bus_exchange::serve(const pollfd* entries, std::size_t count, bool reading) {
     for (std::size_t i = 0; i < count; ++i) {
-        bus_connection& connection = *connections_[i];
+        bus_connection& connection = connections_[i];
         if (!entries[i].revents || connection.ended()) continue;
         if (entries[i].revents & (POLLOUT | POLLERR | POLLHUP) && connection.held_by() == 0) connection.flush();
-        if (reading && may_read(connection)) read_in_order(connection);
+        if (reading && may_read(connection) && !follows_unread(connection)) read_from(connection);
     }
     remove_ended();
 }
@@ -226,15 +171,15 @@ void bus_exchange::end_stalled() {
     remove_ended();
 }
 
-bool bus_exchange::may_accept() const {
-    const census seen = count_connections();
-    return seen.room || !seen.moves;
-}
-
-void bus_exchange::accept(unique_fd socket) {
-    if (!make_room()) return;
-    remove_ended();
-    connections_.push_back(std::make_unique<bus_connection>(++last_id_, std::move(socket), -1, false));
+bool bus_exchange::accept_waiting() {
+    while (listener_ >= 0) {
+        if (!connections_.may_grow()) return false;
+        unique_fd socket(::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!socket && (errno == EINTR || errno == ECONNABORTED)) continue;
+        if (!socket) return errno == EAGAIN || errno == EWOULDBLOCK;
+        if (connections_.make_room()) connections_.add(std::move(socket), -1, false);
+    }
+    return true;
 }
 
 void bus_exchange::close_all() {
@@ -254,28 +199,21 @@ bool bus_exchange::may_read(const bus_connection& connection) const {
     return true;
 }
 
-// First what that module wrote earlier into another connection. All of it is there by now: it moves on only when
-// nothing is left to be written.
-void bus_exchange::read_in_order(bus_connection& connection) {
-    std::size_t limit = read_size;
-    for (std::size_t i = 0; i < connections_.size(); ++i) {
-        bus_connection& other = *connections_[i];
-        if (!precedes(other, connection)) continue;
-        limit = std::min(limit, std::max<std::size_t>(unread(connection), 1));
-        for (std::size_t left = unread(other); left > 0 && !other.ended();) {
-            const std::size_t piece = std::min(left, read_size);
-            read_from(other, piece);
-            left -= piece;
-        }
+// A module that stopped and started again left its last messages in the connections of before: they are read first.
+bool bus_exchange::follows_unread(const bus_connection& connection) const {
+    for (const auto& other : connections_) {
+        if (other.get() == &connection || connection.nameless()) return false;
+        if (other->peer() == connection.peer() && !other->ended() && other->unread() > 0 && may_read(*other))
+            return true;
     }
-    read_from(connection, limit);
+    return false;
 }
 
-void bus_exchange::read_from(bus_connection& connection, std::size_t limit) {
+void bus_exchange::read_from(bus_connection& connection) {
     if (!buffer_) buffer_.reset(new unsigned char[read_size]);
     bus_frame_reader& reader = connection.reader();
     // The hello alone first: what comes behind it may have to wait for another connection of that module.
-    const std::size_t wanted = connection.peer() < 0 ? mbus_header_size - reader.held() : limit;
+    const std::size_t wanted = connection.nameless() ? mbus_header_size - reader.held() : read_size;
     const ssize_t n = ::recv(connection.fd(), buffer_.get(), wanted, 0);
     if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) return;
     if (n <= 0) return connection.end();
@@ -298,7 +236,7 @@ bool bus_exchange::handle_frame(bus_connection& connection) {
     const bus_frame_header header = connection.reader().header();
     bus_message message{header.source, connection.id(), header.length, connection.reader().take()};
     if (header.destination != registration_.module()) return false;
-    if (connection.peer() < 0) return greet(connection, header.kind, header.source);
+    if (connection.nameless()) return greet(connection, header.kind, header.source);
     if (header.kind != bus_frame_kind::message || header.source != connection.peer()) return false;
     show(header, message.text());
     inbox_.messages.push_back(std::move(message));
@@ -309,7 +247,7 @@ bool bus_exchange::handle_frame(bus_connection& connection) {
 
 // The first frame of a connection: who is there, or that somebody wants to watch.
 bool bus_exchange::greet(bus_connection& connection, bus_frame_kind kind, int source) {
-    if (connection.watching() || kind == bus_frame_kind::message) return false;
+    if (kind == bus_frame_kind::message) return false;
     if (kind == bus_frame_kind::hello) {
         connection.set_peer(source);
         return true;
@@ -321,16 +259,11 @@ bool bus_exchange::greet(bus_connection& connection, bus_frame_kind kind, int so
 }
 
 void bus_exchange::remove_ended() {
-    const auto first = std::stable_partition(connections_.begin(), connections_.end(),
-                                             [](const auto& connection) { return !connection->ended(); });
-    if (first == connections_.end()) return;
-    for (auto gone = first; gone != connections_.end(); ++gone) {
-        unfinished_bytes_ -= (*gone)->reader().memory();
-        transferred_ += (*gone)->transferred();
-        watchers_ -= (*gone)->watching();
-    }
-    connections_.erase(first, connections_.end());
-    notice_.set();  // whoever waits for an answer over one of them learns of it
+    const bool removed = connections_.remove_ended([this](const bus_connection& gone) {
+        unfinished_bytes_ -= gone.reader().memory();
+        watchers_ -= gone.watching();
+    });
+    if (removed) notice_.set();  // whoever waits for an answer over one of them learns of it
 }
 
 }  // namespace ravd

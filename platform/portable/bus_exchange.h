@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/portable/bus_connection.h"
+#include "platform/portable/bus_connections.h"
 #include "platform/portable/bus_endpoint.h"
 #include "platform/portable/bus_event.h"
 #include "platform/portable/bus_registration.h"
@@ -23,7 +23,6 @@ class bus_exchange {
     // Received and not taken bytes, unfinished messages with the memory they hold. Beyond it nothing is read, except
     // that one unfinished message may always be completed.
     static constexpr std::size_t received_limit = 16u * 1024 * 1024;
-    static constexpr std::size_t connection_limit = 64;
     static constexpr std::size_t watcher_limit = 4;
     // Bytes that may wait for a watcher, who may be slow at our expense but not stop us.
     static constexpr std::size_t watch_backlog_limit = 4u * 1024 * 1024;
@@ -36,42 +35,33 @@ class bus_exchange {
     bool receive(bus_message& message);
     bus_result send(int destination, std::string_view text, std::uint64_t* used);
     bus_result send_over(std::uint64_t id, std::string_view text);
-    const bus_connection* find(std::uint64_t id) const;
-    std::size_t unsent() const;
-    std::uint64_t transferred() const;
+    const bus_connections& connections() const { return connections_; }
 
     // A turn: fill_poll_set() appends an entry for each connection and returns the limit for poll(), -1 for none;
     // serve() moves what those entries announce. Where `reading` is false only what is accepted is still written.
     int fill_poll_set(std::vector<pollfd>& set, bool reading);
     void serve(const pollfd* entries, std::size_t count, bool reading);
-    // After a poll() that saw nothing for the limit that fill_poll_set() gave.
+    // After a poll() that saw nothing for stall_limit_ms, where fill_poll_set() wanted that.
     void end_stalled();
-    // False while the next one had better wait: there is no room, but there will be once what came in is read.
-    bool may_accept() const;
-    void accept(unique_fd socket);
+    // Takes in who waits at the listening socket. False when the rest had better wait for a while: no descriptors are
+    // left, or no room, but there will be some once what came in is read.
+    bool accept_waiting();
     void close_all();
+    // -1 for none. Stays the caller's.
+    void set_listener(int fd) { listener_ = fd; }
 
     bus_event& wake() { return wake_; }      // ends the present poll()
     bus_event& notice() { return notice_; }  // the user's: there is something to take, or a connection was closed
 
   private:
-    struct census {
-        bool room;               // for one more; the rest is not looked for then
-        bool moves;              // some are about to go, or to say who they are
-        bus_connection* silent;  // the oldest that never said anything
-    };
-
-    bus_connection* open_connection(std::uint64_t id) const;
     bus_connection* choose(int destination) const;
     bus_result dial(int destination, bus_connection*& made);
     bus_result write(bus_connection& connection, std::string_view text);
-    bool make_room();
-    census count_connections() const;
     void remember(const bus_message& message);
     void show(const bus_frame_header& header, std::string_view text);
     bool may_read(const bus_connection& connection) const;
-    void read_in_order(bus_connection& connection);
-    void read_from(bus_connection& connection, std::size_t limit);
+    bool follows_unread(const bus_connection& connection) const;
+    void read_from(bus_connection& connection);
     bool handle_frame(bus_connection& connection);
     bool greet(bus_connection& connection, bus_frame_kind kind, int source);
     void remove_ended();
@@ -79,8 +69,8 @@ class bus_exchange {
     const bus_registration& registration_;
     bus_event wake_;
     bus_event notice_;
-    std::uint64_t last_id_ = 0;
-    std::vector<std::unique_ptr<bus_connection>> connections_;  // by age
+    int listener_ = -1;
+    bus_connections connections_;
     // For each module the connection of its own that brought the message taken last. The ids stay when their
     // connections are gone: what is sent to that module must not slip into a newer connection of its.
     std::map<int, std::uint64_t> taken_;
@@ -91,7 +81,6 @@ class bus_exchange {
     std::size_t unfinished_bytes_ = 0;
     bool reading_rests_ = false;  // some connection is not read because too much waits to be taken
     std::size_t watchers_ = 0;
-    std::uint64_t transferred_ = 0;  // of closed connections
     std::unique_ptr<unsigned char[]> buffer_;
 };
 
