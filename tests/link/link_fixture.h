@@ -28,8 +28,9 @@ class link_test : public ::testing::Test {
 
     void make(std::uint32_t initial = 0, std::uint32_t most = 0, const char* host = "127.0.0.1",
               resolver::lookup_function lookup = look_up_addresses) {
+        worker.reset();  // one at a time
         worker = std::make_unique<websock_worker>(to_service, from_service, host, "/api?x=1", server.port, &running,
-                                                  initial, most, corvane_mode, tls_settings{}, std::move(lookup));
+                                                  initial, most, mode, tls_settings{}, std::move(lookup));
         initialized = false;
     }
 
@@ -93,7 +94,7 @@ class link_test : public ::testing::Test {
         server.drain_backlog();
         server.hang_up();
         server.how = manner::healthy;
-        server.accepting = server.reading = server.answer_pings = true;
+        server.reading = server.answer_pings = true;
         statuses.clear();
         connect();
         server.send_text("hello");
@@ -111,6 +112,7 @@ class link_test : public ::testing::Test {
     safe_queue to_service;    // test -> worker
     safe_queue from_service;  // worker -> test
     raw_server server;
+    int mode = corvane_mode;
     std::unique_ptr<websock_worker> worker;
     bool initialized = false;
     bool reading_inbox = true;

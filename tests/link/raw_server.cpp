@@ -146,7 +146,7 @@ void raw_server::take_frames() {
 
 void raw_server::step() {
     if (peer_ == -1) {
-        if (!accepting) return;
+        if (how == manner::unreachable) return;
         peer_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (peer_ == -1) return;
         const int on = 1;  // the clock is virtual: delayed packets would come hours late

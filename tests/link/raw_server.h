@@ -10,10 +10,11 @@ namespace ravd::testing {
 
 enum class manner {
     healthy,
-    mute,      // never answers the handshake
-    scripted,  // answers the handshake with `reply`
-    hang_up,   // closes instead of answering
-    reset,     // resets instead of answering
+    unreachable,  // never accepts, see fill_backlog()
+    mute,         // never answers the handshake
+    scripted,     // answers the handshake with `reply`
+    hang_up,      // closes instead of answering
+    reset,        // resets instead of answering
 };
 
 class raw_server {
@@ -34,8 +35,7 @@ class raw_server {
     manner how = manner::healthy;
     std::string reply;     // "{key}" is replaced
     std::string greeting;  // a text in the same packet as the handshake
-    bool accepting = true;
-    bool reading = true;  // false: leaves everything in the socket
+    bool reading = true;   // false: leaves everything in the socket
     bool answer_pings = true;
 
     int accepted = 0;

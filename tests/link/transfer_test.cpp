@@ -223,44 +223,38 @@ TEST_F(link_test, status_waits_for_room_in_the_queue) {
     }
 }
 
-TEST_F(link_test, a_dead_link_leaves_nothing_behind) {
-    reading_inbox = false;
-    for (int links = 0; links < 2; ++links) {
+TEST_F(link_test, what_a_dead_link_leaves_behind) {
+    const struct {
+        int mode;
+        std::size_t unread;
+        std::vector<std::string> sent, received;
+        const char* statuses;
+    } cases[] = {{corvane_mode, 1, {"new"}, {}, "-+"},
+                 {roaming_mode, 5, {"from before the link", "new"}, {"an order"}, "-+--+"}};
+    for (const auto& entry : cases) {
+        mode = entry.mode;
+        make();
+        take_inbox();
+        statuses.clear();
+        reading_inbox = false;
         ASSERT_TRUE(until([this] { return server.open(); }));
         server.send_text("an order");
         ASSERT_TRUE(until([&] { return from_service.size() == 3; }));  // behind "disconnected" and "connected"
         server.hang_up();
-        push("an answer");
         ASSERT_TRUE(until([this] { return !initialized; }));
-        EXPECT_EQ(from_service.size(), 1u) << "only that the link is gone";
-        EXPECT_EQ(to_service.size(), 0u);
-        ASSERT_TRUE(until([this] { return initialized; }));
+        ASSERT_TRUE(until([this] { return initialized; })) << "the next attempt";
+        EXPECT_EQ(from_service.size(), entry.unread);
         push("from before the link");
+        server.received.clear();
+        reading_inbox = true;
+        connect();
+        push("new");
+        ASSERT_TRUE(until([this] { return !server.received.empty() && server.texts().back() == "new"; }));
+        EXPECT_EQ(server.texts(), entry.sent);
+        EXPECT_EQ(inbox, entry.received);
+        EXPECT_EQ(statuses, entry.statuses);
+        server.hang_up();
     }
-    reading_inbox = true;
-    connect();
-    push("new");
-    ASSERT_TRUE(until([this] { return !server.received.empty(); }));
-    EXPECT_EQ(server.received[0].payload, "new");
-    EXPECT_EQ(statuses, "-+");
-    EXPECT_TRUE(inbox.empty());
-}
-
-TEST_F(link_test, the_roaming_bridge_keeps_what_is_unread) {
-    worker = std::make_unique<websock_worker>(to_service, from_service, "127.0.0.1", "/", server.port, &running, 0, 0,
-                                              roaming_mode);
-    reading_inbox = false;
-    ASSERT_TRUE(until([this] { return initialized; }));
-    push("from before the link");
-    server.greeting = "kept";
-    ASSERT_TRUE(until([this] { return !server.received.empty(); }));
-    server.hang_up();
-    ASSERT_TRUE(until([this] { return !initialized; }));
-    ASSERT_TRUE(until([this] { return initialized; }));
-    reading_inbox = true;
-    take_inbox();
-    EXPECT_EQ(statuses, "-+--");
-    EXPECT_EQ(inbox, std::vector<std::string>{"kept"});
 }
 
 TEST_F(link_test, waits_until_there_is_something_to_do) {

@@ -63,9 +63,9 @@ TEST_F(Stop, WithinThreeSecondsInEveryStateOfTheLink) {
         expect_stop("handshake", config(mode, server.port), signal, [&] { return server.accepted == 1; });
         write_file("/output", "");
         server.fill_backlog();
-        server.accepting = false;
+        server.how = manner::unreachable;
         expect_stop("connecting", config(mode, server.port, debug), signal, reached("Try to establish connect"));
-        server.accepting = true;
+        server.how = manner::healthy;
         write_file("/output", "");
         expect_stop("waiting", config(mode, 1, "initial_connection_delay=99\nmax_connection_delay=99\nlog_level=8\n"),
                     signal, reached("Delay before connection"));
