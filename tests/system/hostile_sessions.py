@@ -3,8 +3,8 @@ import json
 import os
 import struct
 
-from lab.bus import FalseService
-from lab.orders import accept, holders, message, scan
+from lab.bus import FalseService, Peer
+from lab.orders import accept, event, holders, message, scan
 from lab.processes import Build, check, until
 
 MEGABYTE = 1 << 20
@@ -49,6 +49,13 @@ async def large_messages(session):
             await link.alive(60)
         except AssertionError as fault:
             raise AssertionError(f"{fault} after {str(text)[:300]}") from fault
+    await link.send(message("rrm-info", use_80211v=1))
+    await link.alive()
+    async with Peer(session) as peer:
+        for mac in (control, "\x01" * 131072, "m" * (15 * MEGABYTE)):
+            peer.send(event("auth", mac=mac))
+    await session.daemon.line('A "mac" of 15728640 bytes is too long')
+    await link.alive(60)
     within_memory(session)
 
 
