@@ -15,7 +15,8 @@ target_include_directories(ravd_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(ravd_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -fno-common)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
     target_compile_options(ravd_options INTERFACE -ffunction-sections -fdata-sections -fstack-protector-strong
-                                                  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+                                                  -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+                                                  $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
     target_link_options(ravd_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro -Wl,-z,now)
 endif()
 if(RAVD_SANITIZE)

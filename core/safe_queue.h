@@ -64,8 +64,7 @@ class SafeQueue {
     }
 
     // Takes out the items for which `unwanted` is true, under the lock; the others keep their order. How many went.
-    template <typename Predicate>
-    std::size_t remove_if(Predicate unwanted) {
+    std::size_t remove_if(const std::function<bool(const T&)>& unwanted) {
         const std::lock_guard<std::mutex> lock(mutex_);
         const auto leaves = [this, &unwanted](const T& item) {
             if (!unwanted(item)) return false;

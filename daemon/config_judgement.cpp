@@ -205,7 +205,12 @@ class line_judge {
         return 0;
     }
 
-    void say(int number, std::string text) { findings_.push_back({number, std::move(text)}); }
+    void say(int number, std::string text) {
+        auto at = findings_.end();
+        while (at != findings_.begin() && (at - 1)->line > number)
+            --at;
+        findings_.insert(at, {number, std::move(text)});
+    }
 
   private:
     void note_repetition(int number, const known_key& key) {
@@ -315,8 +320,6 @@ config_judgement judge_config_file(const char* path) {
         lines.say(lines.line_of("corvane_service_url"),
                   "corvane_service_url: not used, since roam_service_url is given and wins");
     judge_tls(lines, config.tls);
-    std::stable_sort(judgement.findings.begin(), judgement.findings.end(),
-                     [](const config_finding& a, const config_finding& b) { return a.line < b.line; });
     judgement.plan = describe_plan(config, log_file);
     judgement.works = config.links[roam_link].enabled != 0 || config.links[corvane_link].enabled != 0;
     return judgement;
