@@ -1,5 +1,5 @@
-// The runtime's own handler prints the type of an exception that nobody caught, and brings a demangler for it: 50 KB.
-// A worker catches what escapes (core/worker.cpp); what ends the process here is a bug, for which a core dump tells more.
+// The runtime's own handler prints the type of an exception that nobody caught, and brings a demangler for it: 50 KB. A
+// worker catches what escapes (core/worker.cpp); what ends the process here is a bug, of which a core dump tells more.
 #include <cstdlib>
 #include <exception>
 

@@ -1,6 +1,9 @@
 // Device stories, told in stories/*.story line by line: what happens, and what the agent must have made of it. See
 // stories/README.md for the words.
+#include <glob.h>
+
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <iomanip>
 #include <iterator>
@@ -30,7 +33,7 @@ std::string faults_of([[maybe_unused]] const std::string& message) {
     return all;
 }
 
-class story : public agent, public ::testing::WithParamInterface<const char*> {
+class story : public agent, public ::testing::WithParamInterface<std::string> {
   protected:
     using text = const std::string&;
     using fields = std::istringstream&;
@@ -204,10 +207,20 @@ TEST_P(story, told) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(agent, story,
-                         ::testing::Values("hostapd", "subscription", "deferring", "radios", "versions",
-                                           "configuration", "scans", "clients", "overload", "fast_transition",
-                                           "orders"));
+// Every file there is.
+std::vector<std::string> stories() {
+    std::vector<std::string> names;
+    glob_t found{};
+    glob(RAVD_SOURCE_DIR "/tests/rrm/stories/*.story", 0, nullptr, &found);
+    for (std::size_t i = 0; i < found.gl_pathc; ++i) {
+        const std::string file = std::strrchr(found.gl_pathv[i], '/') + 1;
+        names.push_back(file.substr(0, file.find('.')));
+    }
+    globfree(&found);
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(agent, story, ::testing::ValuesIn(stories()));
 
 }  // namespace
 }  // namespace ravd::testing
