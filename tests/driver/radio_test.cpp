@@ -2,26 +2,20 @@
 #include "tests/core/log_capture.h"
 #include "tests/driver/access_point.h"
 
-namespace ravd::testing {
+namespace ravd {
+
+static bool operator==(const scan_record& a, const scan_record& b) {
+    return std::tie(a.bssid, a.rssi, a.channel, a.bandwidth, a.tx_power, a.sideband) ==
+           std::tie(b.bssid, b.rssi, b.channel, b.bandwidth, b.tx_power, b.sideband);
+}
+
+namespace testing {
 namespace {
 
 using ::testing::_;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-
-// BSSID, RSSI, channel, width, power and sideband.
-std::string describe(const ap_table& table) {
-    std::string all;
-    for (const scan_record& ap : table) {
-        const std::string_view bssid(reinterpret_cast<const char*>(ap.bssid.data()), ap.bssid.size());
-        char text[64];
-        std::snprintf(text, sizeof text, " %d %u %u %d %x; ", ap.rssi, ap.channel, ap.bandwidth, ap.tx_power,
-                      ap.sideband);
-        all += to_hex(bssid) + text;
-    }
-    return all;
-}
 
 TEST_P(either_chip, scans_both_radios) {
     start();
@@ -39,17 +33,17 @@ TEST_P(either_chip, scans_both_radios) {
     for (const char* asked : {"wlan0 2", "wlan1 2", "wlan0 3", "wlan1 3"})
         chip->replies[asked] = word(1) + entry;
     ap_table table(7);
-    const std::string bss = "021122334455 -61 44 80 0 100; ";
+    const scan_record bss({2, 0x11, 0x22, 0x33, 0x44, 0x55}, -61, 44, 80, 0, 0x100);
     EXPECT_EQ(driver->fill_scan_results(table), 0);
-    EXPECT_EQ(describe(table), bss + bss);
+    EXPECT_THAT(table, ElementsAre(bss, bss));
     EXPECT_EQ(chip->take_asked(), "wlan0 2 9024; wlan1 2 9024; ");  // room for 9,360
     chip->failing = {"wlan1 2"};
     EXPECT_EQ(driver->fill_scan_results(table), -1);
-    EXPECT_EQ(describe(table), bss);
+    EXPECT_THAT(table, ElementsAre(bss));
     chip->failing.clear();
     chip->replies["wlan1 2"] = "";  // success, and nothing written
     driver->fill_scan_results(table);
-    EXPECT_EQ(describe(table), bss);
+    EXPECT_THAT(table, ElementsAre(bss));
 
     chip->take_asked();
     driver->set_hostapd_running(false);
@@ -79,7 +73,8 @@ TEST_P(either_chip, scans_both_radios) {
         EXPECT_EQ(driver->fill_rrm_scan_results(table), 0);
         EXPECT_EQ(chip->take_asked(), row.asked) << row.failing;
     }
-    EXPECT_EQ(describe(table), "021122334455 -61 40 40 -1 100; 021122334455 -61 40 40 -1 100; ");
+    const scan_record rrm_bss(bss.bssid, -61, 40, 40, -1, 0x100);
+    EXPECT_THAT(table, ElementsAre(rrm_bss, rrm_bss));
 }
 
 TEST_P(either_chip, waits_for_the_slower_radio) {
@@ -144,18 +139,14 @@ TEST_P(either_chip, lists_stations_of_active_vaps) {
     chip->replies["wlan0-va3 4"] =
         word(0) + word(2) + "\x02\xaa\xbb\xcc\xdd\x01??" + readings + "\x03\x09??" + std::string(28, '\0');
     chip->replies["wlan0-va0 4"] = "";
-    std::string stations;
-    const auto add = [&stations](const rrm_sta_s& sta) {
-        stations += sta.mac + sta.ssid + sta.ifname;
-        for (const int value : {sta.readings[0], sta.readings[1], sta.readings[2], sta.readings[3], sta.rssi,
-                                sta.roam_attempts, int{sta.no_80211v}})
-            stations += " " + std::to_string(value);
-        stations += "; ";
-    };
+    std::vector<rrm_sta_s> stations;
+    const auto add = [&stations](const rrm_sta_s& sta) { stations.push_back(sta); };
     EXPECT_EQ(driver->get_assoc_stas("wlan0-va5", add), 0);
-    EXPECT_EQ(stations,
-              "02:aa:bb:cc:dd:01guestwlan0-va3 -60 -45 -70 -100 -45 3 1; "
-              "00:00:00:00:00:00guestwlan0-va3 -100 -100 -100 -100 -100 0 0; ");
+    ASSERT_EQ(stations.size(), 2u);
+    const rrm_sta_s& sta = stations[0];
+    EXPECT_EQ(sta.mac + sta.ssid + sta.ifname + stations[1].mac, "02:aa:bb:cc:dd:01guestwlan0-va300:00:00:00:00:00");
+    EXPECT_THAT(sta.readings, ElementsAre(-60, -45, -70, -100));
+    EXPECT_THAT((std::array{sta.rssi, sta.roam_attempts, int{sta.no_80211v}}), ElementsAre(-45, 3, 1));
     EXPECT_EQ(chip->take_asked(), "wlan0-va0 4 000000009024; wlan0-va3 4 000000009024; ");
 
     chip->failing = {"wlan0-va0 4", "wlan0 roam_attempt_timeout=30", "wlan0-va0 bss-transition"};
@@ -302,4 +293,5 @@ TEST_F(wifi6_access_point, reads_the_clock_around_commands_that_hang_and_starts_
 }
 
 }  // namespace
-}  // namespace ravd::testing
+}  // namespace testing
+}  // namespace ravd
