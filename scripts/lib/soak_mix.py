@@ -60,7 +60,7 @@ async def orders_in_disorder(world):
     dice = world.dice
     for _ in range(dice.randrange(3, 15)):
         await world.order(dice.choice([
-            scan(dice.choice(["6 36", "1 44", "11 40"]), dice.choice([0, 0, 1, 2]), dice.choice([0, 0, 1])), OVERLOAD, FBT,
+            scan(dice.choice(["6 36", "1 44", "11 40"]), dice.choice([0, 0, 1]), dice.choice([0, 0, 1])), OVERLOAD, FBT,
             message("rrm-request-mode"), INFO,
             message("rrm-info", use_tpc=1, use_dca=dice.randrange(2), radios=[
                 {"id": dice.randrange(3), "channel": dice.choice([1, 6, 11, 36, 40]), "power": dice.randrange(8, 21)}])]))

@@ -136,7 +136,7 @@ class World(Session):
         while seen != (link.reported, link.answered):
             await self.ask()
             seen = (link.reported, link.answered)
-            await asyncio.sleep(8)
+            await asyncio.sleep(10)  # a delay of 1 s before and behind a round of 6 s
         link.asked, link.ordered = link.answered, link.reported
 
     async def tell(self, *commands):
