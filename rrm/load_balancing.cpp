@@ -17,6 +17,7 @@ void load_balancing::on_sta_overload(const json_reader& message) {
     const char* ap_mac = kept_text(message, "ap-mac");
     context_.for_each_kv_vap([this](const char* name) { context_.driver.del_custom_neighbors(name); });
     settings_.apply_neighbour_list(message, true);
+    std::int32_t unknown = 0;
     for (std::int32_t i = 0; i < count && !context_.progress.cancelled(); ++i) {
         context_.progress.tick();
         const json_reader entry = radios.at(i);
@@ -24,8 +25,11 @@ void load_balancing::on_sta_overload(const json_reader& message) {
         if (id >= 0 && id < context_.radio_count())
             roam_weakest(id, entry.get_int("roam-count"), ap_mac ? ap_mac : "");
         else
-            log_warning(process_log, "No client of radio %d is asked to leave: there is no such radio\n", id);
+            ++unknown;
     }
+    if (unknown != 0)
+        log_warning(process_log, "%d entries of rrm-sta-overload are not carried out: there are no such radios\n",
+                    unknown);
 }
 
 void load_balancing::roam_weakest(std::int32_t radio, std::int32_t roam_count, const char* ap_mac) {

@@ -27,6 +27,12 @@ async def large_messages(session):
     link = await session.subscribed(config={"use-80211v": 1, "use-80211r": 1})
     key = "k" * 512
     control = "\x01" * (MEGABYTE * 8 // 6 - 200)  # six bytes each in JSON
+    async with Peer(session) as peer:
+        for mac in (control, "m" * (15 * MEGABYTE)):
+            peer.send(event("auth", mac=mac))
+            await session.daemon.line(f'A "mac" of {len(mac)} bytes is too long')
+        peer.send(event("auth", mac="\x01" * 131072))
+        await link.next("rrm-client-assoc")
     for text in (
             message("rrm-sta-overload", radios=[{"id": 9}] * 60000),
             message("rrm-info", radios=[0] * 100000, **{"802dot11k": [None] * 100000}),
@@ -49,13 +55,6 @@ async def large_messages(session):
             await link.alive(60)
         except AssertionError as fault:
             raise AssertionError(f"{fault} after {str(text)[:300]}") from fault
-    await link.send(message("rrm-info", use_80211v=1))
-    await link.alive()
-    async with Peer(session) as peer:
-        for mac in (control, "\x01" * 131072, "m" * (15 * MEGABYTE)):
-            peer.send(event("auth", mac=mac))
-    await session.daemon.line('A "mac" of 15728640 bytes is too long')
-    await link.alive(60)
     within_memory(session)
 
 

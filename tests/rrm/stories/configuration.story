@@ -22,10 +22,6 @@ quiet
 order rrm-info "use-dca":1,"use-tpc":1,"radios":[{"id":2,"channel":1},{"id":0,"power":3}]
 calls set_tx_power wlan0 3; del_neighbors wlan1-va1
 logs-part apply_config() Wrong id value
-listen error
-order rrm-info "use-dca":1,"use-tpc":1,"radios":[{"id":-1,"channel":1}]
-calls del_neighbors wlan1-va1
-logs-part apply_config() Wrong id value
 
 # Only an object is a configuration.
 order subscribe-response "status":"success","config":[]

@@ -19,5 +19,6 @@ logs #2 E
 logs Sending BSS Trans Request to clients:
 order rrm-sta-overload "radios":[{"id":0,"roam-count":0},{"roam-count":-1},{"id":1,"roam-count":9},{"id":2},{"id":-1}]
 calls del_custom wlan1-va1
+logs 2 entries of rrm-sta-overload are not carried out: there are no such radios
 order rrm-sta-overload "radios":[{"id":0,"roam-count":99}]
 calls del_custom wlan1-va1; bss_trans wlan0-va1 B 1; bss_trans wlan0-va1 E 1; bss_trans wlan0-va1 A 1
