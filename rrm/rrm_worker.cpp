@@ -61,14 +61,16 @@ bool rrm_worker::init() {
     return true;
 }
 
-// Nobody read during the wait for hostapd. What became of the link meanwhile counts; a night's orders do not.
+// Nobody read during the wait for hostapd. What became of the link meanwhile counts; a night's orders do not, nor those
+// that a scan deferred before: hostapd's end was the end of that scan.
 void rrm_worker::drop_unread() {
     std::vector<std::shared_ptr<buffer_info_t>> link_events;
     const auto leaves = [&link_events](const std::shared_ptr<buffer_info_t>& message) {
         if (message && message->internal) link_events.push_back(message);
         return true;
     };
-    const std::size_t unread = from_service_.remove_if(leaves) + from_bus_.remove_if([](const auto&) { return true; });
+    const auto all = [](const auto&) { return true; };
+    const std::size_t unread = from_service_.remove_if(leaves) + from_bus_.remove_if(all) + pending_.remove_if(all);
     for (const auto& event : link_events)
         on_service_message(event);
     if (const std::size_t dropped = unread - link_events.size())

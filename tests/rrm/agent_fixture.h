@@ -33,6 +33,7 @@ class agent : public ::testing::Test {
     run_flag running{true};
     std::unique_ptr<rrm_worker> worker;
     bool ready = false;
+    int waits = 0;  // for hostapd that came to an end
 
     agent() {
         system.reset();
@@ -51,6 +52,7 @@ class agent : public ::testing::Test {
     void turn() {
         if (!ready) {
             ready = worker->init();
+            waits += ready;
         } else if (worker->is_alive(&running)) {
             EXPECT_TRUE(worker->process());
         } else {

@@ -83,11 +83,12 @@ calls $kv; stop_all; reset_corvane 0
 down = {"service":"internal-ipc","cmd":"disconnected"}
 up = {"service":"internal-ipc","cmd":"connected"}
 subscribed {"use-80211v":1}
+order rrm-update "x":0
 hostapd stops
+order rrm-update "x":0
 pass 61
 drop
 listen warning
-order rrm-update "x":0
 order rrm-info "x":0
 bus {"command":"wifi-client-trap","event":{"type":"auth"}}
 service $down
@@ -98,7 +99,7 @@ logs 3 orders and client events came while hostapd was away: they are dropped
 hostapd starts
 pass 9
 names subscribe-request
-calls $kv; reset_corvane 0; stop_all; set_hostapd 1; reset_context; init_context; stop_all
+calls $kv; reset_corvane 0; stop_all; stop_scan; set_hostapd 1; reset_context; init_context; stop_all
 # nor is a change told before the subscription while it runs
 subscribed {}
 notify config_updated
