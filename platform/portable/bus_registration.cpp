@@ -118,11 +118,11 @@ void bus_registration::hide() {
     if (visible()) (void)::unlink(socket_path_.c_str());
 }
 
-unique_fd bus_registration::connect(int module) const {
+unique_fd bus_registration::connect(const std::string& directory, int module) {
     sockaddr_un address;
     unique_fd holder;
     unique_fd made = make_socket();
-    if (!made || !make_address(directory_, std::to_string(module) + ".sock", address, holder)) return unique_fd();
+    if (!made || !make_address(directory, std::to_string(module) + ".sock", address, holder)) return unique_fd();
     if (::connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return unique_fd();
     return made;
 }

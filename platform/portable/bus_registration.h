@@ -26,7 +26,8 @@ class bus_registration {
     void hide();
     // A socket connected to another module, not blocking. No descriptor on failure, with errno set; EAGAIN: its queue
     // of waiting connections is full.
-    unique_fd connect(int module) const;
+    unique_fd connect(int module) const { return connect(directory_, module); }
+    static unique_fd connect(const std::string& directory, int module);
 
     int module() const { return module_; }
 

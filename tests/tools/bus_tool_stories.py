@@ -59,9 +59,14 @@ async def single_commands_and_statuses():
     async with Bench() as bench:
         taken = await bench.module(43)
         await bench.module(1, configuration)
+        seen = await bench.start(["ravd-bus", "monitor", "43", "99"])
+        await seen.line("module 99 is not there")
         for command, status, output in (
                 ("$BUS get /a", 0, "yes\n"),
                 ("$BUS get /b", 1, "no value at /b: not known\n"),
+                ("$BUS call 1 '{\"command\":\"get\",\"path\":\"/a\"}'", 0, '\n  "value": "yes"\n'),
+                ("$BUS call 1 /a", 2, "call wants a JSON object"),
+                ("$BUS list", 0, "\n43 exchanges "),
                 (example, 0, "known"),
                 ("$BUS send 43 hello", 0, ""),
                 ("echo hello | $BUS --as 44 send 43 -", 0, ""),
@@ -76,7 +81,8 @@ async def single_commands_and_statuses():
             said = await bench.shell(command, status=status)
             check(output in said, command, said)
         check(taken.lines[0].endswith(" hello"), taken.lines)
-        await taken.line(r"^44#2 hello\\n$")
+        await taken.line(r"^44#3 hello\\n$")
+        await seen.line(r"^44 > 43 hello\\n$")
 
 
 STORIES = [attach_moves_lines_both_ways, answers_over_the_named_connection, single_commands_and_statuses]

@@ -1,14 +1,13 @@
 #include "tools/bus/attach.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 #include "platform/monotonic.h"
+#include "tools/bus/output.h"
 #include "tools/common/line_buffer.h"
 
 namespace ravd {
@@ -18,33 +17,6 @@ constexpr std::size_t line_limit = mbus_message_limit + 64;
 constexpr int retry_ms = 20;
 constexpr int check_ms = 1000;       // how often the place in the bus's directory is looked after
 constexpr int full_limit_ms = 5000;  // how long a receiver that does not read is waited for
-
-volatile sig_atomic_t ending = 0;
-int signal_pipe[2] = {-1, -1};
-
-void on_signal(int) {
-    const int saved = errno;
-    ending = 1;
-    (void)!::write(signal_pipe[1], "", 1);
-    errno = saved;
-}
-
-void watch_signals() {
-    if (::pipe(signal_pipe) != 0) return;
-    struct sigaction action {};
-    action.sa_handler = on_signal;
-    (void)::sigaction(SIGTERM, &action, nullptr);
-    (void)::sigaction(SIGINT, &action, nullptr);
-}
-
-void append_escaped(std::string& out, std::string_view text) {
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find_first_of("\n\r", begin), text.size());
-        out.append(text.substr(begin, end - begin));
-        if (end < text.size()) out += text[end] == '\n' ? "\\n" : "\\r";
-        begin = end + 1;
-    }
-}
 
 // "DEST TEXT" or "DEST#N TEXT".
 struct order {
@@ -167,16 +139,16 @@ int line_exchange::wait_limit() const {
 }
 
 int line_exchange::run() {
-    while (!ending) {
+    while (!ending()) {
         if (!bus_.running() && !bus_.start()) {
             complain("lost the bus");
             return 1;
         }
-        if (!print_received()) return ending ? 0 : 1;
+        if (!print_received()) return ending() ? 0 : 1;
         send_lines();
         const int limit = wait_limit();
         if (limit == 0) break;
-        pollfd set[3] = {{signal_pipe[0], POLLIN, 0},
+        pollfd set[3] = {{end_signal(), POLLIN, 0},
                          {bus_.descriptor(), POLLIN, 0},
                          {input_.ended() || line_waits_ ? -1 : STDIN_FILENO, POLLIN, 0}};
         if (::poll(set, 3, limit) < 0 && errno != EINTR) return 1;
@@ -185,7 +157,7 @@ int line_exchange::run() {
             last_move_ = monotonic_ms();
         }
     }
-    if (!ending && bus_.unsent() > 0) {
+    if (!ending() && bus_.unsent() > 0) {
         complain("a receiver does not read, messages dropped");
         return 1;
     }
@@ -194,25 +166,6 @@ int line_exchange::run() {
 
 }  // namespace
 
-bool print(const std::string& text) {
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t n = ::write(STDOUT_FILENO, text.data() + done, text.size() - done);
-        if (n >= 0)
-            done += static_cast<std::size_t>(n);
-        else if (errno != EINTR || ending)
-            return false;
-    }
-    return true;
-}
-
-void complain(const std::string& text) {
-    std::fprintf(stderr, "ravd-bus: %s\n", text.c_str());
-    std::fflush(stderr);
-}
-
-int attach(bus_endpoint& bus, const options& chosen) {
-    watch_signals();
-    return line_exchange(bus, chosen).run();
-}
+int attach(bus_endpoint& bus, const options& chosen) { return line_exchange(bus, chosen).run(); }
 
 }  // namespace ravd

@@ -5,6 +5,7 @@
 
 #include "tools/bus/attach.h"
 #include "tools/bus/options.h"
+#include "tools/bus/output.h"
 
 namespace {
 
@@ -36,11 +37,15 @@ int main(int argc, char** argv) {
     const options_result result = parse_options(argc, argv, chosen, error);
     if (const auto status = end_early(result, "ravd-bus", usage_text(), error)) return *status;
     (void)::signal(SIGPIPE, SIG_IGN);
+    if (chosen.what == command::list) return list_modules(chosen);
+    if (chosen.what == command::monitor) return monitor(chosen);
     const auto bus = open_endpoint(chosen);
     if (!bus) return 1;
     switch (chosen.what) {
         case command::send:
             return send_once(*bus, chosen);
+        case command::call:
+            return call_once(*bus, chosen);
         case command::get:
             return get_value(*bus, chosen);
         default:

@@ -2,17 +2,24 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "platform/ctree.h"
 #include "platform/portable/bus_answer.h"
 #include "platform/system.h"
 #include "tools/bus/attach.h"
+#include "tools/bus/output.h"
 
 namespace ravd {
 namespace {
 
-constexpr int configuration_module = 1;
+struct release {
+    void operator()(ctree* tree) const { ctree_release(tree); }
+    void operator()(char* text) const { std::free(text); }
+};
+using tree_owner = std::unique_ptr<ctree, release>;
+using text_owner = std::unique_ptr<char, release>;
 
 // Standard input, or a little more than one message of it.
 std::string read_input() {
@@ -26,9 +33,22 @@ std::string read_input() {
 
 // Prints a malloc()ed text and frees it.
 int print_text(char* text) {
-    const bool printed = text && print(std::string(text) + "\n");
-    std::free(text);
-    return printed ? 0 : 1;
+    const text_owner owner(text);
+    return text && print(std::string(text) + "\n") ? 0 : 1;
+}
+
+// Sends a request to the chosen module. Null, after the reason was printed, when no answer comes.
+tree_owner ask(bus_endpoint& bus, const options& chosen, const std::string& text, const std::string& answer) {
+    const std::string module = "module " + std::to_string(chosen.destination) +
+                               (chosen.destination == configuration_module ? ", the configuration service" : "");
+    std::uint64_t connection = 0;
+    if (bus.send(chosen.destination, text, &connection) != bus_result::accepted) {
+        complain("nobody serves " + module);
+        return nullptr;
+    }
+    tree_owner received(wait_bus_answer(bus, connection, answer.c_str(), chosen.timeout));
+    if (!received) complain("no answer from " + module);
+    return received;
 }
 
 int print_value(const ctree* answer, const std::string& path) {
@@ -67,27 +87,25 @@ int send_once(bus_endpoint& bus, const options& chosen) {
     return 0;
 }
 
+int call_once(bus_endpoint& bus, const options& chosen) {
+    const std::string text = chosen.text == "-" ? read_input() : chosen.text;
+    const tree_owner request(ctree_parse_buffer(text.c_str()));
+    const char* command = ctree_get_param(request.get(), "command");
+    if (!command) {
+        complain("call wants a JSON object with a \"command\"");
+        return 2;
+    }
+    const tree_owner answer = ask(bus, chosen, text, std::string(command) + "-response");
+    return answer ? print_text(ctree_serialize(answer.get())) : 1;
+}
+
 int get_value(bus_endpoint& bus, const options& chosen) {
-    ctree* request = ctree_get_empty();
-    (void)ctree_set_param(request, "command", "get");
-    (void)ctree_set_param(request, "path", chosen.text.c_str());
-    char* text = ctree_serialize_compact(request);
-    ctree_release(request);
-    std::uint64_t connection = 0;
-    const bus_result sent = bus.send(configuration_module, text ? text : "", &connection);
-    std::free(text);
-    if (sent != bus_result::accepted) {
-        complain("nobody serves module 1, the configuration service");
-        return 1;
-    }
-    ctree* answer = wait_bus_answer(bus, connection, "get-response", chosen.timeout);
-    if (!answer) {
-        complain("no answer from module 1, the configuration service");
-        return 1;
-    }
-    const int status = print_value(answer, chosen.text);
-    ctree_release(answer);
-    return status;
+    const tree_owner request(ctree_get_empty());
+    (void)ctree_set_param(request.get(), "command", "get");
+    (void)ctree_set_param(request.get(), "path", chosen.text.c_str());
+    const text_owner text(ctree_serialize_compact(request.get()));
+    const tree_owner answer = ask(bus, chosen, text ? text.get() : "", "get-response");
+    return answer ? print_value(answer.get(), chosen.text) : 1;
 }
 
 }  // namespace ravd

@@ -2,19 +2,24 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/common/options.h"
 
 namespace ravd {
 
-enum class command { attach, send, get };
+// The configuration service.
+constexpr int configuration_module = 1;
+
+enum class command { attach, send, call, get, list, monitor };
 
 struct options {
     command what = command::attach;
-    std::string directory;  // of the bus
-    int module = -1;        // attach: the number to register; otherwise that of --as, or -1
-    int destination = -1;   // send
-    std::string text;       // send: the message; get: the path
+    std::string directory;     // of the bus
+    int module = -1;           // attach: the number to register; otherwise that of --as, or -1
+    int destination = -1;      // send, call, get
+    std::string text;          // send, call: the message; get: the path
+    std::vector<int> watched;  // monitor
     bool tags = false;
     bool stay = false;
     int idle_ms = 300;
