@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/system.h"
+#include "platform/unique_fd.h"
 
 extern char** environ;
 
@@ -36,19 +37,14 @@ int left_ms(long long deadline) {
 }
 
 // Both ends above the standard descriptors, so that redirecting those in the child never meets them.
-bool open_pipe(int (&ends)[2]) {
+bool open_pipe(unique_fd& reading, unique_fd& writing) {
     int low[2];
-    if (pipe(low) != 0) return false;
-    ends[0] = fcntl(low[0], F_DUPFD_CLOEXEC, 3);
-    ends[1] = fcntl(low[1], F_DUPFD_CLOEXEC, 3);
-    const int reason = errno;
-    close(low[0]);
-    close(low[1]);
-    if (ends[0] >= 0 && ends[1] >= 0) return fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
-    for (const int fd : ends)
-        if (fd >= 0) close(fd);
-    errno = reason;
-    return false;
+    if (pipe2(low, O_CLOEXEC) != 0) return false;
+    const unique_fd low_reading(low[0]);
+    const unique_fd low_writing(low[1]);
+    reading.reset(fcntl(low[0], F_DUPFD_CLOEXEC, 3));
+    writing.reset(fcntl(low[1], F_DUPFD_CLOEXEC, 3));
+    return reading && writing && fcntl(reading.get(), F_SETFL, O_NONBLOCK) == 0;
 }
 
 // The process number, or -1 with errno set.
@@ -148,26 +144,15 @@ leftover_list& leftovers() {
 bool run_shell(const char* command, std::string* output) {
     if (output) output->clear();
     if (!leftovers().reap_ended()) return errno = EAGAIN, false;
-    int ends[2];
-    pid_t child = -1;
-    int reason = 0;
+    unique_fd reading;
+    unique_fd writing;
+    if (!open_pipe(reading, writing)) return false;
     const long long deadline = now_ms() + command_limit_ms;
-    {
-        // One at a time: the ends of a new pipe are inherited until they are marked.
-        static std::mutex starting;
-        const std::lock_guard<std::mutex> lock(starting);
-        if (!open_pipe(ends)) return false;
-        child = spawn_shell(command, ends[1]);
-        reason = errno;
-        close(ends[1]);
-    }
-    if (child < 0) {
-        close(ends[0]);
-        errno = reason;
-        return false;
-    }
-    const bool in_time = collect(ends[0], output, deadline) && reap(child, deadline);
-    close(ends[0]);
+    const pid_t child = spawn_shell(command, writing.get());
+    writing.reset();
+    if (child < 0) return false;
+    const bool in_time = collect(reading.get(), output, deadline) && reap(child, deadline);
+    reading.reset();
     if (in_time) return true;
     kill(-child, SIGKILL);
     if (!reap(child, now_ms() + reap_limit_ms)) leftovers().add(child);

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/system.h"
+#include "platform/unique_fd.h"
 
 namespace {
 
@@ -51,14 +52,13 @@ int factory_data_load(factory_data* data) {
     if (!data) return -1;
     *data = {};
     const std::string path = ravd::sys::device_path("/etc/ravd/factory");
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) return -1;
+    const ravd::unique_fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!fd) return -1;
     char contents[file_limit];
     std::size_t size = 0;
     ssize_t got = 0;
-    while (size < sizeof contents && (got = read(fd, contents + size, sizeof contents - size)) > 0)
+    while (size < sizeof contents && (got = read(fd.get(), contents + size, sizeof contents - size)) > 0)
         size += static_cast<std::size_t>(got);
-    close(fd);
 
     bool found = false;
     std::string_view rest(contents, size);
