@@ -10,6 +10,8 @@
 namespace ravd {
 namespace {
 
+constexpr std::int64_t slow_ms = 500;
+
 constexpr std::int64_t clock_slack_ms = 50;  // a wait that ran its whole time may be measured a little shorter
 
 // False when the answer has no value.
@@ -47,7 +49,9 @@ ctree* ipc_helper::send_request(const ctree* tree, const char* answer, int desti
         else if (reads && now_ms - began_ms >= timeout_ * 100 - clock_slack_ms)
             configuration_.waited_in_vain(now_ms);
     }
+    ++requests_;
     if (!received) ++unanswered_;
+    if (monotonic_ms() - began_ms >= slow_ms) ++slow_;
     return received;
 }
 

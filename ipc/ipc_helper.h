@@ -60,6 +60,9 @@ class ipc_helper {
     // Requests without an answer since the helper was made, those included that were not sent because the neighbour
     // hangs.
     std::uint32_t unanswered() const { return unanswered_; }
+    // All requests, and those whose answer took half a second or more.
+    std::uint32_t requests() const { return requests_; }
+    std::uint32_t slow() const { return slow_; }
 
     // Reads a configuration value (a sub-tree as its readable text). 0, or -1 with the reason logged.
     int getconf(const char* path, std::string& output);
@@ -83,6 +86,8 @@ class ipc_helper {
     mbus_endpoint* bus_ = nullptr;
     std::int32_t timeout_ = 20;  // tenths of a second
     std::uint32_t unanswered_ = 0;
+    std::uint32_t requests_ = 0;
+    std::uint32_t slow_ = 0;
     hung_service configuration_;
     activity* progress_ = nullptr;
 };

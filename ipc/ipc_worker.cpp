@@ -5,6 +5,7 @@
 
 #include "core/logger.h"
 #include "ipc/ipc_helper.h"
+#include "message/status_page.h"
 #include "platform/mbus.h"
 #include "platform/mbus_arrival.h"
 
@@ -35,7 +36,15 @@ ipc_worker::~ipc_worker() {
 
 bool ipc_worker::init() {
     bus_ = mbus_init(module_id_, bus_registration, sizeof bus_registration);
-    if (!bus_) return false;
+    if (!bus_) {
+        if (!refused_)
+            log_error(process_log,
+                      "number %d on the bus is not to be had: another process has it, or there is no bus\n",
+                      module_id_);
+        refused_ = true;
+        return false;
+    }
+    refused_ = false;
     mbus_set_moduleloop(bus_, 0);
     if (mbus_get_moduleloop(bus_) != 0) {
         deinit();
@@ -88,12 +97,28 @@ void ipc_worker::forward(unsigned char* block) {
         std::memmove(block, block + mbus_header_size, buffer->size);
         block[buffer->size] = '\0';
         buffer->data = reinterpret_cast<char*>(block);
+        ++received_;
     }
     if (!out_queue_.push(buffer)) log_debug(process_log, "%s->%s:%d queue is full\n", name(), __func__, __LINE__);
 }
 
-void ipc_worker::send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) const {
-    if (buffer && buffer->data && buffer->size) mbus_msg_send(bus_, buffer->data, bus_module_peer, buffer->size);
+void ipc_worker::send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) {
+    if (!buffer || !buffer->data || !buffer->size) return;
+    mbus_msg_send(bus_, buffer->data, bus_module_peer, buffer->size);
+    ++sent_;
+}
+
+std::string ipc_worker::describe_status() {
+    status_page page;
+    page.open("bus");
+    page.number("number", module_id_);
+    page.text("state", bus_ ? "registered" : refused_ ? "refused" : "starting");
+    page.open("counted");
+    page.number("received_messages", static_cast<std::int64_t>(received_));
+    page.number("sent_messages", static_cast<std::int64_t>(sent_));
+    page.close();
+    page.close();
+    return page.take();
 }
 
 }  // namespace ravd

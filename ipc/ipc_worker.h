@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "core/safe_queue.h"
 #include "core/worker.h"
@@ -28,14 +29,18 @@ class ipc_worker final : public abstract_worker {
     void wake() override;
 
   private:
+    std::string describe_status() override;
     bool move_one();                     // one message of the bus, else one buffer; false when there is neither
     void forward(unsigned char* block);  // a received block, which becomes the buffer's, into out_queue
-    void send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) const;
+    void send_to_bus(const std::shared_ptr<buffer_info_t>& buffer);
 
     mbus_endpoint* bus_ = nullptr;  // null while not connected
     safe_queue& out_queue_;
     safe_queue& in_queue_;
     std::int32_t module_id_;
+    bool refused_ = false;  // said already that the number is not to be had
+    std::uint64_t received_ = 0;
+    std::uint64_t sent_ = 0;
     std::atomic<bool> waiting_{false};  // found nothing at its first look: wake() has to end the wait
 };
 

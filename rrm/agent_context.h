@@ -13,6 +13,13 @@
 
 namespace ravd {
 
+// For who asks how the agent is.
+struct agent_counts {
+    std::uint32_t neighbours_set = 0;   // entries of the last 802.11k list
+    std::uint32_t key_holders_set = 0;  // VAPs of the last key-holder settings
+    std::uint32_t clients_told = 0;
+};
+
 // One for all parts, on the worker's thread. What it refers to outlives it.
 struct agent_context {
     driver_interface& driver;
@@ -21,6 +28,7 @@ struct agent_context {
     activity& progress;
     std::string domain;             // RRM domain in every message
     bool memory_to_return = false;  // something large was freed; the worker gives it back when it rests
+    agent_counts counts = {};
 
     // Never above the number of radio names.
     std::int32_t radio_count() const;

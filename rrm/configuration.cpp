@@ -73,6 +73,7 @@ void configuration::apply_radio(const json_reader& entry, bool use_tpc, bool use
 
 void configuration::apply_neighbour_list(const json_reader& message, bool custom) {
     const json_reader neighbours = message.child("802dot11k");
+    context_.counts.neighbours_set = 0;
     const std::int32_t count = neighbours.size();
     for (std::int32_t i = 0; i < count; ++i) {
         const json_reader neighbour = neighbours.at(i);
@@ -87,7 +88,9 @@ void configuration::apply_neighbour_list(const json_reader& message, bool custom
             const json_reader vap = vaps.at(v);
             const char* ssid = kept_text(vap, "ssid");
             const char* bssid = kept_text(vap, "mac");
-            if (ssid && bssid) context_.driver.add_neighbor(bssid, ssid, channel, priority, custom);
+            if (!ssid || !bssid) continue;
+            context_.driver.add_neighbor(bssid, ssid, channel, priority, custom);
+            ++context_.counts.neighbours_set;
         }
     }
 }

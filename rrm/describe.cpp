@@ -54,10 +54,14 @@ std::string rrm_worker::describe_status() {
     page.open("radios");
     parts_.orders.describe(page);
     page.close();
-    page.open("bus");
+    const agent_counts& counts = parts_.context.counts;
+    page.number("neighbours_set", counts.neighbours_set);
+    page.number("key_holders_set", counts.key_holders_set);
     page.open("counted");
-    page.number("unanswered_requests", driver_.unanswered());
-    page.close();
+    page.number("clients_told", counts.clients_told);
+    page.number("requests", driver_.requests());
+    page.number("requests_slow", driver_.slow());
+    page.number("requests_unanswered", driver_.unanswered());
     page.close();
     return page.take();
 }

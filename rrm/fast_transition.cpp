@@ -55,6 +55,7 @@ void fast_transition::process_fbt_info(const json_reader& message) {
     fbt_reassoc_deadline_ = message.get_int("fbt-reassoc-deadline");
     fbt_over_ds_ = message.get_int("fbt-over-ds") != 0;
     context_.driver.begin_corvane_fbt_params();
+    context_.counts.key_holders_set = 0;
     request_bytes_ = 0;
     const json_reader vaps = message.child("vaps");
     for (std::int32_t i = 0; i < vap_entry_limit; ++i) {
@@ -101,6 +102,7 @@ bool fast_transition::add_fbt_vap(const json_reader& entry) {
         return false;
     }
     context_.driver.add_corvane_fbt_params(ifname.c_str(), root.text());
+    ++context_.counts.key_holders_set;
     return true;
 }
 
