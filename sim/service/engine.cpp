@@ -65,7 +65,9 @@ int engine_callback(lws* wsi, lws_callback_reasons reason, void*, void* in, size
     auto* c = wsi ? static_cast<connection*>(lws_get_opaque_user_data(wsi)) : nullptr;
     if (reason == LWS_CALLBACK_HTTP) return -1;  // only websockets are served
     if (!c) return reason == LWS_CALLBACK_ESTABLISHED ? -1 : 0;
-    static_cast<engine::state*>(lws_context_user(lws_get_context(wsi)))->moved = true;
+    // A connection that may write and has to wait would otherwise be asked again and again.
+    if (reason != LWS_CALLBACK_SERVER_WRITEABLE)
+        static_cast<engine::state*>(lws_context_user(lws_get_context(wsi)))->moved = true;
     return connection_event(wsi, reason, *c, in, size);
 }
 

@@ -44,12 +44,12 @@ void wire::end() {
 
 void wire::follow() {
     if (finished_) return;
-    short tcp_events = tcp_ended_ ? 0 : POLLRDHUP;
-    if (reading_ && to_engine_.empty() && !tcp_ended_) tcp_events |= POLLIN;
-    if (!to_tcp_.empty()) tcp_events |= POLLOUT;
+    short tcp_events = in_.ended ? 0 : POLLRDHUP;
+    if (reading_ && in_.pending.empty() && !in_.ended) tcp_events |= POLLIN;
+    if (!out_.pending.empty()) tcp_events |= POLLOUT;
     short engine_events = 0;  // without any its hang-up would be reported again and again
-    if (to_tcp_.empty() && !engine_ended_) engine_events |= POLLIN;
-    if (!to_engine_.empty()) engine_events |= POLLOUT;
+    if (out_.pending.empty() && !out_.ended) engine_events |= POLLIN;
+    if (!in_.pending.empty()) engine_events |= POLLOUT;
     loop_.change(tcp_.get(), tcp_events);
     loop_.change(engine_.get(), engine_events);
 }
@@ -69,7 +69,7 @@ void wire::pump(short tcp_events) {
         const bool in = pump_in();
         const bool out = !finished_ && pump_out();
         moved = in || out;
-        if (!finished_ && tcp_ended_ && engine_ended_ && to_engine_.empty()) end();
+        if (!finished_ && in_.ended && out_.ended && in_.pending.empty()) end();
     }
     follow();
     if (moved) moved_();
@@ -78,77 +78,70 @@ void wire::pump(short tcp_events) {
 bool wire::pump_in() {
     bool moved = false;
     char chunk[chunk_size];
-    while (reading_ && !tcp_ended_ && to_engine_.empty()) {
+    while (reading_ && !in_.ended && in_.pending.empty()) {
         const ssize_t n = recv(tcp_.get(), chunk, sizeof chunk, 0);
         if (n < 0 && would_block()) break;
         moved = true;
         if (n <= 0) {
-            tcp_ended_ = true;
+            in_.ended = true;
             if (n < 0) {
                 end();
                 return true;
             }
             break;
         }
-        bytes_in_ += static_cast<std::uint64_t>(n);
-        in_frames_.feed(chunk, static_cast<std::size_t>(n), to_engine_, [this](const frame_filter::frame& f) {
+        in_.bytes += static_cast<std::uint64_t>(n);
+        in_.frames.feed(chunk, static_cast<std::size_t>(n), in_.pending, [this](const frame_filter::frame& f) {
             if (f.opcode != opcode_ping) return true;
             ++pings_;
             return !mute_;
         });
-        if (flush(engine_.get(), to_engine_) < 0) to_engine_.clear();
+        if (flush(engine_.get(), in_.pending) < 0) in_.pending.clear();
     }
-    const ssize_t n = flush(engine_.get(), to_engine_);
-    if (n < 0) to_engine_.clear();  // the engine has closed its side; its end arrives by pump_out
+    const ssize_t n = flush(engine_.get(), in_.pending);
+    if (n < 0) in_.pending.clear();  // the engine has closed its side; its end arrives by pump_out
     if (n > 0) moved = true;
-    if (tcp_ended_ && to_engine_.empty()) shutdown(engine_.get(), SHUT_WR);
+    if (in_.ended && in_.pending.empty()) shutdown(engine_.get(), SHUT_WR);
     return moved;
 }
 
 bool wire::pump_out() {
     bool moved = false;
     char chunk[chunk_size];
-    while (to_tcp_.empty()) {
-        const ssize_t n = engine_ended_ ? 0 : recv(engine_.get(), chunk, sizeof chunk, 0);
+    while (out_.pending.empty()) {
+        const ssize_t n = out_.ended ? 0 : recv(engine_.get(), chunk, sizeof chunk, 0);
         if (n < 0 && would_block()) {
-            if (!inject_pending_ || !out_frames_.at_boundary()) break;
-            to_tcp_.swap(inject_);
-            inject_.clear();
-            inject_pending_ = false;
+            if (!inject_ || !out_.frames.at_boundary()) break;
+            out_.pending = *std::exchange(inject_, std::nullopt);
         } else if (n <= 0) {
-            if (!engine_ended_) {
-                engine_ended_ = true;
+            if (!out_.ended) {
+                out_.ended = true;
                 moved = true;
                 shutdown(tcp_.get(), SHUT_WR);
             }
             break;
         } else {
-            out_frames_.feed(chunk, static_cast<std::size_t>(n), to_tcp_,
+            out_.frames.feed(chunk, static_cast<std::size_t>(n), out_.pending,
                              [](const frame_filter::frame&) { return true; });
         }
         moved = true;
-        const ssize_t sent = flush(tcp_.get(), to_tcp_);
+        const ssize_t sent = flush(tcp_.get(), out_.pending);
         if (sent < 0) {
             end();
             return true;
         }
-        bytes_out_ += static_cast<std::uint64_t>(sent);
+        out_.bytes += static_cast<std::uint64_t>(sent);
     }
-    const ssize_t sent = flush(tcp_.get(), to_tcp_);
+    const ssize_t sent = flush(tcp_.get(), out_.pending);
     if (sent < 0) {
         end();
         return true;
     }
     if (sent > 0) {
-        bytes_out_ += static_cast<std::uint64_t>(sent);
+        out_.bytes += static_cast<std::uint64_t>(sent);
         moved = true;
     }
     return moved;
-}
-
-void wire::inject(std::string bytes) {
-    inject_ = std::move(bytes);
-    inject_pending_ = true;
 }
 
 void wire::drop() {

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/unique_fd.h"
 #include "sim/common/event_loop.h"
@@ -27,7 +29,7 @@ class wire {
     // Both directions have ended and everything was delivered, or the connection is beyond help.
     bool finished() const { return finished_; }
     // The engine has closed its side.
-    bool engine_ended() const { return engine_ended_; }
+    bool engine_ended() const { return out_.ended; }
 
     // Pings of the agent vanish before the engine sees them.
     void set_mute(bool on) { mute_ = on; }
@@ -38,14 +40,14 @@ class wire {
 
     // Puts bytes into the stream towards the agent, behind everything the engine has written so far, between two
     // frames. One at a time: the caller waits until injecting() is false.
-    void inject(std::string bytes);
-    bool injecting() const { return inject_pending_; }
+    void inject(std::string bytes) { inject_ = std::move(bytes); }
+    bool injecting() const { return inject_.has_value(); }
     // A reset instead of an orderly end; whatever is on its way is lost.
     void drop();
 
     std::uint64_t pings() const { return pings_; }
-    std::uint64_t bytes_in() const { return bytes_in_; }
-    std::uint64_t bytes_out() const { return bytes_out_; }
+    std::uint64_t bytes_in() const { return in_.bytes; }
+    std::uint64_t bytes_out() const { return out_.bytes; }
 
   private:
     // True when anything moved.
@@ -55,24 +57,24 @@ class wire {
     void follow();
     void end();
 
+    struct direction {
+        frame_filter frames;
+        std::string pending;  // read and not yet written
+        bool ended = false;   // nothing more is read
+        std::uint64_t bytes = 0;
+    };
+
     event_loop& loop_;
     unique_fd tcp_;
     unique_fd engine_;
     std::function<void()> moved_;
-    frame_filter in_frames_;
-    frame_filter out_frames_;
-    std::string to_engine_;
-    std::string to_tcp_;
-    std::string inject_;
-    bool inject_pending_ = false;
+    direction in_;   // from the agent
+    direction out_;  // to it
+    std::optional<std::string> inject_;
     bool mute_ = false;
     bool reading_ = true;
-    bool tcp_ended_ = false;
-    bool engine_ended_ = false;
     bool finished_ = false;
     std::uint64_t pings_ = 0;
-    std::uint64_t bytes_in_ = 0;
-    std::uint64_t bytes_out_ = 0;
 };
 
 }  // namespace ravd::sim
