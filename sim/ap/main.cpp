@@ -16,6 +16,7 @@ constexpr const char usage[] =
     "usage: ravd-sim-ap SCENARIO.json --dir DIR [--speed N] [--quiet] [--no-hostapd] [--exit-on-eof]\n"
     "       ravd-sim-ap SCENARIO.json --check\n"
     "       ravd-sim-ap --dir DIR --tell COMMAND...\n"
+    "       ravd-sim-ap --help | --version\n"
     "\n"
     "Runs the access point of a scenario in a directory; commands are read from standard input and from\n"
     "DIR/control.sock. --speed makes scans N times as fast. --check only reads the scenario. --tell gives one\n"

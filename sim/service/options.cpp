@@ -94,6 +94,7 @@ const char* usage_text() {
            "                            shows what was ordered, 1 otherwise; implies --auto\n"
            "\n"
            "  -h, --help                this text; \"help\" as a command lists the commands\n"
+           "      --version             the version\n"
            "\n"
            "The first line printed is \"listening on ADDRESS:PORT\".\n";
 }

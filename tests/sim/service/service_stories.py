@@ -2,10 +2,11 @@
 import asyncio
 import json
 import os
+import pty
 import re
 import time
 
-from lab.processes import PATIENCE, Place, Wrong, check
+from lab.processes import Build, PATIENCE, Place, Wrong, check
 import websockets
 
 MAC = "00:1A:2B:3C:4D:5E"
@@ -342,6 +343,25 @@ async def limits():
         assert await service.end() == ""
 
 
+async def typing():
+    """A person at a terminal completes words and brings back lines; it needs the library for it."""
+    program = Build.program("ravd-sim-service")
+    with open(program, "rb") as file:
+        if b"libedit" not in file.read():
+            return
+    child, terminal = pty.fork()
+    if child == 0:
+        os.execve(program, [program], {"TERM": "vt100"})
+    answer = b"\n0 violations"
+    for keys, wanted in (("", b"> "), ("viol\t\r", answer), ("\x1b[A\r", answer), ("quit 7\r", b"7")):
+        os.write(terminal, keys.encode())
+        seen = b""
+        while wanted not in seen.replace(b"\r\x1b[K", b"\n"):
+            seen += await asyncio.wait_for(asyncio.to_thread(os.read, terminal, 4096), PATIENCE)
+        check(b"^" not in seen, "the terminal itself showed a key:", seen)
+    check(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 7, "it ended otherwise")
+
+
 async def automatic_and_true():
     await automatic(lying=False)
 
@@ -350,4 +370,5 @@ async def automatic_and_lying():
     await automatic(lying=True)
 
 
-STORIES = [options, console, limits, progress, orders_and_link, garbage, automatic_and_true, automatic_and_lying]
+STORIES = [options, console, typing, limits, progress, orders_and_link, garbage, automatic_and_true,
+           automatic_and_lying]
