@@ -1,5 +1,5 @@
-// What the Wi-Fi drivers' files and iwpriv print, lists of channels in the configuration, and names on their way to a
-// command. The first byte chooses the reader.
+// What the Wi-Fi drivers' files and iwpriv print, settings of radios and VAPs, and names on their way to a command. The
+// first byte chooses the reader.
 
 #include <algorithm>
 #include <cstdint>
@@ -38,7 +38,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (ravd::parse_vap_ifname(words, radio, vap)) check(ravd::radio_index(words) == radio);
             break;
         }
+        case '3': {
+            const std::string ssid = ravd::parse_ssid(nullptr, text).value_or("");
+            check(ssid.size() <= 129 && ravd::to_hex(ssid).size() == 2 * ssid.size());
+            check(ssid.find('\n') == ssid.npos || ravd::has_control_character(ssid));
+            break;
+        }
         default: {
+            const auto bandwidth = ravd::get_config_bandwidth_cb(nullptr, text);
+            check(!bandwidth || ravd::parse_number(nullptr, text).value_or(0) % 20 == 0);
+            check(!ravd::get_config_primary_cb(nullptr, text) || !bandwidth);
             const auto channels = ravd::parse_channel_list(nullptr, text).value_or(ravd::channel_set());
             check(channels.empty() || (*channels.begin() > 0 && *channels.rbegin() <= 65535));
         }
