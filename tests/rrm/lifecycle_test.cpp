@@ -12,6 +12,7 @@
 
 #include "tests/core/log_capture.h"
 #include "tests/rrm/agent_fixture.h"
+#include "tests/support/allocations.h"
 
 namespace ravd::testing {
 namespace {
@@ -93,6 +94,9 @@ TEST_F(lifecycle, rests_until_there_is_something_to_do) {
     service(link_down);
     rested_ms();
     EXPECT_EQ(rested_ms(), 1000);
+    const long before = allocations();
+    EXPECT_TRUE(worker->is_alive(&running) && worker->process());
+    EXPECT_EQ(allocations() - before, 0) << "an idle turn allocates";
     push();
     push();
     EXPECT_EQ(rested_ms(), 0);
