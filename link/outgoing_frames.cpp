@@ -43,6 +43,31 @@ class joined_packets {
 
 }  // namespace
 
+// A copy of one message with the room before it that the library wants: the payload is masked in place.
+class outgoing_frames::frame {
+  public:
+    // In `room` when it fits there. A null `data` stands for zeros.
+    frame(unsigned char* room, std::size_t room_size, const char* data, std::size_t len) : size_(len) {
+        if (len > SIZE_MAX - LWS_PRE) return;
+        if (len + LWS_PRE > room_size) {
+            allocated_.reset(static_cast<unsigned char*>(std::malloc(len + LWS_PRE)));
+            room = allocated_.get();
+            if (!room) return;
+        }
+        std::memset(room, 0, data ? LWS_PRE : LWS_PRE + len);
+        payload_ = room + LWS_PRE;
+        if (data) std::memcpy(payload_, data, len);
+    }
+    // Null when memory ran out.
+    unsigned char* payload() const { return payload_; }
+    std::size_t size() const { return size_; }
+
+  private:
+    std::unique_ptr<unsigned char, decltype(&std::free)> allocated_{nullptr, &std::free};
+    unsigned char* payload_ = nullptr;
+    std::size_t size_;
+};
+
 outgoing_frames::outgoing_frames(safe_queue& input, abstract_worker& worker, const char* name, internal_handler handler)
     : input_(input), name_(name), handle_internal_(std::move(handler)) {
     input_.set_notify([this, &worker] {
@@ -56,12 +81,15 @@ bool outgoing_frames::drain(lws* wsi) {
     joined_packets packets(wsi);
     wake_pending_ = false;  // before the first pop: what comes after the last one wakes again
     for (int count = 0; count < drain_limit && !lws_partial_buffered(wsi); ++count) {
-        const bool popped = input_.pop([this, wsi, &packets](const std::shared_ptr<buffer_info_t>& buffer) {
+        const bool popped = input_.pop([this, wsi, &packets](std::shared_ptr<buffer_info_t> buffer) {
             log_debug(process_log, "%s->From queue\n", name_);
             dump_buffer(*buffer);
             if (handle_internal_(*buffer)) return;
             packets.begin_frame();
-            lws_send(wsi, buffer->data, buffer->size, LWS_WRITE_TEXT);
+            const frame copy(room_, sizeof room_, buffer->data, buffer->size);
+            buffer.reset();  // before the library keeps what the socket does not take: a large one is held twice, not
+                             // thrice
+            write(wsi, copy, LWS_WRITE_TEXT);
         });
         if (!popped) return false;
     }
@@ -90,18 +118,13 @@ std::size_t outgoing_frames::drop_all() {
 }
 
 int outgoing_frames::lws_send(lws* wsi, const char* data, std::size_t len, int type) {
-    if (len > SIZE_MAX - LWS_PRE) return -1;
-    unsigned char* frame = room_;
-    std::unique_ptr<unsigned char, decltype(&std::free)> allocated(nullptr, &std::free);
-    if (len > sizeof room_ - LWS_PRE) {
-        allocated.reset(static_cast<unsigned char*>(std::malloc(len + LWS_PRE)));
-        frame = allocated.get();
-        if (!frame) return -1;
-    }
-    std::memset(frame, 0, data ? LWS_PRE : LWS_PRE + len);
-    // A copy, because the payload is masked in place.
-    if (data) std::memcpy(frame + LWS_PRE, data, len);
-    const int n = lws_write(wsi, frame + LWS_PRE, len, static_cast<lws_write_protocol>(type));
+    return write(wsi, frame(room_, sizeof room_, data, len), type);
+}
+
+int outgoing_frames::write(lws* wsi, const frame& what, int type) {
+    if (!what.payload()) return -1;
+    const std::size_t len = what.size();
+    const int n = lws_write(wsi, what.payload(), len, static_cast<lws_write_protocol>(type));
     if (n < 0) {
         log_error(process_log, "%s->%s:Can't send msg type [%d] to websocket\n", name_, "lws_send", type);
     } else if (type != LWS_WRITE_PING) {

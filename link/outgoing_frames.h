@@ -45,6 +45,9 @@ class outgoing_frames {
     std::uint64_t sent_bytes() const { return sent_bytes_; }
 
   private:
+    class frame;
+
+    int write(lws* wsi, const frame& what, int type);
     bool take(std::size_t& lost);
 
     safe_queue& input_;
