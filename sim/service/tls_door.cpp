@@ -49,9 +49,8 @@ class tls_door::tunnel {
             moved = pump_out() || moved;
         }
         if (ended()) return;
-        const bool greeted = SSL_is_init_finished(ssl_) != 0;
         if (to_plain_.empty()) tcp_events_ |= POLLIN;
-        const int wait_for_agent = greeted && to_tls_.empty() ? POLLIN : 0;
+        const int wait_for_agent = greeted_ && to_tls_.empty() ? POLLIN : 0;
         const int wait_for_room = to_plain_.empty() ? 0 : POLLOUT;
         loop_.change(tcp_.get(), tcp_events_);
         loop_.change(plain_.get(), static_cast<short>(wait_for_agent | wait_for_room));
@@ -62,7 +61,7 @@ class tls_door::tunnel {
         const int reason = SSL_get_error(ssl_, result);
         if (reason == SSL_ERROR_WANT_WRITE) tcp_events_ |= POLLOUT;
         if (reason == SSL_ERROR_WANT_WRITE || reason == SSL_ERROR_WANT_READ) return true;
-        if (!SSL_is_init_finished(ssl_))
+        if (!greeted_)
             std::fprintf(stderr, "a TLS handshake failed: %s\n",
                          reason == SSL_ERROR_SSL ? last_error().c_str() : "the agent ended it");
         ERR_clear_error();
@@ -70,6 +69,14 @@ class tls_door::tunnel {
     }
 
     bool pump_in() {
+        if (!greeted_) {
+            const int n = SSL_do_handshake(ssl_);
+            if (n <= 0) {
+                if (!waits(n)) end();
+                return false;
+            }
+            greeted_ = true;
+        }
         if (to_plain_.empty()) {
             char piece[piece_size];
             const int n = SSL_read(ssl_, piece, sizeof piece);
@@ -85,7 +92,7 @@ class tls_door::tunnel {
     }
 
     bool pump_out() {
-        if (ended() || !SSL_is_init_finished(ssl_)) return false;
+        if (ended() || !greeted_) return false;
         if (to_tls_.empty()) {
             char piece[piece_size];
             const ssize_t n = recv(plain_.get(), piece, sizeof piece, 0);
@@ -117,6 +124,7 @@ class tls_door::tunnel {
     std::string to_plain_;
     std::string to_tls_;
     short tcp_events_ = 0;
+    bool greeted_ = false;  // the handshake is complete
 };
 
 tls_door::tls_door(event_loop& loop) : loop_(loop) {}
