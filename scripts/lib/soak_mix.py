@@ -10,6 +10,7 @@ from lab.orders import accept, event, holders, message, neighbour, scan
 from lab.processes import PATIENCE, check, until
 
 MEGABYTE = 1 << 20
+LATE_S = 120  # until an order shows that came behind all that accidents left
 ABSENT = object()
 WRONG = [ABSENT, None, True, -1, 0, 2**31, -2**63, 2**80, 1e300, "", "-1", "%s%n" * 100, "\0", "\ud800", "A" * 70000,
          [[]], {"id": {"id": 1}}]
@@ -124,7 +125,7 @@ async def deaf_service(world):
     """What waits for a service that does not read is bounded."""
     transport = world.link.socket.transport
     transport.pause_reading()
-    await world.order(*[message("rrm-request-mode")] * 1000)
+    await world.order(*[message("rrm-request-mode")] * 300)
     await asyncio.sleep(world.dice.choice([1, 4]))
     transport.resume_reading()
 
@@ -264,12 +265,12 @@ async def settings_are_applied(world):
     async def applied():
         radio = (await world.ask())[0]
         return (radio["channel"], radio["power"]) == (channel, power)
-    await until(applied, f"channel {channel} and power {power}")
+    await until(applied, f"channel {channel} and power {power}", LATE_S)
     wanted = [entry["vaps"][0]["mac"] for entry in LISTS["802dot11k"]]
 
     async def listed():
         return [bssid for bssid, _ in await world.ap.neighbours("wlan0-va0", "standard")] == wanted
-    await until(listed, "the neighbour list")
+    await until(listed, "the neighbour list", LATE_S)
 
 
 async def key_holders_are_given(world):
@@ -278,7 +279,7 @@ async def key_holders_are_given(world):
     await world.order(FBT if world.dice.randrange(2) else {**FBT, "vaps": [holders(0, 1)]})
     await world.ask()
     await world.order(message("fbt-info", vaps=[holders(0, 0, **{"mobility-domain": world.dice.randrange(1, 1 << 16)})]))
-    await world.ap.line("wlan0-va0: fast transition, mobility domain", mark)
+    await world.ap.line("wlan0-va0: fast transition, mobility domain", mark, LATE_S)
 
 
 async def scans_overlap(world):
@@ -291,7 +292,7 @@ async def scans_overlap(world):
     await asyncio.sleep(dice.choice([0.5, 1.5, 2.5]) if late else dice.choice([1, 3, 7]))
     await world.order(scan("1 40", rrm=dice.randrange(2)))
     due = 1 if late else 2
-    await world.reach(lambda: link.reported == link.ordered - 2 + due, f"{due} reports", 120)
+    await world.reach(lambda: link.reported == link.ordered - 2 + due, f"{due} reports", LATE_S)
     await world.ask(3)
     await asyncio.sleep(2)
     check(link.reported == link.ordered - 2 + due, link.reported - link.ordered + 2, "reports instead of", due)
