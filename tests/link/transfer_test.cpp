@@ -279,16 +279,16 @@ TEST_F(link_test, waits_until_there_is_something_to_do) {
             act();
         });
     };
-    EXPECT_NEAR(seconds([this] { worker->process(); }), 1, 0.1);
+    EXPECT_GT(seconds([this] { worker->process(); }), 0.95);  // a busy machine may make it longer
     std::thread producer = soon([this] { to_service.push(message("a")); });
-    EXPECT_LT(seconds([&] { serve([this] { return !server.received.empty(); }); }), 0.5);
+    EXPECT_LT(seconds([&] { serve([this] { return !server.received.empty(); }); }), 0.9);
     EXPECT_LT(turns, 10);
     producer.join();
     std::thread sender = soon([this] {
         server.send_text("b");
         server.step();
     });
-    EXPECT_LT(seconds([&] { worker->process(); }), 0.5);
+    EXPECT_LT(seconds([&] { worker->process(); }), 0.9);
     sender.join();
     take_inbox();
     EXPECT_EQ(inbox, std::vector<std::string>{"b"});
