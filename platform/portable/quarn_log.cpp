@@ -13,8 +13,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "platform/log_target.h"
+#include "platform/unique_fd.h"
 
 namespace {
 
@@ -26,23 +28,24 @@ struct log_state {
     const char* ident = "";
     const char* name = nullptr;
     char path[1024] = "";  // empty: standard error
-    int fd = -1;           // of `path`; -1 also while it cannot be opened again
+    // Of `path`; -1 also while it cannot be opened again. No owner: what other objects log at process exit still comes.
+    int fd = -1;
 };
 log_state state;
 
 // Follows no link at the end of the path, makes no other name's file grow, blocks on no pipe, truncates nothing.
-int open_log(const char* path) {
-    const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0640);
-    if (fd < 0) return -1;
+ravd::unique_fd open_log(const char* path) {
+    ravd::unique_fd file(
+        open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0640));
     struct stat info {};
-    if (fstat(fd, &info) == 0 && !S_ISDIR(info.st_mode) && (!S_ISREG(info.st_mode) || info.st_nlink <= 1)) return fd;
-    close(fd);
-    return -1;
+    const bool usable = file && fstat(file.get(), &info) == 0 && !S_ISDIR(info.st_mode) &&
+                        (!S_ISREG(info.st_mode) || info.st_nlink <= 1);
+    return usable ? std::move(file) : ravd::unique_fd();
 }
 
 void reopen() {
     if (state.fd >= 0) close(state.fd);
-    state.fd = open_log(state.path);
+    state.fd = open_log(state.path).release();
 }
 
 // Makes room for `size` more bytes. A file that somebody removed is created anew.
@@ -97,10 +100,10 @@ void quarn_log_set_daemonname(const char* name) { state.name = name; }
 bool log_target_set_file(const char* path) {
     const std::size_t length = path ? std::strlen(path) : 0;
     if (length >= sizeof state.path) return false;
-    int fd = -1;
-    if (length > 0 && (fd = open_log(path)) < 0) return false;
+    ravd::unique_fd file = length > 0 ? open_log(path) : ravd::unique_fd();
+    if (length > 0 && !file) return false;
     if (state.fd >= 0) close(state.fd);
-    state.fd = fd;
+    state.fd = file.release();
     if (length) std::memcpy(state.path, path, length);
     state.path[length] = '\0';
     return true;
