@@ -63,13 +63,13 @@ bus_connection* bus_exchange::choose(int destination) const {
 
 bus_result bus_exchange::dial(int destination, bus_connection*& made) {
     if (!connections_.make_room()) return bus_result::full;
-    wake_.set();
     unique_fd socket = registration_.connect(destination);
     if (!socket)
         return errno == EAGAIN || errno == EMFILE || errno == ENFILE ? bus_result::full : bus_result::not_served;
     // What that module sent before it began to listen there is older than what will come over this connection.
     (void)accept_waiting();
     made = &connections_.add(std::move(socket), destination, true);
+    wake_.set();
     return made->write({registration_.module(), destination, 0, bus_frame_kind::hello}, {});
 }
 
