@@ -63,7 +63,7 @@ class link_test : public ::testing::Test {
     // As long as a busy machine may need: a look-up has a thread of its own, the virtual clock does not wait for it.
     template <typename Condition>
     bool until(Condition condition, int step_ms = 0) {
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (!condition() && std::chrono::steady_clock::now() < limit)
             turn(step_ms);
         return condition();

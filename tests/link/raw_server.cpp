@@ -76,6 +76,7 @@ void raw_server::hang_up(bool with_reset) {
     open_ = false;
     in_.clear();
     out_.clear();
+    sent_ = 0;
 }
 
 std::vector<std::string> raw_server::texts() const {
@@ -161,8 +162,11 @@ void raw_server::step() {
     if (!open_) answer_handshake();
     if (open_) take_frames();
     if (peer_ == -1 || out_.empty()) return;
-    const ssize_t n = send(peer_, out_.data(), out_.size(), MSG_NOSIGNAL);
-    if (n > 0) out_.erase(0, static_cast<std::size_t>(n));
+    const ssize_t n = send(peer_, out_.data() + sent_, out_.size() - sent_, MSG_NOSIGNAL);
+    if (n > 0) sent_ += static_cast<std::size_t>(n);
+    if (sent_ < out_.size()) return;
+    out_.clear();
+    sent_ = 0;
 }
 
 }  // namespace ravd::testing

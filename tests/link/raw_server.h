@@ -65,6 +65,7 @@ class raw_server {
     bool open_ = false;
     std::string in_;
     std::string out_;
+    std::size_t sent_ = 0;  // of out_
     std::vector<int> fillers_;
 };
 

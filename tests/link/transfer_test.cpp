@@ -114,7 +114,7 @@ TEST_F(link_test, partial_output_keeps_order_and_frames) {
         turn(9000);  // a ping is due, and must wait
     EXPECT_EQ(server.pings, 0);
     server.reading = true;
-    ASSERT_TRUE(until([this] { return server.texts().size() == 40 && server.pings == 1; }));
+    ASSERT_TRUE(until([this] { return server.received.size() == 40 && server.pings == 1; }));
     const std::vector<std::string> texts = server.texts();
     for (unsigned i = 0; i < 20; ++i) {
         EXPECT_TRUE(texts[2 * i] == pattern(600000, i)) << i;
