@@ -74,7 +74,7 @@ std::string judge_mask(std::string_view value) {
 }
 
 std::string judge_text(std::string_view value) {
-    const std::string comment = judge_comment(value);
+    std::string comment = judge_comment(value);
     if (!comment.empty()) return comment;
     if (value != without_blanks(value)) return "the blanks around " + quoted_text(value) + " belong to the value";
     return value.size() > longest_text ? "only the first 255 bytes count" : "";

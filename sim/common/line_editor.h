@@ -17,7 +17,7 @@ class line_editor {
     line_editor(const char* prompt, std::vector<std::string> words, std::function<void(const std::string&)> line,
                 std::function<void()> ended);
     // Leaves the terminal as it was.
-    ~line_editor();
+    ~line_editor();  // NOLINT(performance-trivially-destructible): only without an editor
     line_editor(const line_editor&) = delete;
     line_editor& operator=(const line_editor&) = delete;
 
