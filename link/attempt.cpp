@@ -18,13 +18,13 @@ bool websock_worker::init() {
     run_timers();
     send_link_status(false);
     wait_before_connect();
-    if (progress().cancelled() || unlinked_ || !resolve_host(address_)) return false;
+    if (progress().cancelled() || life_.unlinked || !resolve_host(address_)) return false;
     return connect(address_);
 }
 
 void websock_worker::wait_before_connect() {
     const std::uint32_t delay = backoff_.next_delay();
-    if (!unlinked_) outage_.report(delay);
+    if (!life_.unlinked) outage_.report(delay);
     const std::int64_t deadline = now_s() + delay;
     record_.begin_wait(now_s(), deadline);
     do {
@@ -65,8 +65,8 @@ bool websock_worker::resolve_host(std::string& address) {
 }
 
 bool websock_worker::connect(const std::string& address) {
-    alive_ = true;
-    connect_deadline_s_ = now_s() + connection::connect_limit_s;
+    life_.alive = true;
+    life_.connect_deadline_s = now_s() + connection::connect_limit_s;
     const auto on_event = [this](lws* wsi, int reason, void* user, void* in, std::size_t len) {
         return on_lws_event(wsi, reason, user, in, len);
     };

@@ -16,7 +16,7 @@ std::string websock_worker::describe_status() {
     if (target_.tls.enabled) page.text("tls_certificate_end", connection_.certificate_end());
     record_.describe(now_s(), page);
     page.text("last_failure", outage_.last_reason());
-    page.flag("left_for_good", unlinked_);
+    page.flag("left_for_good", life_.unlinked);
     page.open("counted");
     record_.describe_counts(page);
     page.number("sent_messages", static_cast<std::int64_t>(outgoing_.sent_messages()));

@@ -19,7 +19,7 @@ int websock_worker::on_lws_event(lws* wsi, int reason, void*, void* in, std::siz
         log_debug(process_log, "%s->There are no %d pong answer in a row from server\n", name(),
                   static_cast<int>(missed));
         outage_.note("pings are not answered");
-        alive_ = false;
+        life_.alive = false;
     }
     switch (reason) {
         case LWS_CALLBACK_CLIENT_CONNECTION_ERROR:
@@ -61,23 +61,23 @@ int websock_worker::on_lws_event(lws* wsi, int reason, void*, void* in, std::siz
 
 void websock_worker::process_client_connection_error(const char* reason, std::size_t len) {
     log_debug(process_log, "%s->%s:%d\n", name(), "process_client_connection_error", __LINE__);
-    if (alive_) note_failure(reason && len > 0 ? std::string_view(reason, len) : "the connection failed");
-    alive_ = false;
+    if (life_.alive) note_failure(reason && len > 0 ? std::string_view(reason, len) : "the connection failed");
+    life_.alive = false;
     connection_.set_established(nullptr);
 }
 
 void websock_worker::process_closed() {
     log_debug(process_log, "%s->%s:%d\n", name(), "process_closed", __LINE__);
-    if (alive_ && established_) outage_.note("the connection was closed");
-    if (alive_ && !established_) note_failure("no websocket handshake");
-    alive_ = false;
+    if (life_.alive && life_.established) outage_.note("the connection was closed");
+    if (life_.alive && !life_.established) note_failure("no websocket handshake");
+    life_.alive = false;
     connection_.set_established(nullptr);
 }
 
 void websock_worker::process_client_established(lws* wsi) {
     log_debug(process_log, "%s->%s:%d\n", name(), "process_client_established", __LINE__);
     connection_.set_established(wsi);
-    established_ = true;
+    life_.established = true;
     record_.begin_link(now_s());
     log_debug(process_log, "Connection established - reset connection delay\n");
     outage_.link_up(address_);
@@ -104,7 +104,7 @@ void websock_worker::process_client_receive(lws* wsi, const char* in, std::size_
 }
 
 void websock_worker::process_client_writeable(lws* wsi) {
-    if (established_ && keep_alive_.is_due() && !connection_.output_pending()) {
+    if (life_.established && keep_alive_.is_due() && !connection_.output_pending()) {
         keep_alive_.restart();
         if (outgoing_.lws_send(wsi, nullptr, 0, LWS_WRITE_PING) > 0) keep_alive_.count_ping();
         lws_callback_on_writable(wsi);
@@ -121,7 +121,7 @@ void websock_worker::arm_ping_timeout() {
 void websock_worker::ping_timeout() {
     log_debug(process_log, "%s->%s:%d\n", name(), "ping_timeout", __LINE__);
     outage_.note("nothing could be sent for 60 s");
-    alive_ = false;
+    life_.alive = false;
 }
 
 bool websock_worker::handle_internal(const buffer_info_t& buffer) {
@@ -129,7 +129,7 @@ bool websock_worker::handle_internal(const buffer_info_t& buffer) {
         case internal_command::none:
             return false;
         case internal_command::status:
-            status_.answer(established_);
+            status_.answer(life_.established);
             break;
         case internal_command::unlink:
             process_internal_unlink();
@@ -142,8 +142,8 @@ bool websock_worker::handle_internal(const buffer_info_t& buffer) {
 
 void websock_worker::process_internal_unlink() {
     log_debug(process_log, "%s->%s:%d\n", name(), "process_internal_unlink", __LINE__);
-    alive_ = false;
-    unlinked_ = true;
+    life_.alive = false;
+    life_.unlinked = true;
 }
 
 }  // namespace ravd

@@ -50,15 +50,15 @@ void websock_worker::reconnect() {
 bool websock_worker::process() {
     if (reconnect_.exchange(false)) {
         outage_.note("a reconnection was asked for");
-        alive_ = false;
+        life_.alive = false;
     }
     status_.flush();
-    if (established_ && keep_alive_.is_due()) connection_.ask_to_write();
-    if (!connection_.service(longest_wait_ms())) alive_ = false;
-    if (!established_ && alive_ && now_s() >= connect_deadline_s_) {
+    if (life_.established && keep_alive_.is_due()) connection_.ask_to_write();
+    if (!connection_.service(longest_wait_ms())) life_.alive = false;
+    if (!life_.established && life_.alive && now_s() >= life_.connect_deadline_s) {
         log_debug(process_log, "%s->%s:%d\n", name(), "connect_timeout", __LINE__);
         outage_.note("no answer within 20 s");
-        alive_ = false;
+        life_.alive = false;
     }
     run_timers();
     return false;
@@ -68,14 +68,14 @@ bool websock_worker::process() {
 int websock_worker::longest_wait_ms() {
     if (!status_.flush()) return full_queue_wait_ms;
     const int until_timer = until_next_timer_ms(idle_wait_ms);
-    return established_ ? keep_alive_.until_due_ms(until_timer) : until_timer;
+    return life_.established ? keep_alive_.until_due_ms(until_timer) : until_timer;
 }
 
 void websock_worker::deinit() {
     log_debug(process_log, "%s->Stopping\n", name());
-    if (agent_mode_ && established_) drop_messages();
+    if (agent_mode_ && life_.established) drop_messages();
     send_link_status(false);
-    established_ = false;
+    life_.established = false;
     remove_timers(ping_timer);
     connection_.close();
     incoming_.clear();
@@ -91,6 +91,8 @@ void websock_worker::drop_messages() {
                     static_cast<unsigned>(unread), static_cast<unsigned>(unsent));
 }
 
-bool websock_worker::is_alive(const run_flag* running) { return running->load(std::memory_order_relaxed) && alive_; }
+bool websock_worker::is_alive(const run_flag* running) {
+    return running->load(std::memory_order_relaxed) && life_.alive;
+}
 
 }  // namespace ravd

@@ -59,6 +59,14 @@ class websock_worker final : public abstract_worker {
     void send_link_status(bool connected) { status_.send(connected); }
 
   private:
+    // Of the attempt and of the link that comes of it.
+    struct attempt_life {
+        bool alive = false;
+        bool established = false;
+        bool unlinked = false;  // never cleared
+        std::int64_t connect_deadline_s = 0;
+    };
+
     std::string describe_status() override;
 
     static constexpr std::int32_t ping_timer = 0;
@@ -98,10 +106,7 @@ class websock_worker final : public abstract_worker {
     link_record record_;
 
     std::atomic<bool> reconnect_{false};
-    bool alive_ = false;
-    bool established_ = false;
-    bool unlinked_ = false;  // never cleared
-    std::int64_t connect_deadline_s_ = 0;
+    attempt_life life_;
 };
 
 }  // namespace ravd
