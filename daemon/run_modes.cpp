@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -62,6 +63,18 @@ std::string facts(const agent_config& config, const char* mode) {
     return page.take();
 }
 
+// Starts the workers in this order and returns when all have ended; the control socket is served meanwhile.
+void run(const agent_config& config, const char* mode, websock_worker& link,
+         std::initializer_list<abstract_worker*> workers) {
+    control_server control(facts(config, mode));
+    control.listen_at(sys::device_path(control_path));
+    control.on_reconnect([&link] { link.reconnect(); });
+    worker_group threads(control);
+    for (abstract_worker* worker : workers)
+        threads.start(*worker);
+    threads.wait();
+}
+
 }  // namespace
 
 int run_roaming_mode(const agent_config& config) {
@@ -71,13 +84,7 @@ int run_roaming_mode(const agent_config& config) {
     auto link = make_link(config, roam_link, to_service, from_service, roam_link_running, roaming_mode);
     auto bus = make_bus(roam_bus_running, roaming_bus_module, to_service, from_service);
 
-    control_server control(facts(config, "roaming"));
-    control.listen_at(sys::device_path(control_path));
-    control.on_reconnect([&link] { link->reconnect(); });
-    worker_group threads(control);
-    threads.start(*bus);
-    threads.start(*link);
-    threads.wait();
+    run(config, "roaming", *link, {bus.get(), link.get()});
 
     bus->join();
     bus.reset();
@@ -100,14 +107,7 @@ int run_agent_mode(const agent_config& config) {
     remove_marker_files();
     auto bus = make_bus(agent_running, agent_bus_module, from_bus, to_bus);
 
-    control_server control(facts(config, "agent"));
-    control.listen_at(sys::device_path(control_path));
-    control.on_reconnect([&link] { link->reconnect(); });
-    worker_group threads(control);
-    threads.start(*bus);
-    threads.start(*link);
-    threads.start(*rrm);
-    threads.wait();
+    run(config, "agent", *link, {bus.get(), link.get(), rrm.get()});
 
     rrm->join();
     link->join();
