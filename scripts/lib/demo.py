@@ -1,4 +1,4 @@
-"""Entry of scripts/demo: demo.py BUILD_DIRECTORY [--g6 | --roaming]"""
+"""Entry of scripts/demo: demo.py BUILD_DIRECTORY [--wifi6 | --roaming]"""
 
 import sys
 
@@ -11,7 +11,7 @@ def main():
     build, *flags = sys.argv[1:]
     if "--roaming" in flags:
         return stage.play(build, demo_roaming.story)
-    return stage.play(build, lambda the_stage: demo_agent.story(the_stage, g6="--g6" in flags))
+    return stage.play(build, lambda the_stage: demo_agent.story(the_stage, wifi6="--wifi6" in flags))
 
 
 if __name__ == "__main__":

@@ -7,10 +7,10 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 CHANNELS = "1,6,11,36,40,44,48"
 
 
-def scenario_for(stage, g6):
+def scenario_for(stage, wifi6):
     """The small office, on radios of either chip."""
     office = os.path.join(ROOT, "sim/ap/scenarios/small-office.json")
-    if not g6:
+    if not wifi6:
         return office
     with open(office, encoding="utf-8") as file:
         scenario = json.load(file)
@@ -19,8 +19,8 @@ def scenario_for(stage, g6):
     return stage.write("scenario.json", json.dumps(scenario))
 
 
-async def story(stage, g6=False):
-    scenario = scenario_for(stage, g6)
+async def story(stage, wifi6=False):
+    scenario = scenario_for(stage, wifi6)
 
     stage.step("An access point without hardware starts: two radios, their VAPs and clients, neighbours, hostapd, "
                "the configuration service and the network daemon.")
