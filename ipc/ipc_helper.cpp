@@ -28,7 +28,9 @@ bool read_value(const ctree* answer, std::string& output) {
 
 }  // namespace
 
-ipc_helper::~ipc_helper() { mbus_release(bus_); }
+ipc_helper::~ipc_helper() {
+    if (bus_) mbus_release(bus_);
+}
 
 bool ipc_helper::open_bus() {
     if (!bus_) bus_ = mbus_init(bus_module_requests, bus_registration, sizeof bus_registration);

@@ -57,7 +57,7 @@ bool ipc_worker::init() {
 }
 
 void ipc_worker::deinit() {
-    mbus_release(bus_);
+    if (bus_) mbus_release(bus_);
     bus_ = nullptr;
 }
 
