@@ -6,17 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "sim/common/channel_block.h"
+
 namespace ravd::sim {
-
-// The channel a radio or a neighbour uses.
-struct channel_use {
-    int channel = 1;                // primary
-    int bandwidth = 20;             // MHz: 20, 40 or 80
-    std::string sideband = "none";  // "lower" or "upper" at 40 MHz; at 80 MHz it follows from the channel
-};
-
-// Band in GHz, 2 or 5.
-constexpr int band_of(int channel) { return channel < 30 ? 2 : 5; }
 
 // The driver's word for a channel in use, as this driver writes it. Its layout stands here a second time, beside the
 // daemon's own, so that an error in one of them shows.

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "sim/ap/channel_plan.h"
-#include "sim/ap/mac_text.h"
+#include "sim/common/mac_text.h"
 
 namespace ravd::sim {
 

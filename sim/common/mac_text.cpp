@@ -1,4 +1,4 @@
-#include "sim/ap/mac_text.h"
+#include "sim/common/mac_text.h"
 
 #include <cctype>
 #include <cstdio>
