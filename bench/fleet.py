@@ -1,9 +1,10 @@
 """Many agents on one machine: what each costs, and how a restarted service gets them back.
 
-    fleet.py --build DIRECTORY [--agents N] [--seconds N]
+    fleet.py --build DIRECTORY [--agents N] [--seconds N] [--delays INITIAL MOST] [--tls]
 
 Starts N simulated access points, then their agents in the same moment against one service, lets them rest, kills the
-service, starts it again on the same port and shows when they came back.
+service, starts it again on the same port and shows when they came back and what that cost. With --tls the service and each
+agent show each other a certificate.
 """
 import argparse
 import asyncio
@@ -12,18 +13,19 @@ import re
 import resource
 import time
 
-from processes import SCENARIOS, Build, Place, check, free_port, until, usage
+from processes import HERE, SCENARIOS, Build, Place, check, free_port, until, usage
 from processes import AccessPoint, Daemon
 
 LIMIT_S = 300
-DELAYS = {"initial_connection_delay": 10, "max_connection_delay": 60}
 
 
 class Service:
-    """The lab service, and when each agent was accepted, in seconds since its start."""
+    """The lab service, and when each agent was accepted, in seconds since its start. `lab`: its certificates, or None."""
 
-    def __init__(self, place):
+    def __init__(self, place, lab):
         self.place = place
+        self.tls = ["--tls-cert", lab + "/server.pem", "--tls-key", lab + "/server.key",
+                    "--tls-client-ca", lab + "/ca.pem"] if lab else []
         self.port = free_port()
         self.arrivals = []
         self.begin = 0
@@ -31,7 +33,7 @@ class Service:
     async def start(self):
         self.arrivals = []
         self.program = await self.place.start(["ravd-sim-service", "--port", str(self.port), "--no-input",
-                                               "--max-agents", "100000"], show=self.hear)
+                                               "--max-agents", "100000", *self.tls], show=self.hear)
         await self.program.line("listening on")
         self.begin = time.monotonic()
 
@@ -62,8 +64,15 @@ async def main(arguments):
     _, most = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
     homes = [Place() for _ in range(arguments.agents)]
+    keys = dict(zip(("initial_connection_delay", "max_connection_delay"), arguments.delays))
     async with Place() as place:
-        service = Service(place)
+        lab = None
+        if arguments.tls:
+            lab = place.path("lab")
+            status, out = await place.run(os.path.join(HERE, "../scripts/lab-certs"), lab)
+            check(status == 0, out)
+            keys.update(tls_ca_file=lab + "/ca.pem", tls_cert_file=lab + "/client.pem", tls_key_file=lab + "/client.key")
+        service = Service(place, lab)
         try:
             await service.start()
             for home in homes:
@@ -72,18 +81,25 @@ async def main(arguments):
             began = time.monotonic()
             agents = [home.add(Daemon(home.directory)) for home in homes]
             for agent in agents:
-                await agent.begin(service.port, log_level=1, **DELAYS)
-            print(f"  {len(agents)} agents started within {time.monotonic() - began:.2f} s; delays 10 s, at most 60 s")
+                await agent.begin(service.port, log_level=1, **keys)
+            print(f"  {len(agents)} agents started within {time.monotonic() - began:.2f} s, {'over TLS' if lab else 'plain'}; "
+                  f"delays {arguments.delays[0]} s, at most {arguments.delays[1]} s")
             await until(lambda: all(agent.marker() for agent in agents), "every agent subscribes", LIMIT_S)
             print("  subscribed for the first time:")
             histogram(service.arrivals)
             await measure(arguments.seconds, agents, service.program)
 
+            used = sum(usage.cpu_fine_s(agent.process.pid) for agent in agents)
             await service.program.kill()
             await service.start()
+            ready = usage.cpu_fine_s(service.program.process.pid)
             await until(lambda: len(service.arrivals) >= len(agents), "every agent comes back", LIMIT_S)
             print("  subscribed again after a restart of the service:")
             histogram(service.arrivals)
+            used = sum(usage.cpu_fine_s(agent.process.pid) for agent in agents) - used
+            ready = usage.cpu_fine_s(service.program.process.pid) - ready
+            print(f"    CPU for each return: service {ready * 1000 / len(agents):.2f} ms, that is "
+                  f"{len(agents) / ready:.0f} a second of one core; agent {used * 1000 / len(agents):.2f} ms")
             check(all(agent.runs() for agent in agents), "an agent ended")
         finally:
             await asyncio.gather(*(home.__aexit__() for home in homes))
@@ -113,4 +129,6 @@ if __name__ == "__main__":
     parser.add_argument("--build", required=True)
     parser.add_argument("--agents", type=int, default=30)
     parser.add_argument("--seconds", type=int, default=30)
+    parser.add_argument("--delays", type=int, nargs=2, default=[10, 60], metavar=("INITIAL", "MOST"))
+    parser.add_argument("--tls", action="store_true")
     asyncio.run(main(parser.parse_args()))

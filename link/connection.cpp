@@ -100,10 +100,7 @@ void connection::fill_context_info(bool with_tls) {
     info.connect_timeout_secs = connect_limit_s;
     // Else a proxy named in the environment would be looked up, on this thread, and used.
     info.http_proxy_address = "";
-    if (with_tls) {
-        info.options = LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
-        info.provided_client_ssl_ctx = tls_.handle();
-    }
+    if (with_tls) tls_.use_in(info);
 }
 
 // The service's name goes into the request, its numeric address to the socket.

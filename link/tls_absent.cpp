@@ -17,7 +17,7 @@ bool tls_context::load(const tls_settings&, const std::string&) {
     return false;
 }
 
-ssl_ctx_st* tls_context::handle() const { return nullptr; }
+void tls_context::use_in(lws_context_creation_info&) const {}
 const std::string& tls_context::failure() const { return state_->failure; }
 const std::string& tls_context::certificate_end() const { return state_->certificate_end; }
 

@@ -1,5 +1,6 @@
 #include "link/tls_context.h"
 
+#include <libwebsockets.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
@@ -91,7 +92,11 @@ struct tls_context::state {
 tls_context::tls_context() : state_(std::make_unique<state>()) {}
 tls_context::~tls_context() = default;
 
-ssl_ctx_st* tls_context::handle() const { return state_->context.get(); }
+void tls_context::use_in(lws_context_creation_info& info) const {
+    info.options |= LWS_SERVER_OPTION_DO_SSL_GLOBAL_INIT;
+    info.provided_client_ssl_ctx = state_->context.get();
+}
+
 const std::string& tls_context::failure() const { return state_->failure; }
 const std::string& tls_context::certificate_end() const { return state_->certificate_end; }
 

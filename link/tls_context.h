@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-struct ssl_ctx_st;
+struct lws_context_creation_info;
 
 namespace ravd {
 
@@ -26,8 +26,8 @@ class tls_context {
 
     // Reads the files; `host` is the URL's. False: the attempt has failed, the reason is in failure().
     bool load(const tls_settings& settings, const std::string& host);
-    // Null before load(). What uses it must be gone before the object is.
-    ssl_ctx_st* handle() const;
+    // Has a context of the websocket library use what was loaded. That context must be gone before the object is.
+    void use_in(lws_context_creation_info& info) const;
     // Why it did not load, or why the handshake failed; empty when nothing is known.
     const std::string& failure() const;
     // When the service's certificate ends, as in 2026-12-31T23:59:59Z; empty before it was verified.
