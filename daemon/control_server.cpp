@@ -108,8 +108,8 @@ void control_server::serve(const fd_set& readable) {
     deadline_ms_ = 0;
     const std::string object = status();
     for (auto each = clients_.begin(); each != clients_.end();) {
-        const bool stays = !each->waits || answer(*each, object);
-        each->waits = false;
+        const bool stays = answer(*each, object, each->waits);
+        each->waits = 0;
         each = stays ? each + 1 : clients_.erase(each);
     }
 }
@@ -119,7 +119,7 @@ void control_server::accept_client() {
     if (!fd || fd.get() >= FD_SETSIZE) return;
     fcntl(fd.get(), F_SETFD, FD_CLOEXEC);
     fcntl(fd.get(), F_SETFL, O_NONBLOCK);
-    clients_.push_back({std::move(fd), {}, false});
+    clients_.push_back({std::move(fd), {}, 0});
 }
 
 // False when the client is done with.
@@ -139,7 +139,7 @@ bool control_server::read_line(client& from) {
 bool control_server::obey(client& from, const std::string& order) {
     static constexpr char level[] = "log-level ";
     if (order == "status") {
-        from.waits = true;
+        ++from.waits;
         if (deadline_ms_ != 0) return true;
         deadline_ms_ = monotonic_ms() + patience_ms;
         for (abstract_worker* worker : workers_)
@@ -186,9 +186,11 @@ std::string control_server::status() const {
 }
 
 // False when the client does not take it: one that reads its answers has room for one.
-bool control_server::answer(const client& to, const std::string& object) {
+bool control_server::answer(const client& to, const std::string& object, unsigned times) {
     const std::string line = object + "\n";
-    return send(to.fd.get(), line.data(), line.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(line.size());
+    while (times-- > 0)
+        if (send(to.fd.get(), line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) return false;
+    return true;
 }
 
 }  // namespace ravd

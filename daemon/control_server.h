@@ -42,7 +42,7 @@ class control_server {
     struct client {
         unique_fd fd;
         std::string line;
-        bool waits = false;  // for the status
+        unsigned waits = 0;  // for so many answers with the status
     };
 
     void accept_client();
@@ -50,7 +50,7 @@ class control_server {
     bool obey(client& from, const std::string& order);
     bool all_told() const;
     std::string status() const;
-    static bool answer(const client& to, const std::string& object);
+    static bool answer(const client& to, const std::string& object, unsigned times = 1);
 
     std::string facts_;
     std::string path_;  // bound; empty: none

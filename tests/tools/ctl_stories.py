@@ -1,8 +1,9 @@
 """ravd-ctl beside a running daemon: status, changes, orders, and what it says when nobody answers."""
+import asyncio
 import json
 import signal
 
-from lab.orders import message
+from lab.orders import message, scan
 from lab.processes import Place, check, until
 
 
@@ -65,4 +66,27 @@ async def found_radio(session):
     return radio if "found" in radio else None
 
 
-STORIES = [tells_how_the_daemon_is_and_obeys]
+async def many_asks_disturb_nothing(session):
+    """Scans and the link go on while the status is asked for over and over."""
+    link = await session.subscribed()
+    answers = []
+
+    async def ask():
+        reader, writer = await asyncio.open_unix_connection(session.path("run/ravd/control.sock"))
+        while True:
+            writer.write(b"status\n" * 2)
+            for _ in range(2):
+                answers.append(json.loads(await reader.readline()))
+
+    asking = [asyncio.create_task(ask()) for _ in range(4)]
+    await link.send(scan(rrm=1))
+    await link.next("rrm-response")
+    await until(lambda: len(answers) >= 1000, "answers")
+    await link.alive()
+    check(all(worker["answers"] for told in answers for worker in told["workers"].values()), "a worker was late")
+    check(not any(task.done() for task in asking), "nobody answers")
+    for task in asking:
+        task.cancel()
+
+
+STORIES = [many_asks_disturb_nothing, tells_how_the_daemon_is_and_obeys]
