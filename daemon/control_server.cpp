@@ -189,7 +189,8 @@ std::string control_server::status() const {
 bool control_server::answer(const client& to, const std::string& object, unsigned times) {
     const std::string line = object + "\n";
     while (times-- > 0)
-        if (send(to.fd.get(), line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) return false;
+        if (send(to.fd.get(), line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size()))
+            return false;
     return true;
 }
 

@@ -19,7 +19,8 @@ TEST(link_without_tls, attempts_fail_with_their_reason) {
     tls.enabled = true;
     websock_worker worker(to_service, from_service, "127.0.0.1", "/", 1, &running, 0, 0, corvane_mode, tls);
     const auto delays = [&log] {
-        return log.count("no link to 127.0.0.1:1: TLS is configured, and the websocket library has none; next attempt in ");
+        return log.count(
+            "no link to 127.0.0.1:1: TLS is configured, and the websocket library has none; next attempt in ");
     };
     for (int turns = 0; turns < 1000 && delays() < 3; ++turns) {
         EXPECT_FALSE(worker.init());
