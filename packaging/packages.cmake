@@ -31,6 +31,9 @@ set(CPACK_DEBIAN_LAB_DESCRIPTION "simulated access point and lab radio service f
 A complete access point without hardware and a radio service with an automatic
 planner, to try, demonstrate and test the agent ravd on any machine.")
 set(CPACK_DEBIAN_LAB_PACKAGE_DEPENDS "ravd (= ${PROJECT_VERSION})")
+if(RAVD_CONSOLE)
+    string(APPEND CPACK_DEBIAN_LAB_PACKAGE_DEPENDS ", libjs-chart.js")
+endif()
 
 # What each Debian package says of itself: changes and licence.
 string(TIMESTAMP date "%a, %d %b %Y 00:00:00 +0000" UTC)

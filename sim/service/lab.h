@@ -25,6 +25,11 @@ class lab : public server_listener, public line_handler {
     // From a signal handler's pipe.
     void stop_on(int fd);
 
+    // What looks on beside the terminal: it is told of everything that the log would hold, on this loop. It outlives
+    // the lab's run, or is taken away by null.
+    void observe(log_listener* observer) { log_.tell(observer); }
+    event_loop& loop() { return loop_; }
+
     // For the commands:
     std::map<unsigned, agent>& agents() { return agents_; }
     server& links() { return server_; }

@@ -5,10 +5,14 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <memory>
 
 #include "sim/common/tell.h"
 #include "sim/service/lab.h"
 #include "sim/service/options.h"
+#ifdef RAVD_CONSOLE
+#include "sim/console/web_console.h"
+#endif
 
 namespace {
 
@@ -40,6 +44,21 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "ravd-sim-service: %s\n", error.c_str());
         return 2;
     }
+#ifdef RAVD_CONSOLE
+    std::unique_ptr<ravd::sim::web_console> console;
+    if (options.web.enabled) {
+        console = std::make_unique<ravd::sim::web_console>(service);
+        if (!console->start(options.web, error)) {
+            std::fprintf(stderr, "ravd-sim-service: %s\n", error.c_str());
+            return 2;
+        }
+    }
+#else
+    if (options.web.enabled) {
+        std::fprintf(stderr, "ravd-sim-service: built without the console (RAVD_CONSOLE)\n");
+        return 2;
+    }
+#endif
     service.stop_on(signal_pipe[0]);
     return service.run();
 }

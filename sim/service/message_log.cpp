@@ -2,17 +2,20 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
-#include "sim/common/json.h"
 #include "sim/common/text.h"
 #include "sim/service/clock.h"
 
 namespace ravd::sim {
 namespace {
 
-json_ptr line_start(unsigned agent, const std::string& ap_mac) {
+json_ptr line_start(unsigned agent, const std::string& ap_mac, log_entry& entry) {
+    entry.time_ms = wall_ms();
+    entry.agent = agent;
+    entry.ap_mac = ap_mac;
     json_ptr line = new_json_object();
-    json_put(line.get(), "time", timestamp());
+    json_put(line.get(), "time", timestamp(entry.time_ms));
     json_put(line.get(), "agent", static_cast<int>(agent));
     if (!ap_mac.empty()) json_put(line.get(), "ap-mac", ap_mac);
     return line;
@@ -48,8 +51,12 @@ bool message_log::open(const std::string& path, std::string& error) {
 
 void message_log::message(unsigned agent, const std::string& ap_mac, const char* direction, std::string_view bytes,
                           json_object* message) {
-    if (!file_) return;
-    json_ptr line = line_start(agent, ap_mac);
+    if (!enabled()) return;
+    log_entry entry = {};
+    json_ptr line = line_start(agent, ap_mac, entry);
+    entry.what = std::string_view(direction) == "sent" ? log_entry::kind::sent : log_entry::kind::received;
+    entry.bytes = bytes;
+    entry.message = message;
     json_put(line.get(), "direction", std::string(direction));
     json_put(line.get(), "size", static_cast<int>(bytes.size()));
     if (json_object_is_type(message, json_type_object))
@@ -58,14 +65,23 @@ void message_log::message(unsigned agent, const std::string& ap_mac, const char*
         json_put(line.get(), "text", std::string(bytes));
     else
         json_put(line.get(), "hex", hex(bytes));
-    write_line(file_, json_compact(line.get()));
+    put(entry, std::move(line));
 }
 
 void message_log::event(unsigned agent, const std::string& ap_mac, const std::string& what) {
-    if (!file_) return;
-    json_ptr line = line_start(agent, ap_mac);
-    json_put(line.get(), "event", printable(what));
-    write_line(file_, json_compact(line.get()));
+    if (!enabled()) return;
+    log_entry entry = {};
+    json_ptr line = line_start(agent, ap_mac, entry);
+    const std::string text = printable(what);
+    entry.bytes = text;
+    json_put(line.get(), "event", text);
+    put(entry, std::move(line));
+}
+
+void message_log::put(log_entry& entry, json_ptr line) {
+    entry.line = line.get();
+    if (file_) write_line(file_, json_compact(line.get()));
+    if (listener_) listener_->logged(entry);
 }
 
 }  // namespace ravd::sim

@@ -3,6 +3,17 @@
 #include "sim/service/arguments.h"
 
 namespace ravd::sim {
+namespace {
+
+// "[ADDRESS:]PORT"
+bool read_web(const std::string& value, web_options& out) {
+    const std::size_t colon = value.rfind(':');
+    out.enabled = true;
+    if (colon != std::string::npos) out.address = value.substr(0, colon);
+    return !out.address.empty() && parse_number(value.substr(colon + 1), 0, 65535, out.port);
+}
+
+}  // namespace
 
 options_result parse_options(int argc, char** argv, service_options& out, std::string& error) {
     server_options& listening = out.listening;
@@ -12,6 +23,7 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
     const auto tell = [&](const std::string& command) { return !(out.tell = command).empty(); };
     const char* const seconds = "a number from 1 to 86400";
     const char* const agents = "a number from 1 to 100000";
+    const auto web = [&](const std::string& value) { return read_web(value, out.web); };
     std::string config;
     const std::vector<command_option> known = {
         number_option("--port", 'p', "a number from 0 to 65535", 0, 65535, listening.port),
@@ -27,6 +39,9 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
         text_option("--log", 'l', out.log_file),
         flag_option("--quiet", 'q', out.quiet),
         flag_option("--strict", 's', out.strict),
+        {"--web", 'w', option_value::one, "a port from 0 to 65535, perhaps behind ADDRESS:", web},
+        text_option("--web-files", 0, out.web.files),
+        text_option("--replay", 0, out.web.replay),
         text_option("--domain", 0, out.domain),
         text_option("--config", 0, config),
         flag_option("--auto", 'a', automatic.enabled),
@@ -49,6 +64,10 @@ options_result parse_options(int argc, char** argv, service_options& out, std::s
     if (!config.empty() && !read_inline_or_file(config, out.config, error)) return options_result::wrong;
     if (!out.tell.empty() && out.control.empty()) {
         error = "--tell needs --control";
+        return options_result::wrong;
+    }
+    if (!out.web.replay.empty() && !out.web.enabled) {
+        error = "--replay needs --web";
         return options_result::wrong;
     }
     const tls_options& tls = listening.tls;
@@ -79,6 +98,9 @@ const char* usage_text() {
            "      --tls-cert FILE       serve over TLS with this certificate (PEM), and\n"
            "      --tls-key FILE        its key\n"
            "      --tls-client-ca FILE  serve only agents with a certificate signed by one of these\n"
+           "  -w, --web [ADDRESS:]PORT  show everything in a browser, on this machine unless an address is given\n"
+           "      --web-files DIR       the page's files (those that were installed)\n"
+           "      --replay LOG          show what --log wrote instead of serving agents; needs --web\n"
            "      --domain NAME         put this domain into every subscription answer\n"
            "      --config FILE|JSON    put this configuration object into every subscription answer\n"
            "\n"

@@ -20,6 +20,15 @@ struct auto_options {
     unsigned agents = 1;  // how many agents have to finish
 };
 
+// The console for browsers.
+struct web_options {
+    bool enabled = false;
+    std::string address = "127.0.0.1";
+    unsigned port = 0;
+    std::string files;   // directory of the page; empty: where it was installed
+    std::string replay;  // a log to show; empty: the agents that connect
+};
+
 struct service_options {
     server_options listening;
     bool quiet = false;
@@ -31,6 +40,7 @@ struct service_options {
     std::string domain;  // sent in "subscribe-response" when not empty
     std::string config;  // its "config" object, as JSON text
     auto_options automatic;
+    web_options web;
 };
 
 // `error` says what is wrong.
