@@ -1,0 +1,1 @@
+"""The virtual machine that scripts/radio-vm runs scenarios in: what is on its disk, and its life."""
