@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,12 @@ struct neighbour_entry {
     bool custom;  // which of the two lists
 };
 
+// What an active scan is to listen on, for one radio.
+struct scan_order {
+    const channel_set& channels;
+    bool whole;  // no radio was given a channel: all of all bands are meant
+};
+
 class back_end {
   public:
     back_end() = default;
@@ -34,17 +41,18 @@ class back_end {
     back_end& operator=(const back_end&) = delete;
     virtual ~back_end() = default;
 
-    // Scans, on a radio. An active scan of no channel is one of all. Results are those of the last scan of the kind, a
-    // stopped one included, and are appended.
-    virtual int start_active_scan(const channel_set& channels) = 0;
+    // Scans, on a radio. An active scan of no channel is one of all, unless only other radios were given channels and
+    // this one can do without. Results are those of the last scan of the kind, a stopped one included, and are
+    // appended.
+    virtual int start_active_scan(const scan_order& order) = 0;
     virtual int stop_active_scan() = 0;
     virtual int get_scan_results(ap_table& table) = 0;
     virtual int start_rrm_scan(std::uint32_t channel) = 0;
     virtual int stop_rrm_scan() = 0;
     virtual int get_rrm_scan_results(ap_table& table) = 0;
-    // Seconds until the results of an active scan of these channels are worth fetching; 0 for one of all channels,
-    // which takes as long as its band has them.
-    virtual std::uint32_t active_scan_s(const channel_set& channels) const = 0;
+    // Seconds until the results of an active scan are worth fetching, at the latest; 0 when there is nothing to wait
+    // for. Nothing means as long as its band has channels.
+    virtual std::optional<std::uint32_t> active_scan_s(const scan_order& order) const = 0;
 
     // What a radio may use and what it does use; 0 beside a failure.
     virtual int get_available_channels(channel_set& channels) = 0;

@@ -28,7 +28,7 @@ int radio_scans::start_scan(bool active, const channel_set& wlan0, const channel
     const channel_set* channels[] = {&wlan0, &wlan1};
     for (std::size_t radio = 0; radio < radio_limit; ++radio) {
         if (active)
-            start_active_scan(radio_names[radio], *channels[radio], wait_s);
+            start_active_scan(radio_names[radio], {*channels[radio], wlan0.empty() && wlan1.empty()}, wait_s);
         else
             rrm_began_[radio] = start_rrm_scan(radio_names[radio], *channels[radio], wait_s);
     }
@@ -50,16 +50,16 @@ int radio_scans::stop_scan(bool active) {
     return 0;
 }
 
-int radio_scans::start_active_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const {
+int radio_scans::start_active_scan(const char* radio_name, const scan_order& order, std::uint32_t& wait_s) const {
     const int radio = scan_radio(radio_name, __func__, __LINE__);
     if (radio < 0) return -1;
     if (!context_.radios.may_scan(radio)) return 0;
     const auto ops = context_.back_end_of(radio_name);
     ops->stop_active_scan();
-    std::uint32_t needed_s = ops->active_scan_s(channels);
-    if (needed_s == 0) needed_s = band_of_chanspec(channels_.get_chanspec(radio_name)) == 2 ? 10 : 15;
-    wait_s = std::max(wait_s, needed_s);
-    return ops->start_active_scan(channels) < 0 ? -1 : 0;
+    std::optional<std::uint32_t> needed_s = ops->active_scan_s(order);
+    if (!needed_s) needed_s = band_of_chanspec(channels_.get_chanspec(radio_name)) == 2 ? 10 : 15;
+    wait_s = std::max(wait_s, *needed_s);
+    return ops->start_active_scan(order) < 0 ? -1 : 0;
 }
 
 bool radio_scans::start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const {

@@ -21,7 +21,7 @@ class radio_scans {
 
   private:
     // For one radio: 0, or -1; the start of an RRM scan tells whether it began.
-    int start_active_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const;
+    int start_active_scan(const char* radio_name, const scan_order& order, std::uint32_t& wait_s) const;
     int stop_active_scan(const char* radio_name) const;
     bool start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const;
     int stop_rrm_scan(const char* radio_name) const;

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "driver/board/mainline.h"
 #include "driver/realtek/ioctl_ops.h"
 #include "platform/radio_description.h"
 
@@ -10,7 +11,10 @@ namespace ravd {
 
 std::unique_ptr<back_end> board_back_ends::back_end_of(activity* progress, const char* ifname) {
     const std::string radio_name(ifname, std::strcspn(ifname, "-"));
-    const bool wifi6 = TOVA::get_radio_description(radio_name.c_str()).driver == TOVA::radio_driver::rtk_wifi6;
+    const TOVA::radio_driver driver = TOVA::get_radio_description(radio_name.c_str()).driver;
+    if (driver == TOVA::radio_driver::nl80211)
+        if (back_end_source* const mainline = mainline_back_ends()) return mainline->back_end_of(progress, ifname);
+    const bool wifi6 = driver == TOVA::radio_driver::rtk_wifi6;
     return ioctl_ops::assign(wifi6 ? rtk_wifi6_back_end : rtl8192cd_back_end, progress, ifname);
 }
 

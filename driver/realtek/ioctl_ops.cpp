@@ -148,9 +148,9 @@ auto capacity_filler(const reply_layout& layout) {
 
 }  // namespace
 
-int ioctl_ops::start_active_scan(const channel_set& channels) {
-    const auto fill = [&channels](quarn_command_t& record, std::uint32_t, std::uint32_t) {
-        fill_scan_channels(record, channels);
+int ioctl_ops::start_active_scan(const scan_order& order) {
+    const auto fill = [&order](quarn_command_t& record, std::uint32_t, std::uint32_t) {
+        fill_scan_channels(record, order.channels);
     };
     return execute(QUARN_CMD_CUSTOM_SCAN, fill, read_nothing);
 }
@@ -174,9 +174,10 @@ int ioctl_ops::get_available_channels(channel_set& channels) {
 
 int ioctl_ops::get_chanspec(std::uint32_t& chanspec) { return get_mib("chanspec", chanspec); }
 
-std::uint32_t ioctl_ops::active_scan_s(const channel_set& channels) const {
-    const std::uint32_t count = scan_channel_count(channels);
-    return count == 0 ? 0 : count * 7 / 10 + 1;
+std::optional<std::uint32_t> ioctl_ops::active_scan_s(const scan_order& order) const {
+    const std::uint32_t count = scan_channel_count(order.channels);
+    if (count == 0) return std::nullopt;
+    return count * 7 / 10 + 1;
 }
 
 int ioctl_ops::get_assoc_stas(std::vector<rrm_sta_s>& stations) {

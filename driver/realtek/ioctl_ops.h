@@ -26,13 +26,13 @@ class ioctl_ops : public back_end {
     // A back-end for an interface (null is a name without a socket), or null for an unknown kind.
     static std::unique_ptr<ioctl_ops> assign(int kind, activity* progress, const char* ifname);
 
-    int start_active_scan(const channel_set& channels) override;
+    int start_active_scan(const scan_order& order) override;
     int stop_active_scan() override;
     int get_scan_results(ap_table& table) override;
     int start_rrm_scan(std::uint32_t channel) override;
     int stop_rrm_scan() override;
     int get_rrm_scan_results(ap_table& table) override;
-    std::uint32_t active_scan_s(const channel_set& channels) const override;
+    std::optional<std::uint32_t> active_scan_s(const scan_order& order) const override;
     int get_available_channels(channel_set& channels) override;
     int get_chanspec(std::uint32_t& chanspec) override;
     int get_assoc_stas(std::vector<rrm_sta_s>& stations) override;

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "driver/board/board.h"
 #include "driver/realtek/ioctl_ops.h"
 #include "ipc/ctree_ptr.h"
 #include "platform/ctree.h"
@@ -21,8 +22,19 @@ std::string number(long long value) { return std::to_string(value); }
 
 std::string reason() { return errno != 0 ? std::strerror(errno) : "failed"; }
 
-bool is_wifi6(const std::string& radio) {
-    return TOVA::get_radio_description(radio.c_str()).driver == TOVA::radio_driver::rtk_wifi6;
+using TOVA::radio_driver;
+
+radio_driver driver_of(const std::string& radio) { return TOVA::get_radio_description(radio.c_str()).driver; }
+
+const char* name_of(radio_driver driver) {
+    switch (driver) {
+        case radio_driver::rtk_wifi6:
+            return "rtk_wifi6";
+        case radio_driver::nl80211:
+            return "nl80211";
+        default:
+            return "rtl8192cd";
+    }
 }
 
 std::string first_line(const char* path) {
@@ -93,64 +105,98 @@ finding check_hostapd_control(const std::string& vap) {
     return {good, command, good ? "PONG" : output.empty() ? "no answer" : output.substr(0, output.find('\n'))};
 }
 
-// A request to the driver of one interface.
-template <typename Ask>
-finding check_driver(driver_realtek& driver, const std::string& ifname, const std::string& what, Ask ask) {
-    const std::string radio = ifname.substr(0, ifname.find('-'));
-    const auto ops =
-        ioctl_ops::assign(is_wifi6(radio) ? rtk_wifi6_back_end : rtl8192cd_back_end, driver.progress(), ifname.c_str());
+// Asks a back-end of one interface; a failure without a text is told by errno.
+template <typename Ops, typename Ask>
+finding check_back_end(Ops& ops, const std::string& ifname, const std::string& what, Ask ask) {
     errno = 0;
     std::string text;
-    const bool good = ask(*ops, text);  // a failure without a text is told by errno
+    const bool good = ask(ops, text);
     return {good, ifname + " " + what, good || !text.empty() ? text : reason()};
 }
 
+// A request to the driver of one interface.
+template <typename Ask>
+finding check_driver(driver_realtek& driver, const std::string& ifname, const std::string& what, Ask ask) {
+    const auto ops = board_back_ends().back_end_of(driver.progress(), ifname.c_str());
+    return check_back_end(*ops, ifname, what, ask);
+}
+
+std::string number_text(std::uint32_t value, bool hexadecimal) {
+    char words[64];
+    std::snprintf(words, sizeof words, hexadecimal ? "0x%04x" : "%u", value);
+    return words;
+}
+
 finding check_mib(driver_realtek& driver, const std::string& ifname, const char* name, bool hexadecimal) {
-    const bool by_command = is_wifi6(ifname.substr(0, ifname.find('-')));
-    return check_driver(driver, ifname, std::string("MIB ") + name, [&](ioctl_ops& ops, std::string& text) {
+    const bool by_command = driver_of(ifname.substr(0, ifname.find('-'))) == radio_driver::rtk_wifi6;
+    const auto ops =
+        ioctl_ops::assign(by_command ? rtk_wifi6_back_end : rtl8192cd_back_end, driver.progress(), ifname.c_str());
+    return check_back_end(*ops, ifname, std::string("MIB ") + name, [&](ioctl_ops& asked, std::string& text) {
         std::uint32_t value = 0;
-        if (ops.get_mib(name, value) < 0) {
+        if (asked.get_mib(name, value) < 0) {
             if (by_command) text = "iwpriv " + ifname + " get_mib " + name + " gives no number";
             return false;
         }
-        char words[64];
-        std::snprintf(words, sizeof words, hexadecimal ? "0x%04x" : "%u", value);
-        text = words;
+        text = number_text(value, hexadecimal);
         return true;
     });
 }
 
+// Channel and power of a radio of mainline Linux, which has no variables.
+void check_mainline_state(driver_realtek& driver, const std::string& name, std::vector<finding>& found) {
+    found.push_back(check_driver(driver, name, "chanspec", [](back_end& ops, std::string& text) {
+        std::uint32_t value = 0;
+        if (ops.get_chanspec(value) != 0) return false;
+        text = value == 0 ? "no VAP has a channel" : number_text(value, true);
+        return value != 0;
+    }));
+    found.push_back(check_driver(driver, name, "transmit power", [](back_end& ops, std::string& text) {
+        std::uint32_t value = 0;
+        if (ops.get_tx_power(value) != 0) return false;
+        text = number_text(value, false) + " dBm";
+        return true;
+    }));
+}
+
 void check_radio(driver_realtek& driver, int index, bool configured, std::vector<finding>& found) {
     const std::string name = driver.table().get_radio(index)->name;
-    const bool wifi6 = is_wifi6(name);
-    found.push_back({true, name + " board description", wifi6 ? "rtk_wifi6" : "rtl8192cd"});
+    const radio_driver kind = driver_of(name);
+    const bool wifi6 = kind == radio_driver::rtk_wifi6;
+    const bool mainline = kind == radio_driver::nl80211;
+    found.push_back({true, name + " board description", name_of(kind)});
     found.push_back(check_readable("/sys/class/net/" + name + "/flags"));
-    finding coex =
-        check_readable(wifi6 ? "/proc/net/rtk_wifi6/" + name + "/coex_2g_40m" : "/proc/" + name + "/mib_11n");
-    if (coex.good) coex.text = driver.get_obss_coex(name.c_str()) ? "coexistence on" : "coexistence off";
-    found.push_back(coex);
+    if (!mainline) {
+        finding coex =
+            check_readable(wifi6 ? "/proc/net/rtk_wifi6/" + name + "/coex_2g_40m" : "/proc/" + name + "/mib_11n");
+        if (coex.good) coex.text = driver.get_obss_coex(name.c_str()) ? "coexistence on" : "coexistence off";
+        found.push_back(coex);
+    }
     if (configured)
         for (const char* key : {"country", "bandwidth", "control-sideband", "tx-power-max", "tx-power-min"})
             found.push_back(check_setting(driver, driver.table().radio_path(name.c_str(), key)));
-    found.push_back(check_mib(driver, name, "chanspec", true));
-    found.push_back(check_mib(driver, name, wifi6 ? "power_target" : "actual_tx_power", false));
+    if (mainline) {
+        check_mainline_state(driver, name, found);
+    } else {
+        found.push_back(check_mib(driver, name, "chanspec", true));
+        found.push_back(check_mib(driver, name, wifi6 ? "power_target" : "actual_tx_power", false));
+    }
     if (!driver.is_radio_up(name.c_str())) {
         found.push_back({true, name + " commands", "not asked: the radio is down"});
         return;
     }
-    found.push_back(check_driver(driver, name, "available channels", [](ioctl_ops& ops, std::string& text) {
+    found.push_back(check_driver(driver, name, "available channels", [](back_end& ops, std::string& text) {
         channel_set channels;
         if (ops.get_available_channels(channels) != 0) return false;
         text = number(static_cast<long long>(channels.size())) + " channels";
         return !channels.empty();
     }));
-    found.push_back(check_driver(driver, name, "scan results", [](ioctl_ops& ops, std::string& text) {
+    found.push_back(check_driver(driver, name, "scan results", [](back_end& ops, std::string& text) {
         ap_table table;
         if (ops.get_scan_results(table) != 0) return false;
         text = number(static_cast<long long>(table.size())) + " of the last scan";
         return true;
     }));
-    found.push_back(check_driver(driver, name, "RRM scan results", [](ioctl_ops& ops, std::string& text) {
+    found.push_back(check_driver(driver, name, "RRM scan results", [](back_end& ops, std::string& text) {
         ap_table table;
         if (ops.get_rrm_scan_results(table) != 0) return false;
         text = number(static_cast<long long>(table.size())) + " of the last scan";
@@ -158,7 +204,7 @@ void check_radio(driver_realtek& driver, int index, bool configured, std::vector
     }));
 }
 
-void check_vap(driver_realtek& driver, const vap_record& vap, bool wifi6, bool configured,
+void check_vap(driver_realtek& driver, const vap_record& vap, radio_driver kind, bool configured,
                std::vector<finding>& found) {
     found.push_back(check_readable("/sys/class/net/" + vap.name + "/flags"));
     if (configured)
@@ -166,12 +212,17 @@ void check_vap(driver_realtek& driver, const vap_record& vap, bool wifi6, bool c
              {"/common/enabled", "/vap/ssid", "/vap/ap-security/mode", "/vap/w80211kv-config/enabled"})
             found.push_back(check_setting(driver, vap_path(vap.name.c_str(), key)));
     if (!vap.active) return;
-    found.push_back(check_driver(driver, vap.name, "stations", [](ioctl_ops& ops, std::string& text) {
+    found.push_back(check_driver(driver, vap.name, "stations", [](back_end& ops, std::string& text) {
         std::vector<rrm_sta_s> stations;
         if (ops.get_assoc_stas(stations) != 0) return false;
         text = number(static_cast<long long>(stations.size())) + " associated";
         return true;
     }));
+    if (kind == radio_driver::nl80211) {
+        found.push_back(check_writable("/run/hostapd/" + vap.name));
+        return;
+    }
+    const bool wifi6 = kind == radio_driver::rtk_wifi6;
     const std::string directory = (wifi6 ? "/proc/net/rtk_wifi6/" : "/proc/") + vap.name;
     found.push_back(check_writable(directory + (wifi6 ? "/nb_report" : "/rm_neighbor_report")));
     found.push_back(check_writable(directory + (wifi6 ? "/nb_report_custom" : "/rm_neighbor_report_custom")));
@@ -226,12 +277,12 @@ std::vector<finding> run_checks(driver_realtek& driver, bool configured) {
     for (int r = 0; r < driver.radio_count(); ++r) {
         check_radio(driver, r, configured, found);
         const interface_context& radio = *driver.table().get_radio(r);
-        const bool wifi6 = is_wifi6(radio.name);
-        any_wifi6 |= wifi6;
+        const radio_driver kind = driver_of(radio.name);
+        any_wifi6 |= kind == radio_driver::rtk_wifi6;
         // VAPs that are not made on this device have no directory, and nothing is asked of them.
         for (const vap_record& vap : radio.vaps)
             if (access(sys::device_path(("/sys/class/net/" + vap.name).c_str()).c_str(), F_OK) == 0)
-                check_vap(driver, vap, wifi6, configured, found);
+                check_vap(driver, vap, kind, configured, found);
     }
     if (any_wifi6)
         for (const char* command : {"iwpriv", "wpa_cli"})

@@ -102,6 +102,16 @@ TEST(BoardDescription, TellsTheDriverByItsDirectory) {
     EXPECT_TRUE(wifi6("wlan1"));
     for (const char* name : {"wlan0", "wlan2", "wlan", "", "wlan1/../wlan1", "../rtk_wifi6/wlan1", "wlan1 "})
         EXPECT_FALSE(wifi6(name)) << name;
+
+    // A radio of mainline Linux has nothing of the other two.
+    for (const char* name : {"wlan0", "wlan1", "wlan2"})
+        fake_system::get().write_file(std::string("/sys/class/net/") + name + "/phy80211/index");
+    fake_system::get().write_file("/proc/wlan2/mib_11n");
+    const auto mainline = [](const char* name) {
+        return TOVA::get_radio_description(name).driver == TOVA::radio_driver::nl80211;
+    };
+    EXPECT_TRUE(mainline("wlan0"));
+    EXPECT_FALSE(mainline("wlan1") || mainline("wlan2") || mainline("../net/wlan0"));
 }
 
 class Log : public ::testing::Test {
