@@ -145,8 +145,12 @@ bool access_point::apply_radio_config(radio_state& radio, std::string& reason) {
 std::uint32_t access_point::live_chanspec(const radio_state& radio) const {
     const bool wide_2g = radio.band == 2 && (radio.chanspec & word_bandwidth_mask) == word_40_mhz;
     if (!wide_2g || !radio.coex) return radio.chanspec;
-    const auto heard = [](const scenario_neighbour& n) { return band_of(n.use.channel) == 2; };
-    if (std::none_of(start.neighbours.begin(), start.neighbours.end(), heard)) return radio.chanspec;
+    const auto heard = [](const scenario_neighbour& n) {
+        return band_of(n.use.channel) == 2 && n.rssi >= hearing_limit_dbm;
+    };
+    if (std::none_of(start.neighbours.begin(), start.neighbours.end(), heard) &&
+        std::none_of(nearby.begin(), nearby.end(), heard))
+        return radio.chanspec;
     return static_cast<std::uint32_t>(control_channel(radio.chanspec)) | word_20_mhz;
 }
 

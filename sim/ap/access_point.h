@@ -19,6 +19,7 @@ struct station {
     bool wanted = true;               // comes back when its VAP does
     bool asked_to_roam = false;       // a BSS transition request was sent to it
     std::int64_t asked_until_ms = 0;  // 0: for good
+    bool guest = false;               // belongs to another access point of the air
 };
 
 // One entry of an 802.11k list.
@@ -77,6 +78,7 @@ class access_point {
     config_store config;
     std::array<radio_state, radio_count> radios;
     bool hostapd_running = false;
+    std::vector<scenario_neighbour> nearby;  // other access points of the air as they are heard now
 
     // By interface name, of the radio itself or of one of its VAPs; null when there is no such interface.
     radio_state* radio_of(const std::string& ifname);

@@ -1,15 +1,17 @@
 #include "sim/ap/air.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "sim/ap/noise.h"
+#include "sim/common/building.h"
 
 namespace ravd::sim {
 namespace {
 
-constexpr int floor_dbm = -95;  // nothing is heard below
-constexpr int weak_dbm = -88;   // below, a scan may miss it
-constexpr int rssi_wobble_db = 10;
+constexpr int weak_dbm = -88;        // below, a scan may miss it
+constexpr int rssi_wobble_db = 10;   // from scan to scan ...
+constexpr int placed_wobble_db = 4;  // ... and of who has a place, whose shadowing stays
 
 std::int64_t scaled(const access_point& ap, std::int64_t ms) {
     return static_cast<std::int64_t>(static_cast<double>(ms) / ap.start.scan_speed);
@@ -32,6 +34,21 @@ std::size_t channels_visited(const scan_state& scan, std::int64_t now_ms) {
     const std::int64_t elapsed = until - scan.start_ms;
     if (elapsed >= scan.duration_ms) return scan.channels.size();
     return static_cast<std::size_t>(static_cast<std::int64_t>(scan.channels.size()) * elapsed / scan.duration_ms);
+}
+
+// Nothing when this scan missed it.
+std::optional<heard_bss> listen(const access_point& ap, const scan_state& scan, const scenario_neighbour& one) {
+    const auto name = static_cast<std::uint32_t>(mac_number(one.bssid));
+    const std::uint32_t bits = mix({ap.start.seed, scan.round, name, 1});
+    heard_bss heard;
+    heard.rssi = one.rssi + wobble(bits, one.where ? placed_wobble_db : rssi_wobble_db);
+    if (heard.rssi < hearing_limit_dbm || (heard.rssi < weak_dbm && mix({bits, 2}) % 3 == 0)) return std::nullopt;
+    heard.bssid = one.bssid;
+    heard.channel = one.use.channel;
+    heard.bandwidth = one.use.bandwidth;
+    heard.chanspec = make_chanspec(one.use).value_or(0);
+    heard.power = one.power;
+    return heard;
 }
 
 }  // namespace
@@ -67,23 +84,11 @@ std::vector<heard_bss> scan_results(const access_point& ap, const radio_state& r
     if (radio.scan.round == 0) return results;
     const std::size_t visited = channels_visited(radio.scan, now_ms);
     for (std::size_t c = 0; c < visited; ++c) {
-        const int channel = radio.scan.channels[c];
-        for (std::size_t n = 0; n < ap.start.neighbours.size(); ++n) {
-            const scenario_neighbour& neighbour = ap.start.neighbours[n];
-            if (neighbour.use.channel != channel || band_of(channel) != radio.band) continue;
-            const std::uint32_t bits = mix({ap.start.seed, radio.scan.round, static_cast<std::uint32_t>(n), 1});
-            const int rssi = neighbour.rssi + wobble(bits, rssi_wobble_db);
-            const bool missed = rssi < floor_dbm || (rssi < weak_dbm && mix({bits, 2}) % 3 == 0);
-            if (missed) continue;
-            heard_bss heard;
-            heard.bssid = neighbour.bssid;
-            heard.rssi = rssi;
-            heard.channel = channel;
-            heard.bandwidth = neighbour.use.bandwidth;
-            heard.chanspec = make_chanspec(neighbour.use).value_or(0);
-            heard.power = neighbour.power;
-            results.push_back(heard);
-        }
+        if (band_of(radio.scan.channels[c]) != radio.band) continue;
+        for (const auto* all : {&ap.start.neighbours, &ap.nearby})
+            for (const scenario_neighbour& one : *all)
+                if (one.use.channel == radio.scan.channels[c])
+                    if (const auto heard = listen(ap, radio.scan, one)) results.push_back(*heard);
     }
     return results;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/monotonic.h"
 #include "sim/common/json.h"
 #include "sim/common/text.h"
 #include "tools/common/number.h"
@@ -27,7 +28,7 @@ const std::vector<control::command>& control::commands() {
     static const std::vector<command> table = {
         {"hostapd", "start | stop | restart [MILLISECONDS]", "hostapd's life; a restart pauses for 1000 ms",
          &control::run_hostapd},
-        {"station", "join MAC VAP [RSSI] [no-v] [stays] | leave MAC [EVENT] | roam MAC BSSID",
+        {"station", "join MAC VAP [RSSI] [no-v] [stays] | leave MAC [EVENT] | roam MAC BSSID | move MAC X Y FLOOR",
          "a station comes, goes or moves", &control::run_station},
         {"radio", "0|1 up | down | coex on | coex off", "an interface, and 20/40 MHz coexistence", &control::run_radio},
         {"config", "set PATH TEXT | get PATH | remove PATH", "settings, as an administrator changes them",
@@ -36,7 +37,7 @@ const std::vector<control::command>& control::commands() {
          "makes a call of the driver, iwpriv, wpa_cli, config or porterd go wrong", &control::run_fault},
         {"notify", "hostapd_started | scoutd_started | config_updated | timezone_changed", "raises a notification",
          &control::run_notify},
-        {"show", "state | stations | neighbours [--json]", "what there is, for people; with --json on one line",
+        {"show", "state | stations | neighbours | air [--json]", "what there is, for people; with --json on one line",
          &control::run_show},
         {"help", "[COMMAND]", "this list, or one command of it", &control::run_help},
         {"quit", "", "ends the access point", &control::run_quit},
@@ -132,9 +133,24 @@ std::string control::run_station(const words& given) {
     if (what == "roam" && given.size() == 4) {
         const auto target = parse_mac(given[3]);
         if (!target) return error("\"" + given[3] + "\" is not a hardware address");
+        if (used_.near.ask(*mac, {*target}, monotonic_ms())) return ok();
         return outcome(used_.stations.roam(*mac, *target));
     }
+    if (what == "move" && given.size() == 6) return move_station(given, *mac);
     return expected(given);
+}
+
+std::string control::move_station(const words& given, const mac_octets& mac) {
+    place where;
+    int x = 0;
+    int y = 0;
+    const int limit = static_cast<int>(place_limit);
+    if (!parse_number(given[3], -limit, limit, x) || !parse_number(given[4], -limit, limit, y) ||
+        !parse_number(given[5], -floor_limit, floor_limit, where.floor))
+        return expected(given);
+    where.x = x;
+    where.y = y;
+    return outcome(used_.near.move(mac, where, monotonic_ms()));
 }
 
 std::string control::run_radio(const words& given) {
@@ -212,6 +228,9 @@ std::string control::run_show(const words& given) {
         return json ? ok(stations_text(used_.ap, used_.stations))
                     : stations_view(used_.ap, used_.stations) + "\n" + ok();
     if (what == "neighbours") return json ? ok(neighbours_text(used_.ap)) : neighbours_view(used_.ap) + "\n" + ok();
+    if (what == "air")
+        return json ? ok(air_text(used_.ap, used_.near.others()))
+                    : air_view(used_.ap, used_.near.others()) + "\n" + ok();
     return expected(given);
 }
 

@@ -10,6 +10,7 @@
 #include "sim/ap/device_files.h"
 #include "sim/ap/faults.h"
 #include "sim/ap/hostapd.h"
+#include "sim/ap/neighbourhood.h"
 #include "sim/ap/stations.h"
 #include "sim/common/event_loop.h"
 
@@ -24,6 +25,7 @@ class control {
         station_book& stations;
         hostapd& daemon;
         fault_list& faults;
+        neighbourhood& near;
     };
     // `faults_changed` runs when a fault was added or cleared, `config_changed` when a setting was.
     control(parts used, std::function<void()> faults_changed, std::function<void()> config_changed)
@@ -37,6 +39,7 @@ class control {
     using words = std::vector<std::string>;
     std::string run_hostapd(const words& given);
     std::string run_station(const words& given);
+    std::string move_station(const words& given, const mac_octets& mac);
     std::string run_radio(const words& given);
     // The second word is all that follows: a setting's text may hold blanks, or be empty.
     std::string run_config(const words& given);
@@ -68,9 +71,11 @@ class control {
 std::string state_text(const access_point& ap, bool agent_connected);
 std::string stations_text(const access_point& ap, const station_book& stations);
 std::string neighbours_text(const access_point& ap);
+std::string air_text(const access_point& ap, const std::vector<presence>& others);
 // The same as tables for people; no line begins without a blank.
 std::string state_view(const access_point& ap, bool agent_connected);
 std::string stations_view(const access_point& ap, const station_book& stations);
 std::string neighbours_view(const access_point& ap);
+std::string air_view(const access_point& ap, const std::vector<presence>& others);
 
 }  // namespace ravd::sim

@@ -6,6 +6,9 @@
 
 #include "sim/ap/crowd.h"
 #include "sim/ap/json_cursor.h"
+#include "sim/ap/place_text.h"
+#include "sim/ap/roaming.h"
+#include "sim/common/building.h"
 #include "sim/common/json.h"
 
 namespace ravd::sim {
@@ -22,12 +25,13 @@ mac_octets read_mac(const json_cursor& from, const char* key) {
 }
 
 scenario_station read_station(const json_cursor& from) {
-    from.allow({"mac", "rssi", "v", "obeys"});
+    from.allow({"mac", "rssi", "v", "obeys", "position"});
     scenario_station station;
     station.mac = read_mac(from, "mac");
     station.rssi = from.integer("rssi", station.rssi, -100, -10);
     station.v = from.flag("v", station.v);
     station.obeys = from.flag("obeys", station.obeys);
+    if (from.has("position")) station.where = read_place(from, "position");
     return station;
 }
 
@@ -86,13 +90,14 @@ scenario_radio read_radio(const json_cursor& from) {
 }
 
 scenario_neighbour read_neighbour(const json_cursor& from) {
-    from.allow({"bssid", "ssid", "channel", "bandwidth", "sideband", "rssi", "power"});
+    from.allow({"bssid", "ssid", "channel", "bandwidth", "sideband", "rssi", "power", "position"});
     scenario_neighbour neighbour;
     neighbour.bssid = read_mac(from, "bssid");
     neighbour.ssid = from.text("ssid", "", 32);
     neighbour.use = read_channel(from, "channel");
     neighbour.rssi = from.integer("rssi", neighbour.rssi, -100, -10);
     neighbour.power = from.integer("power", neighbour.power, -20, 40);
+    if (from.has("position")) neighbour.where = read_place(from, "position");
     return neighbour;
 }
 
@@ -151,9 +156,36 @@ void check_addresses(const json_cursor& root, const scenario& result) {
                          mac_text(result.neighbours[n].bssid) + " is already another neighbour's");
 }
 
+void read_surroundings(const json_cursor& from, surroundings& air) {
+    from.allow({"kind", "seed"});
+    const std::string kind = from.word("kind", "building", {"building", "office", "street"});
+    air.kind = building_kind_of(kind).value_or(building_kind::building);
+    air.seed = static_cast<std::uint32_t>(from.integer("seed", 1, 0, 1000000000));
+}
+
+// Who has a position is heard as loud as it is from there.
+void follow_positions(const json_cursor& root, scenario& result) {
+    if (!result.where) {
+        const auto placed = [](const auto& one) { return one.where.has_value(); };
+        if (std::any_of(result.neighbours.begin(), result.neighbours.end(), placed))
+            root.fail_at("position", "is missing: neighbours have one");
+        return;
+    }
+    const antenna own{mac_number(result.base_mac), *result.where};
+    for (scenario_neighbour& one : result.neighbours)
+        if (one.where)
+            one.rssi =
+                heard_dbm(result.air, band_of(one.use.channel), one.power, {mac_number(one.bssid), *one.where}, own);
+    for (scenario_radio& radio : result.radios)
+        for (scenario_vap& vap : radio.vaps)
+            for (scenario_station& one : vap.stations)
+                if (one.where)
+                    one.rssi = heard_dbm(result.air, radio.band, station_power, {mac_number(one.mac), *one.where}, own);
+}
+
 void read_root(const json_cursor& root, scenario& result) {
     root.allow({"name", "seed", "scan_speed", "steer_delay_ms", "factory", "corvane", "radios", "neighbours", "crowd",
-                "config"});
+                "config", "building", "position"});
     result.name = root.text("name", "unnamed", 80);
     result.seed = static_cast<std::uint32_t>(root.integer("seed", 1, 0, 1000000000));
     result.scan_speed = root.number("scan_speed", 1, 0.1, 10000);
@@ -171,6 +203,9 @@ void read_root(const json_cursor& root, scenario& result) {
     if (result.neighbours.size() > neighbour_limit)
         root.fail_at("neighbours", "there may be at most " + std::to_string(neighbour_limit));
     if (root.has("config")) read_config(root.child("config"), result);
+    if (root.has("building")) read_surroundings(root.child("building"), result.air);
+    if (root.has("position")) result.where = read_place(root, "position");
+    follow_positions(root, result);
     check_addresses(root, result);
 }
 

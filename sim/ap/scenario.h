@@ -4,12 +4,14 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "sim/ap/channel_plan.h"
 #include "sim/common/mac_text.h"
+#include "sim/common/propagation.h"
 
 namespace ravd::sim {
 
@@ -23,6 +25,7 @@ struct scenario_station {
     int rssi = -60;     // dBm, at the best antenna
     bool v = true;      // supports 802.11v
     bool obeys = true;  // leaves when it is asked to
+    std::optional<place> where;
 };
 
 struct scenario_vap {
@@ -58,6 +61,7 @@ struct scenario_neighbour {
     channel_use use;
     int rssi = -70;  // dBm
     int power = 20;  // dBm, as it tells in its beacon
+    std::optional<place> where;
 };
 
 struct scenario {
@@ -72,6 +76,8 @@ struct scenario {
     bool dca = true;
     bool tpc = true;
     bool load_balance = true;
+    surroundings air;
+    std::optional<place> where;  // of the access point
     std::array<scenario_radio, radio_count> radios;
     std::vector<scenario_neighbour> neighbours;
     std::vector<std::pair<std::string, std::string>> config;  // path, text: set over what follows from the rest

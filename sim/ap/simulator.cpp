@@ -10,9 +10,12 @@
 #include <climits>
 #include <cstring>
 
+#include "platform/monotonic.h"
 #include "platform/unique_fd.h"
+#include "sim/ap/air_directory.h"
 #include "sim/ap/command_server.h"
 #include "sim/ap/control.h"
+#include "sim/ap/neighbourhood.h"
 #include "sim/ap/network_services.h"
 #include "sim/ap/radio_server.h"
 #include "sim/common/line_server.h"
@@ -21,6 +24,7 @@ namespace ravd::sim {
 namespace {
 
 constexpr std::size_t line_limit = 64 * 1024;
+constexpr std::int64_t follow_ms = 250;  // how late a change may reach the air
 
 // Written by the signal handler, read by the loop.
 int signal_pipe[2] = {-1, -1};
@@ -44,6 +48,8 @@ class simulator::body {
     bool take_directory(std::string& reason);
     bool link_stand_ins(std::string& reason);
     void watch_signals();
+    bool join_air(std::string& reason);
+    void follow_air();
     void config_changed();
     void told(const client_event& event);
     void told_to_roam(const mac_octets& mac);
@@ -57,6 +63,8 @@ class simulator::body {
     access_point ap_;
     fault_list faults_;
     station_book stations_;
+    neighbourhood near_;
+    air_directory air_;
     device_files files_;
     hostapd hostapd_;
     wireless_driver driver_;
@@ -76,13 +84,15 @@ simulator::body::body(const scenario& from, const simulator_options& options)
       log_(options.quiet),
       ap_(from),
       stations_(ap_),
+      near_(ap_, stations_, log_),
+      air_(loop_, log_, [this] { near_.hear(air_.others(), monotonic_ms()); }),
       files_(loop_, log_, ap_, options.directory),
       hostapd_(loop_, log_, ap_, files_, stations_),
       driver_(ap_, stations_, faults_, log_),
       configuration_(ap_, log_),
       porterd_(ap_, log_, [this] { config_changed(); }),
       control_(
-          control::parts{loop_, ap_, files_, stations_, hostapd_, faults_},
+          control::parts{loop_, ap_, files_, stations_, hostapd_, faults_, near_},
           [this] {
               configuration_bus_.follow_faults();
               porterd_bus_.follow_faults();
@@ -166,10 +176,27 @@ bool simulator::body::open(std::string& reason) {
         return false;
     watch_signals();
     control_lines_.read_standard_input("> ", control::command_words());
+    if (!options_.air.empty() && !join_air(reason)) return false;
     if (options_.hostapd_at_start) hostapd_.start();
     stations_.settle(false);  // they were there before us
     log_.line("sim", "\"%s\" is ready in %s", ap_.start.name.c_str(), options_.directory.c_str());
     return true;
+}
+
+bool simulator::body::join_air(std::string& reason) {
+    if (!ap_.start.where) {
+        reason = "\"" + ap_.start.name + "\" has no position in the air";
+        return false;
+    }
+    near_.begin([this] { air_.publish(near_.present()); });
+    if (!air_.open(options_.air, ap_.start.base_mac, reason)) return false;
+    loop_.soon([this] { follow_air(); });
+    return true;
+}
+
+void simulator::body::follow_air() {
+    near_.follow(monotonic_ms());
+    loop_.after(follow_ms, [this] { follow_air(); });
 }
 
 void simulator::body::config_changed() {
@@ -187,6 +214,7 @@ void simulator::body::told_to_roam(const mac_octets& mac) {
     loop_.after(ap_.start.steer_delay_ms, [this, mac] {
         const auto at = stations_.find(mac);
         if (!at.one || !at.one->associated) return;
+        if (near_.ask(mac, stations_.roam_targets(*at.vap), monotonic_ms())) return;
         const mac_octets target = stations_.roam_target(*at.vap);
         if (target == mac_octets{})
             stations_.leave(mac, "recv-disassoc");

@@ -10,6 +10,7 @@ namespace ravd::sim {
 
 struct simulator_options {
     std::string directory;
+    std::string air;  // directory of the shared air; empty: none
     bool quiet = false;
     bool exit_on_eof = false;  // the end of standard input ends the program
     bool hostapd_at_start = true;

@@ -4,6 +4,8 @@
 #include "platform/monotonic.h"
 #include "sim/ap/air.h"
 #include "sim/ap/control.h"
+#include "sim/ap/place_text.h"
+#include "sim/common/building.h"
 #include "sim/common/json.h"
 
 namespace ravd::sim {
@@ -93,6 +95,29 @@ std::string stations_text(const access_point& ap, const station_book& stations) 
                 json_append(list.get(), std::move(tree));
             }
         }
+    }
+    return json_compact(list.get());
+}
+
+std::string air_text(const access_point& ap, const std::vector<presence>& others) {
+    const antenna own{mac_number(ap.start.base_mac), ap.start.where.value_or(place{})};
+    const json_ptr list = new_json_array();
+    for (const presence& who : others) {
+        json_ptr tree = new_json_object();
+        json_put(tree.get(), "name", who.name);
+        json_put(tree.get(), "base", mac_text(who.base));
+        json_put(tree.get(), "position", place_tree(who.where));
+        json_ptr radios = new_json_array();
+        for (const presence_radio& radio : who.radios) {
+            json_ptr one = new_json_object();
+            json_put(one.get(), "channel", radio.use.channel);
+            json_put(one.get(), "bandwidth", radio.use.bandwidth);
+            json_put(one.get(), "power", radio.power);
+            json_put(one.get(), "rssi", heard_from(ap.start.air, who, radio, own));
+            json_append(radios.get(), std::move(one));
+        }
+        json_put(tree.get(), "radios", std::move(radios));
+        json_append(list.get(), std::move(tree));
     }
     return json_compact(list.get());
 }

@@ -4,6 +4,8 @@
 #include "platform/monotonic.h"
 #include "sim/ap/air.h"
 #include "sim/ap/control.h"
+#include "sim/ap/place_text.h"
+#include "sim/common/building.h"
 #include "sim/common/table.h"
 
 namespace ravd::sim {
@@ -55,6 +57,17 @@ std::string stations_view(const access_point& ap, const station_book& stations) 
                          std::to_string(*std::max_element(readings.begin(), readings.end())), one.is.v ? "yes" : "no",
                          one.asked_to_roam ? "yes" : "no"});
             }
+    return all.text();
+}
+
+std::string air_view(const access_point& ap, const std::vector<presence>& others) {
+    const antenna own{mac_number(ap.start.base_mac), ap.start.where.value_or(place{})};
+    table all({"access point", "position", "base", "channel", "MHz", "power", "dBm here"});
+    for (const presence& who : others)
+        for (const presence_radio& radio : who.radios)
+            all.add({who.name, place_words(who.where), mac_text(who.base), std::to_string(radio.use.channel),
+                     std::to_string(radio.use.bandwidth), std::to_string(radio.power),
+                     std::to_string(heard_from(ap.start.air, who, radio, own))});
     return all.text();
 }
 

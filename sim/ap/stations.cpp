@@ -29,37 +29,39 @@ void station_book::tell(const char* type, const vap_state& vap, const station& o
     told_(event);
 }
 
-std::string station_book::join(const std::string& ifname, const scenario_station& who) {
+std::string station_book::join(const std::string& ifname, const scenario_station& who, bool guest) {
     vap_state* vap = ap_.vap_of(ifname);
     if (!vap) return ifname + " is no VAP of this access point";
     if (!ap_.vap_up(*ap_.radio_of(ifname), *vap)) return ifname + " is not up";
-    const place before = find(who.mac);
-    if (before.one) {
-        auto& list = before.vap->stations;
-        list.erase(list.begin() + (before.one - list.data()));
-    }
+    forget(who.mac);
     station added;
     added.is = who;
     added.associated = true;
+    added.guest = guest;
     vap->stations.push_back(added);
     tell("auth", *vap, added);
     return {};
 }
 
-std::string station_book::leave(const mac_octets& mac, const std::string& event) {
+std::string station_book::leave(const mac_octets& mac, const std::string& event, const mac_octets& target) {
     const place at = find(mac);
     if (!at.one || !at.one->associated) return mac_text(mac) + " is not associated";
     at.one->associated = at.one->wanted = false;
-    tell(event.c_str(), *at.vap, *at.one);
+    tell(event.c_str(), *at.vap, *at.one, target == mac_octets{} ? "" : mac_text(target));
     return {};
 }
 
-std::string station_book::roam(const mac_octets& mac, const mac_octets& target) {
+void station_book::forget(const mac_octets& mac) {
     const place at = find(mac);
-    if (!at.one || !at.one->associated) return mac_text(mac) + " is not associated";
-    at.one->associated = at.one->wanted = false;
-    tell("80211v-roam", *at.vap, *at.one, mac_text(target));
-    const scenario_station who = at.one->is;
+    if (!at.one) return;
+    auto& list = at.vap->stations;
+    list.erase(list.begin() + (at.one - list.data()));
+}
+
+std::string station_book::roam(const mac_octets& mac, const mac_octets& target) {
+    const std::string reason = leave(mac, "80211v-roam", target);
+    if (!reason.empty()) return reason;
+    const scenario_station who = find(mac).one->is;
     for (radio_state& radio : ap_.radios)
         for (vap_state& vap : radio.vaps)
             if (vap.bssid == target && ap_.vap_up(radio, vap)) return join(vap.name, who);
@@ -92,12 +94,20 @@ bool station_book::ask_to_roam(vap_state& vap, const mac_octets& mac, std::int64
     return true;
 }
 
+std::vector<mac_octets> station_book::roam_targets(const vap_state& vap) {
+    std::vector<mac_octets> offered;
+    for (const neighbour_entry& entry : vap.custom_neighbours.empty() ? vap.neighbours : vap.custom_neighbours)
+        offered.push_back(entry.bssid);
+    return offered;
+}
+
 mac_octets station_book::roam_target(const vap_state& vap) const {
-    if (!vap.custom_neighbours.empty()) return vap.custom_neighbours.front().bssid;
-    if (!vap.neighbours.empty()) return vap.neighbours.front().bssid;
+    const auto offered = roam_targets(vap);
+    if (!offered.empty()) return offered.front();
     const std::string ssid = ap_.ssid_of(vap);
-    for (const scenario_neighbour& neighbour : ap_.start.neighbours)
-        if (neighbour.ssid == ssid) return neighbour.bssid;
+    for (const auto* all : {&ap_.start.neighbours, &ap_.nearby})
+        for (const scenario_neighbour& neighbour : *all)
+            if (neighbour.ssid == ssid) return neighbour.bssid;
     return {};
 }
 

@@ -36,9 +36,11 @@ class station_book {
     place find(const mac_octets& mac);
 
     // Associates a station to a VAP that is up, a new one or one known elsewhere. Empty, or why not.
-    std::string join(const std::string& ifname, const scenario_station& who);
-    // It goes, with the event named.
-    std::string leave(const mac_octets& mac, const std::string& event);
+    std::string join(const std::string& ifname, const scenario_station& who, bool guest = false);
+    // It goes, with the event named and, in a roam, where to.
+    std::string leave(const mac_octets& mac, const std::string& event, const mac_octets& target = {});
+    // It is not known here any more, without an event.
+    void forget(const mac_octets& mac);
     // It goes to another access point, or to another VAP of ours when the target is one of ours.
     std::string roam(const mac_octets& mac, const mac_octets& target);
 
@@ -48,8 +50,10 @@ class station_book {
 
     // A BSS transition request. False when the station is not associated to that VAP. Marks it as asked.
     bool ask_to_roam(vap_state& vap, const mac_octets& mac, std::int64_t now_ms);
-    // The BSS that a station asked on this VAP would choose: of the custom list, the standard list, the neighbours with
-    // the same SSID; all zero when there is none.
+    // The BSSs that a station asked on this VAP is offered: those of the custom list, else of the standard list.
+    static std::vector<mac_octets> roam_targets(const vap_state& vap);
+    // The one that it would choose: the first of these, else a neighbour with the same SSID; all zero when there is
+    // none.
     mac_octets roam_target(const vap_state& vap) const;
 
     // Four antennas' dBm at a moment; they move every two seconds. The best of them is near the station's own value.

@@ -23,8 +23,9 @@ class AccessPoint(Program):
             with open(path, "w", encoding="utf-8") as file:
                 json.dump(scenario, file)
             scenario = path
+        since = self.mark()
         await self.start(["ravd-sim-ap", scenario, "--dir", self.directory, *options])
-        await self.line("is ready in")
+        await self.line("is ready in", since)
 
     async def answer(self, command):
         """The whole answer to a command, error or not."""

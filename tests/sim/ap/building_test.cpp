@@ -7,6 +7,9 @@
 #include <set>
 
 #include "sim/ap/channel_plan.h"
+#include "sim/ap/generate.h"
+#include "sim/ap/roaming.h"
+#include "sim/ap/scenario.h"
 
 namespace ravd::sim {
 namespace {
@@ -94,6 +97,48 @@ TEST(Building, IsTheSameForASeedAndWorthPlanning) {
     EXPECT_EQ(known.access_points[29].radios[1].use.channel, 36);
     EXPECT_EQ(path_loss_db(known.air, 5, antenna_of(known.access_points[3]), antenna_of(known.access_points[5])), 102);
     EXPECT_EQ(known.stations.size(), 124u);
+}
+
+TEST(Building, ItsScenariosHearWhatItSays) {
+    const building one = make_building(building_kind::street, 12, 5);
+    std::size_t stations = 0;
+    for (std::size_t n = 0; n < one.access_points.size(); ++n) {
+        scenario read;
+        std::string fault;
+        ASSERT_TRUE(parse_scenario(scenario_text(one, n), read, fault)) << fault;
+        stations += read.radios[1].vaps[0].stations.size();
+        for (const building_network& network : one.strangers) {
+            const int rssi = heard_dbm(one.air, band_of(network.use.channel), network.power, antenna_of(network),
+                                       antenna_of(one.access_points[n]));
+            const auto heard =
+                std::find_if(read.neighbours.begin(), read.neighbours.end(),
+                             [&](const scenario_neighbour& known) { return known.bssid == network.bssid; });
+            ASSERT_EQ(heard != read.neighbours.end(), rssi >= hearing_limit_dbm);
+            if (heard != read.neighbours.end()) {
+                EXPECT_EQ(heard->rssi, rssi);
+            }
+        }
+    }
+    EXPECT_EQ(stations, one.stations.size());
+}
+
+TEST(Roaming, StaysUntilAnotherIsBetterAndGoesWhereItIsSent) {
+    const mac_octets low{1};
+    const mac_octets high{2};
+    const mac_octets other{3};
+    const auto heard = [&](int low_rssi, int high_rssi, int other_rssi) {
+        return std::vector<audible_bss>{{low, 2, low_rssi}, {high, 5, high_rssi}, {other, 2, other_rssi}};
+    };
+    EXPECT_EQ(next_place({}, low, false), no_address);
+    EXPECT_EQ(next_place(heard(-60, -65, -61), no_address, false), high) << "the upper band, where it is loud";
+    EXPECT_EQ(next_place(heard(-70, -75, -71), no_address, false), low) << "and where it is not";
+    EXPECT_EQ(next_place(heard(-60, -80, -53), low, false), low);
+    EXPECT_EQ(next_place(heard(-60, -80, -52), low, false), other);
+    EXPECT_EQ(next_place(heard(-75, -85, -40), low, true), low) << "it was sent there";
+    EXPECT_EQ(next_place(heard(-83, -85, -40), low, true), other) << "but hears too little";
+    EXPECT_EQ(asked_place(heard(-60, -70, -50), low, {high}), high);
+    EXPECT_EQ(asked_place(heard(-60, -85, -50), low, {high}), other);
+    EXPECT_EQ(asked_place(heard(-60, -85, -83), low, {high}), no_address);
 }
 
 }  // namespace
