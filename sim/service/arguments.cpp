@@ -89,6 +89,10 @@ bool read_inline_or_file(const std::string& text, std::string& out, std::string&
         out = text;
         return true;
     }
+    if (no_files::wanted()) {
+        error = "JSON is needed here, not the name of a file";
+        return false;
+    }
     std::FILE* file = std::fopen(text.c_str(), "r");
     if (!file) {
         error = "cannot read " + text + ": " + std::strerror(errno);

@@ -36,6 +36,18 @@ bool parse_int(std::string_view text, int& out);
 bool parse_channels(std::string_view text, std::string& out);
 // `text` itself when it begins with '{' or '[', otherwise what the file of that name holds (16 MiB at most).
 bool read_inline_or_file(const std::string& text, std::string& out, std::string& error);
+// While one lives, read_inline_or_file() reads no file: what is carried out came from somebody who may not see them.
+class no_files {
+  public:
+    no_files() { ++count_; }
+    ~no_files() { --count_; }
+    no_files(const no_files&) = delete;
+    no_files& operator=(const no_files&) = delete;
+    static bool wanted() { return count_ > 0; }
+
+  private:
+    static inline int count_ = 0;
+};
 // "81 7e 00" into bytes.
 bool parse_hex(std::string_view text, std::string& out);
 

@@ -11,7 +11,7 @@
 #include "sim/service/lab.h"
 #include "sim/service/options.h"
 #ifdef RAVD_CONSOLE
-#include "sim/console/web_console.h"
+#include "sim/console/live_console.h"
 #endif
 
 namespace {
@@ -45,9 +45,9 @@ int main(int argc, char** argv) {
         return 2;
     }
 #ifdef RAVD_CONSOLE
-    std::unique_ptr<ravd::sim::web_console> console;
+    std::unique_ptr<ravd::sim::live_console> console;
     if (options.web.enabled) {
-        console = std::make_unique<ravd::sim::web_console>(service);
+        console = std::make_unique<ravd::sim::live_console>(service);
         if (!console->start(options.web, error)) {
             std::fprintf(stderr, "ravd-sim-service: %s\n", error.c_str());
             return 2;

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "sim/common/text.h"
 #include "sim/service/clock.h"
@@ -65,7 +64,7 @@ void message_log::message(unsigned agent, const std::string& ap_mac, const char*
         json_put(line.get(), "text", std::string(bytes));
     else
         json_put(line.get(), "hex", hex(bytes));
-    put(entry, std::move(line));
+    put(entry, line);
 }
 
 void message_log::event(unsigned agent, const std::string& ap_mac, const std::string& what) {
@@ -75,12 +74,13 @@ void message_log::event(unsigned agent, const std::string& ap_mac, const std::st
     const std::string text = printable(what);
     entry.bytes = text;
     json_put(line.get(), "event", text);
-    put(entry, std::move(line));
+    put(entry, line);
 }
 
-void message_log::put(log_entry& entry, json_ptr line) {
-    entry.line = line.get();
-    if (file_) write_line(file_, json_compact(line.get()));
+void message_log::put(log_entry& entry, const json_ptr& line) {
+    const std::string text = json_compact(line.get());
+    entry.line = text;
+    if (file_) write_line(file_, text);
     if (listener_) listener_->logged(entry);
 }
 

@@ -19,7 +19,7 @@ struct log_entry {
     kind what = kind::event;
     std::string_view bytes;          // of a message; of an event its text
     json_object* message = nullptr;  // the bytes as a tree, where they are JSON
-    json_object* line = nullptr;     // the whole line
+    std::string_view line;           // the whole line, without its end
 };
 
 class log_listener {
@@ -51,7 +51,7 @@ class message_log {
     void event(unsigned agent, const std::string& ap_mac, const std::string& what);
 
   private:
-    void put(log_entry& entry, json_ptr line);
+    void put(log_entry& entry, const json_ptr& line);
 
     std::FILE* file_ = nullptr;
     log_listener* listener_ = nullptr;

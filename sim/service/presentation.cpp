@@ -6,7 +6,7 @@
 
 #include "sim/common/table.h"
 #include "sim/common/text.h"
-#include "sim/service/planner.h"
+#include "sim/service/channel_load.h"
 
 namespace ravd::sim {
 namespace {
@@ -101,40 +101,16 @@ std::string environment_table(const std::vector<reported_bss>& heard, std::size_
 }
 
 std::string occupancy_chart(const std::vector<radio_view>& radios, const std::vector<reported_bss>& heard) {
-    struct column {
-        double load = 0;
-        std::map<std::string, int> loudest;  // of the BSSs whose control channel it is
-        bool in_use = false;
-    };
-    std::map<int, column> columns;
-    std::vector<std::string> own;
-    for (const radio_view& radio : radios) {
-        for (const int channel : radio.available)
-            columns[channel];
-        if (radio.active) columns[radio.channel].in_use = true;
-        for (const vap_view& vap : radio.vaps)
-            own.push_back(vap.mac);
-    }
-    for (const reported_bss& bss : heard) {
-        if (bss.channel <= 0 || bss.channel > 233) continue;
-        const auto entry = columns[bss.channel].loudest.emplace(bss.bssid, dbm(bss.rssi)).first;
-        entry->second = std::max(entry->second, dbm(bss.rssi));
-    }
-    double most = 1;
-    for (auto& entry : columns) {
-        entry.second.load = load_on(channel_span(entry.first, 20, ""), heard, own);
-        most = std::max(most, entry.second.load);
-    }
+    const std::vector<channel_load> columns = channel_loads(radios, heard);
     if (columns.empty()) return "  no channels";
+    double most = 1;
+    for (const channel_load& c : columns)
+        most = std::max(most, c.load);
     table t({"channel", "load", "BSSs", "loudest", ""});
-    for (const auto& entry : columns) {
-        const column& c = entry.second;
-        int loudest = -200;
-        for (const auto& bss : c.loudest)
-            loudest = std::max(loudest, bss.second);
+    for (const channel_load& c : columns) {
         const auto length = static_cast<std::size_t>(std::ceil(c.load / most * bar_width - 1e-9));
-        t.add({std::to_string(entry.first), two_digits(c.load), std::to_string(c.loudest.size()),
-               c.loudest.empty() ? "" : std::to_string(loudest),
+        t.add({std::to_string(c.channel), two_digits(c.load), std::to_string(c.bss),
+               c.bss == 0 ? "" : std::to_string(c.loudest),
                "|" + std::string(length, '#') + (c.in_use ? " <- in use" : "")});
     }
     return t.text();

@@ -74,6 +74,12 @@ std::string scan_progress::stage(int number) const {
     return "scan: the report is missing";
 }
 
+std::optional<scan_progress::state> scan_progress::current() const {
+    if (orders_.empty()) return std::nullopt;
+    const scan& first = orders_.front();
+    return state{begun_, first.delay, first.rounds, first.round_length, first.report_delay, orders_.size() - 1};
+}
+
 std::string scan_progress::turn(double now) {
     if (orders_.empty()) return "";
     const scan& current = orders_.front();

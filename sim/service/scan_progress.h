@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,16 @@ class scan_progress {
     std::string reported(double now);
     // hostapd stopped, and every scan with it. Empty when none was on its way.
     std::string given_up();
+    // The scan that is on its way, for those who draw it.
+    struct state {
+        double begun = 0;  // when its delay began; the rest are seconds and counts
+        int delay = 0;
+        int rounds = 0;
+        int round_length = 0;
+        int report_delay = 0;
+        std::size_t waiting = 0;  // orders behind it
+    };
+    std::optional<state> current() const;
     // What to say when the scan should have come further since the last call, otherwise empty.
     std::string turn(double now);
 
