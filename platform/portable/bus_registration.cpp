@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -99,11 +100,15 @@ unique_fd bus_registration::listen() {
     sockaddr_un address;
     unique_fd holder;
     unique_fd listener = make_socket();
-    if (!listener || !make_address(directory_, std::to_string(module_) + ".sock", address, holder)) return unique_fd();
-    (void)::unlink(socket_path_.c_str());  // a crash may have left one
+    const std::string name = std::to_string(module_) + ".new";
+    const std::string path = directory_ + "/" + name;
+    if (!listener || !make_address(directory_, name, address, holder)) return unique_fd();
+    // Under its own name only once it can be reached: who sees it there may connect. A crash may have left either.
+    (void)::unlink(path.c_str());
     struct stat info {};
     if (::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::lstat(socket_path_.c_str(), &info) != 0 || ::listen(listener.get(), waiting_connections) != 0)
+        ::listen(listener.get(), waiting_connections) != 0 || ::lstat(path.c_str(), &info) != 0 ||
+        ::rename(path.c_str(), socket_path_.c_str()) != 0)
         return unique_fd();
     socket_inode_ = info.st_ino;
     return listener;
