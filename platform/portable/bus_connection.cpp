@@ -63,14 +63,17 @@ void bus_connection::keep(std::string_view head, std::string_view payload) {
 }
 
 bus_result bus_connection::write(const bus_frame_header& header, std::string_view payload) {
-    const std::size_t whole = mbus_header_size + payload.size();
+    const std::size_t head_size = hello_due_ ? 2 * mbus_header_size : mbus_header_size;
+    const std::size_t whole = head_size + payload.size();
     if (write_failed_) return bus_result::not_served;
     if (whole > backlog_limit - backlog_) return bus_result::full;
-    unsigned char head[mbus_header_size];
-    encode_bus_header(header, head);
+    unsigned char head[2 * mbus_header_size];
+    if (hello_due_) encode_bus_header({header.source, header.destination, 0, bus_frame_kind::hello}, head);
+    encode_bus_header(header, head + head_size - mbus_header_size);
+    hello_due_ = false;
     std::size_t done = 0;
     if (output_.empty() && held_by_ == 0) {
-        iovec parts[2] = {{head, sizeof head}, {const_cast<char*>(payload.data()), payload.size()}};
+        iovec parts[2] = {{head, head_size}, {const_cast<char*>(payload.data()), payload.size()}};
         const ssize_t n = write_some(fd(), parts, 2);
         if (n < 0) {
             fail();
@@ -81,9 +84,9 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
     }
     carried_ = carried_ || header.kind == bus_frame_kind::message;
     if (done == whole) return bus_result::accepted;
-    const std::size_t head_done = std::min(done, sizeof head);
+    const std::size_t head_done = std::min(done, head_size);
     try {
-        keep({reinterpret_cast<const char*>(head) + head_done, sizeof head - head_done},
+        keep({reinterpret_cast<const char*>(head) + head_done, head_size - head_done},
              payload.substr(done - head_done));
     } catch (const std::bad_alloc&) {
         if (done > 0) fail();  // nothing may follow half a frame

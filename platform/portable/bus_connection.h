@@ -47,6 +47,8 @@ class bus_connection {
     // Whether a message was accepted for it.
     bool carried() const { return carried_; }
 
+    // The first frame brings a hello along, in one piece.
+    void begin_with_hello() { hello_due_ = true; }
     // Writes a frame as far as the socket takes it and keeps the rest. `not_served` when the other end is gone.
     bus_result write(const bus_frame_header& header, std::string_view payload);
     // Writes what is kept, as far as the socket takes it.
@@ -78,6 +80,7 @@ class bus_connection {
     bool left_ = false;
     bool carried_ = false;
     bool write_failed_ = false;
+    bool hello_due_ = false;
     std::size_t missed_ = 0;
     std::uint64_t held_by_ = 0;
     bus_frame_reader reader_;

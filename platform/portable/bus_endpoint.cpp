@@ -9,6 +9,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/monotonic.h"
 #include "platform/portable/bus_exchange.h"
 #include "platform/portable/bus_registration.h"
 
@@ -19,6 +20,7 @@ constexpr std::size_t thread_stack = 128u * 1024;
 constexpr unsigned look_interval = 64;
 constexpr std::chrono::milliseconds flush_limit(200);
 constexpr int listener_rest_ms = 100;
+constexpr std::size_t usual_descriptors = 8;
 
 using guard = std::lock_guard<std::mutex>;
 
@@ -51,7 +53,7 @@ void bus_endpoint::call_on_arrival(void (*call)(void*), void* context) {
     exchange_->notice().call_instead(call, context);
 }
 
-bool bus_endpoint::start() {
+bool bus_endpoint::start(bool by_calls) {
     {
         const guard lock(mutex_);
         moved_ = false;
@@ -59,13 +61,22 @@ bool bus_endpoint::start() {
     if (running()) return true;
     stop();
     const guard lock(mutex_);
+    if (by_calls) {
+        poll_set_.reserve(usual_descriptors);  // idle turns allocate nothing
+        stage_ = stage::by_calls;
+        return running_ = true;
+    }
+    running_ = listen() && start_thread();
+    if (!running_) hide();
+    return running_;
+}
+
+bool bus_endpoint::listen() {
     std::string error;
     if (!registration_->renew(error)) return false;
     listener_ = registration_->listen();
     exchange_->set_listener(listener_.get());
-    running_ = listener_ && start_thread();
-    if (!running_) hide();
-    return running_;
+    return static_cast<bool>(listener_);
 }
 
 bool bus_endpoint::start_thread() {
@@ -89,6 +100,12 @@ void bus_endpoint::stop() {
         std::unique_lock<std::mutex> lock(mutex_);
         if (stage_ == stage::idle) return;
         running_ = false;
+        if (stage_ == stage::by_calls) {
+            hide();
+            exchange_->close_all();
+            stage_ = stage::idle;
+            return;
+        }
         stage_ = stage::flushes;
         exchange_->wake().set();
         (void)ended_.wait_for(lock, flush_limit, [this] { return stage_ == stage::abandoned; });
@@ -106,14 +123,33 @@ bool bus_endpoint::running() const {
     const guard lock(mutex_);
     const bool look = !std::exchange(moved_, false) || ++unlooked_ == look_interval;
     if (look) unlooked_ = 0;
-    return running_ && (!look || registration_->visible());
+    return running_ && (!look || !listener_ || registration_->visible());
 }
 
 bool bus_endpoint::receive(bus_message& message) {
-    const guard lock(mutex_);
-    const bool received = exchange_->receive(message);
+    {
+        const guard lock(mutex_);
+        if (stage_ == stage::by_calls && running_ && !listener_) running_ = listen();
+    }
+    return receive_answer(message);
+}
+
+bool bus_endpoint::receive_answer(bus_message& message) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    bool received = exchange_->receive(message);
+    if (!received && stage_ == stage::by_calls && running_) {
+        turn_by_call(lock, 0);
+        received = exchange_->receive(message);
+    }
     moved_ = moved_ || received;
     return received;
+}
+
+void bus_endpoint::wait(int limit_ms) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (stage_ == stage::by_calls && running_) return turn_by_call(lock, limit_ms);
+    lock.unlock();
+    (void)sys::wait_readable(descriptor(), limit_ms);
 }
 
 bool bus_endpoint::is_open(std::uint64_t connection) const {
@@ -150,7 +186,7 @@ bus_result bus_endpoint::send(int destination, std::string_view text, std::uint6
     if (!running_ || destination < 0) return bus_result::not_served;
     moved_ = true;
     try {
-        return exchange_->send(destination, text, connection);
+        return sent(exchange_->send(destination, text, connection));
     } catch (const std::bad_alloc&) {
         return bus_result::full;
     }
@@ -162,10 +198,16 @@ bus_result bus_endpoint::send_over(std::uint64_t connection, std::string_view te
     if (!running_) return bus_result::not_served;
     moved_ = true;
     try {
-        return exchange_->send_over(connection, text);
+        return sent(exchange_->send_over(connection, text));
     } catch (const std::bad_alloc&) {
         return bus_result::full;
     }
+}
+
+// What does not go out at once must not wait for the next call.
+bus_result bus_endpoint::sent(bus_result result) {
+    if (stage_ == stage::by_calls && exchange_->connections().unsent() > 0) (void)start_thread();
+    return result;
 }
 
 void* bus_endpoint::thread_entry(void* self) {
@@ -177,8 +219,10 @@ void* bus_endpoint::thread_entry(void* self) {
 void bus_endpoint::run() {
     std::unique_lock<std::mutex> lock(mutex_);
     try {
-        while (stage_ == stage::exchanges || (stage_ == stage::flushes && exchange_->connections().unsent() > 0))
-            turn(lock);
+        bool whole = true;
+        while (whole &&
+               (stage_ == stage::exchanges || (stage_ == stage::flushes && exchange_->connections().unsent() > 0)))
+            whole = turn(lock, -1);
     } catch (const std::bad_alloc&) {
         // Ends as one that broke.
     }
@@ -190,25 +234,40 @@ void bus_endpoint::run() {
     exchange_->notice().set();
 }
 
-void bus_endpoint::turn(std::unique_lock<std::mutex>& lock) {
-    const bool reading = stage_ == stage::exchanges;
+void bus_endpoint::turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms) {
+    try {
+        if (turn(lock, longest_ms)) return;
+    } catch (const std::bad_alloc&) {
+        // Ends as one that broke.
+    }
+    hide();
+    running_ = false;
+}
+
+bool bus_endpoint::turn(std::unique_lock<std::mutex>& lock, int longest_ms) {
+    const bool reading = stage_ == stage::exchanges || stage_ == stage::by_calls;
     if (!reading) hide();
     poll_set_.clear();
     poll_set_.push_back({exchange_->wake().descriptor(), POLLIN, 0});
     poll_set_.push_back({listener_rests_ ? -1 : listener_.get(), POLLIN, 0});
     const int wanted = exchange_->fill_poll_set(poll_set_, reading);
-    const int limit = listener_rests_ ? listener_rest_ms : wanted;
+    int limit = listener_rests_ ? listener_rest_ms : wanted;
+    if (longest_ms >= 0 && (limit < 0 || limit > longest_ms)) limit = longest_ms;
+    const bool stalls = wanted == bus_exchange::stall_limit_ms;
+    if (!stalls || still_.bytes != exchange_->received()) still_ = {monotonic_ms(), exchange_->received()};
     lock.unlock();
     const int ready = ::poll(poll_set_.data(), static_cast<nfds_t>(poll_set_.size()), limit);
     const int reason = errno;
     lock.lock();
-    if (ready == 0 && limit == bus_exchange::stall_limit_ms) exchange_->end_stalled();
+    if (stalls && still_.bytes == exchange_->received() &&
+        monotonic_ms() - still_.since_ms >= bus_exchange::stall_limit_ms)
+        exchange_->end_stalled();
     listener_rests_ = false;
-    if (ready < 0 && reason != EINTR && reason != ENOMEM) stage_ = stage::abandoned;
-    if (ready <= 0) return;
+    if (ready <= 0) return ready == 0 || reason == EINTR || reason == ENOMEM;
     if (poll_set_[0].revents) exchange_->wake().clear();
-    exchange_->serve(poll_set_.data() + 2, poll_set_.size() - 2, stage_ == stage::exchanges);
+    exchange_->serve(poll_set_.data() + 2, poll_set_.size() - 2, reading);
     if (poll_set_[1].revents & POLLIN) listener_rests_ = !exchange_->accept_waiting();
+    return true;
 }
 
 void bus_endpoint::hide() {

@@ -1,8 +1,8 @@
 // One endpoint of the message bus: what stands under the mbus calls, and what the simulation's programs use directly.
 //
 // An endpoint owns the socket and the lock of one module number in the bus's directory. Between start() and stop() a
-// thread of its own moves the bytes; it sleeps while nothing moves. The calls may be made from any thread, start() and
-// stop() from one at a time.
+// thread of its own moves the bytes; it sleeps while nothing moves. For who only asks and waits, the calls can do that
+// instead. The calls may be made from any thread, start() and stop() from one at a time.
 #pragma once
 
 #include <poll.h>
@@ -62,7 +62,12 @@ class bus_endpoint {
     int module() const;
 
     // Begins to listen. False when that is not possible; true when it already does.
-    bool start();
+    bool start() { return start(false); }
+    // For who sends and waits for answers: without a thread, since the calls below move the bytes, until some cannot be
+    // written at once; and others find nobody under this number before the first receive(). (A thread and a socket in
+    // the directory cost ten times what a request does.) One thread makes all calls; descriptor() and call_on_arrival()
+    // are of no use.
+    bool start_by_calls() { return start(true); }
     // Gives what was accepted and is not yet written up to 200 ms, then closes all connections and drops what was
     // received and not taken. The number stays ours.
     void stop();
@@ -71,6 +76,10 @@ class bus_endpoint {
 
     // Takes the next received message; false when there is none. Never blocks.
     bool receive(bus_message& message);
+    // The same for who only waits for answers.
+    bool receive_answer(bus_message& message);
+    // Waits until there is something to receive or a connection was closed, at most `limit_ms`; may also return early.
+    void wait(int limit_ms);
     // Readable when receive() has something, or a connection was closed; receive() until false clears it. Owned by the
     // endpoint, the same for its whole life.
     int descriptor() const;
@@ -98,7 +107,8 @@ class bus_endpoint {
 
   private:
     enum class stage {
-        idle,  // no thread
+        idle,      // neither thread nor connections
+        by_calls,  // no thread
         exchanges,
         flushes,    // only what is accepted is still written
         abandoned,  // and now not even that
@@ -106,9 +116,15 @@ class bus_endpoint {
 
     explicit bus_endpoint(std::unique_ptr<bus_registration> registration);
     static void* thread_entry(void* self);
+    bool start(bool by_calls);
+    bool listen();
     bool start_thread();
     void run();
-    void turn(std::unique_lock<std::mutex>& lock);
+    // Moves what can be moved, once something can, after `longest_ms` at most (-1: however long it takes). False when
+    // the endpoint broke.
+    bool turn(std::unique_lock<std::mutex>& lock, int longest_ms);
+    void turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms);
+    bus_result sent(bus_result result);
     void hide();
 
     std::unique_ptr<bus_registration> registration_;
@@ -123,6 +139,11 @@ class bus_endpoint {
     mutable unsigned unlooked_ = 0;  // times that running() did not look at the directory
     unique_fd listener_;
     bool listener_rests_ = false;  // no descriptors or no room: accepting is tried again a little later
+    // Since when nothing came in, while an unfinished message keeps others waiting.
+    struct {
+        std::int64_t since_ms;
+        std::uint64_t bytes;
+    } still_{};
     std::vector<pollfd> poll_set_;
 };
 

@@ -69,8 +69,9 @@ bus_result bus_exchange::dial(int destination, bus_connection*& made) {
     // What that module sent before it began to listen there is older than what will come over this connection.
     (void)accept_waiting();
     made = &connections_.add(std::move(socket), destination, true);
+    made->begin_with_hello();
     wake_.set();
-    return made->write({registration_.module(), destination, 0, bus_frame_kind::hello}, {});
+    return bus_result::accepted;
 }
 
 bus_result bus_exchange::write(bus_connection& connection, std::string_view text) {
@@ -219,6 +220,7 @@ void bus_exchange::read_from(bus_connection& connection) {
     if (n <= 0) return connection.end();
     const auto count = static_cast<std::size_t>(n);
     connection.count_transferred(count);
+    received_ += count;
     unfinished_bytes_ -= reader.memory();
     bool good = true;
     for (std::size_t done = 0; good && done < count;) {

@@ -41,8 +41,10 @@ class bus_exchange {
     // serve() moves what those entries announce. Where `reading` is false only what is accepted is still written.
     int fill_poll_set(std::vector<pollfd>& set, bool reading);
     void serve(const pollfd* entries, std::size_t count, bool reading);
-    // After a poll() that saw nothing for stall_limit_ms, where fill_poll_set() wanted that.
+    // After nothing came in for stall_limit_ms, while fill_poll_set() wanted that limit.
     void end_stalled();
+    // Bytes that ever came in.
+    std::uint64_t received() const { return received_; }
     // Takes in who waits at the listening socket. False when the rest had better wait for a while: no descriptors are
     // left, or no room, but there will be some once what came in is read.
     bool accept_waiting();
@@ -79,6 +81,7 @@ class bus_exchange {
         std::size_t bytes = 0;
     } inbox_;
     std::size_t unfinished_bytes_ = 0;
+    std::uint64_t received_ = 0;
     bool reading_rests_ = false;  // some connection is not read because too much waits to be taken
     std::size_t watchers_ = 0;
     std::unique_ptr<unsigned char[]> buffer_;

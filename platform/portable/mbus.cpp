@@ -13,6 +13,7 @@
 struct mbus_endpoint {
     std::unique_ptr<ravd::bus_endpoint> bus;
     std::uint64_t request = 0;  // connection of the last send; 0 when it was not accepted
+    bool announces = false;
 };
 
 mbus_endpoint* mbus_init(int module, const void*, std::size_t) {
@@ -27,7 +28,8 @@ void mbus_set_moduleloop(mbus_endpoint* bus, int value) {
 }
 
 int mbus_get_moduleloop(mbus_endpoint* bus) { return bus->bus->running() ? 1 : 0; }
-void mbus_peer_start(mbus_endpoint* bus) { (void)bus->bus->start(); }
+
+void mbus_peer_start(mbus_endpoint* bus) { (void)(bus->announces ? bus->bus->start() : bus->bus->start_by_calls()); }
 
 void mbus_peer_stop(mbus_endpoint* bus) {
     bus->bus->stop();
@@ -41,6 +43,7 @@ void* mbus_get_msg_from_queue_no_wait(mbus_endpoint* bus) {
 
 bool mbus_call_on_arrival(mbus_endpoint* bus, void (*call)(void*), void* context) {
     bus->bus->call_on_arrival(call, context);
+    bus->announces = true;
     return true;
 }
 

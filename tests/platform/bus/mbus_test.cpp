@@ -53,6 +53,7 @@ TEST_F(mbus, loop_state_and_received_block) {
     EXPECT_EQ(send(), -1);
     mbus_peer_start(bus_);
     EXPECT_NE(mbus_get_moduleloop(bus_), 0);
+    EXPECT_FALSE(mbus_get_msg_from_queue_no_wait(bus_));
     const long before = allocations();
     for (int i = 0; i < 100; ++i)
         EXPECT_TRUE(mbus_get_moduleloop(bus_) && !mbus_get_msg_from_queue_no_wait(bus_));
@@ -122,6 +123,8 @@ TEST_F(mbus, late_answer_is_never_taken) {
 
     mbus_peer_start(bus_);
     EXPECT_EQ(service->send_over(first.connection, answer("late")), bus_result::not_served);
+    EXPECT_EQ(service->send(28, answer("late")), bus_result::not_served) << "nobody looks for messages";
+    EXPECT_FALSE(mbus_get_msg_from_queue_no_wait(bus_));
     ASSERT_EQ(service->send(28, answer("late")), bus_result::accepted);  // a new connection
     ASSERT_EQ(send(), 0);
     while (service->unsent() > 0)
