@@ -14,11 +14,9 @@ constexpr double worthwhile = 0.1;
 constexpr double radar_cost = 0.05;        // radar has to be listened for before use
 constexpr double overlapping_cost = 0.05;  // 2.4 GHz channels between 1, 6 and 11
 
-bool band_2(int channel) { return channel < 30; }
-
 int centre(int channel) {
     if (channel == 14) return 2484;
-    return band_2(channel) ? 2407 + 5 * channel : 5000 + 5 * channel;
+    return is_2_ghz(channel) ? 2407 + 5 * channel : 5000 + 5 * channel;
 }
 
 std::string upper_case(std::string text) {
@@ -27,23 +25,9 @@ std::string upper_case(std::string text) {
     return text;
 }
 
-// The first channel of the fixed 40 or 80 MHz block that holds a 5 GHz channel; 0 when there is none.
-int block_start(int channel, int bandwidth) {
-    const int step = bandwidth / 5;
-    const auto in = [&](int first, int last) {
-        return channel >= first && channel <= last && (channel - first) % 4 == 0
-                   ? first + (channel - first) / step * step
-                   : 0;
-    };
-    if (const int start = in(36, 64)) return start;
-    if (const int start = in(100, 144)) return start;
-    if (const int start = in(149, 161)) return start;
-    return 0;
-}
-
 double extra_cost(int channel) {
-    if (band_2(channel)) return channel == 1 || channel == 6 || channel == 11 ? 0 : overlapping_cost;
-    return channel >= 52 && channel <= 144 ? radar_cost : 0;
+    if (is_2_ghz(channel)) return channel == 1 || channel == 6 || channel == 11 ? 0 : overlapping_cost;
+    return needs_radar_detection(channel) ? radar_cost : 0;
 }
 
 struct candidate {
@@ -71,9 +55,9 @@ std::vector<candidate> candidates(const radio_view& radio, const std::vector<rep
         return std::find(radio.available.begin(), radio.available.end(), channel) != radio.available.end();
     };
     for (const int channel : radio.available) {
-        if (band_2(channel) != (radio.band == 2)) continue;
+        if (is_2_ghz(channel) != (radio.band == 2)) continue;
         out.push_back(assess(channel, 20, "none", heard, own));
-        if (band_2(channel)) continue;  // wider would take half of the 2.4 GHz band
+        if (is_2_ghz(channel)) continue;  // wider would take half of the 2.4 GHz band
         for (const int bandwidth : {40, 80}) {
             const int start = block_start(channel, bandwidth);
             bool whole = start != 0;
@@ -101,13 +85,30 @@ int choose_power(const radio_view& radio, double load) {
 
 }  // namespace
 
+bool is_2_ghz(int channel) { return channel < 30; }
+
+bool needs_radar_detection(int channel) { return channel >= 52 && channel <= 144; }
+
+int block_start(int channel, int bandwidth) {
+    const int step = bandwidth / 5;
+    const auto in = [&](int first, int last) {
+        return channel >= first && channel <= last && (channel - first) % 4 == 0
+                   ? first + (channel - first) / step * step
+                   : 0;
+    };
+    if (const int start = in(36, 64)) return start;
+    if (const int start = in(100, 144)) return start;
+    if (const int start = in(149, 161)) return start;
+    return 0;
+}
+
 span channel_span(int channel, int bandwidth, const std::string& primary) {
     const int low = centre(channel) - 10;
     int offset = 0;  // of the control channel from the lowest, in MHz
     if (bandwidth == 40) {
         if (primary == "upper") {
             offset = 20;
-        } else if (primary != "lower" && !band_2(channel)) {
+        } else if (primary != "lower" && !is_2_ghz(channel)) {
             const int start = block_start(channel, 40);
             offset = start ? (channel - start) * 5 : 0;
         }
@@ -124,7 +125,17 @@ span channel_span(int channel, int bandwidth, const std::string& primary) {
     return {low - offset, low - offset + bandwidth};
 }
 
-double weight(int rssi) { return std::clamp((dbm(rssi) + 95) / 60.0, 0.0, 1.0); }
+double overlap(const span& a, const span& b) {
+    const int common = std::min(a.high, b.high) - std::max(a.low, b.low);
+    if (common <= 0) return 0;
+    // On overlapping 2.4 GHz channels nobody hears the other's frames well enough to wait for their end: any overlap
+    // counts in full.
+    return a.low < 2500 ? 1.0 : static_cast<double>(common) / std::min(a.high - a.low, b.high - b.low);
+}
+
+double strength(double dbm) { return std::clamp((dbm + 95) / 60.0, 0.0, 1.0); }
+
+double weight(int rssi) { return strength(dbm(rssi)); }
 
 double load_on(const span& where, const std::vector<reported_bss>& heard, const std::vector<std::string>& own) {
     std::vector<std::string> ours;
@@ -136,13 +147,8 @@ double load_on(const span& where, const std::vector<reported_bss>& heard, const 
         if (bss.channel <= 0 || bss.channel > 233) continue;
         const std::string name = upper_case(bss.bssid);
         if (std::find(ours.begin(), ours.end(), name) != ours.end()) continue;
-        const span theirs = channel_span(bss.channel, bss.bandwidth, bss.primary);
-        const int overlap = std::min(where.high, theirs.high) - std::max(where.low, theirs.low);
-        if (overlap <= 0) continue;
-        // On overlapping 2.4 GHz channels nobody hears the other's frames well enough to wait for their end: any
-        // overlap counts in full.
-        const int narrower = std::min(where.high - where.low, theirs.high - theirs.low);
-        const double part = where.low < 2500 ? 1.0 : static_cast<double>(overlap) / narrower;
+        const double part = overlap(where, channel_span(bss.channel, bss.bandwidth, bss.primary));
+        if (part <= 0) continue;
         double& load = loads[name];
         load = std::max(load, weight(bss.rssi) * part);
     }

@@ -31,8 +31,18 @@ struct decision {
 // ("ll", "lu", "ul", "uu"); without it the fixed blocks of the 5 GHz band count.
 span channel_span(int channel, int bandwidth, const std::string& primary);
 
+// The first channel of the fixed 40 or 80 MHz block that holds a 5 GHz channel; 0 when there is none.
+int block_start(int channel, int bandwidth);
+bool is_2_ghz(int channel);
+bool needs_radar_detection(int channel);
+
+// The part of the narrower of both spans that overlaps, 0 to 1; at 2.4 GHz any overlap counts in full.
+double overlap(const span& a, const span& b);
+
 // How much of the air a BSS heard with `rssi` takes: 0 (-95 dBm or less) to 1 (-35 dBm or more).
 double weight(int rssi);
+// The same for a signal in dBm, which need not be whole.
+double strength(double dbm);
 
 // Load that `heard` puts on a span: for every BSS its weight times the part of the narrower of both spans that
 // overlaps; at 2.4 GHz any overlap counts in full. BSSs of `own` (upper or lower case) do not count; of one BSS heard
