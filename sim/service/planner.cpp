@@ -16,7 +16,7 @@ constexpr double overlapping_cost = 0.05;  // 2.4 GHz channels between 1, 6 and 
 
 int centre(int channel) {
     if (channel == 14) return 2484;
-    return is_2_ghz(channel) ? 2407 + 5 * channel : 5000 + 5 * channel;
+    return band_of(channel) == 2 ? 2407 + 5 * channel : 5000 + 5 * channel;
 }
 
 std::string upper_case(std::string text) {
@@ -26,7 +26,7 @@ std::string upper_case(std::string text) {
 }
 
 double extra_cost(int channel) {
-    if (is_2_ghz(channel)) return channel == 1 || channel == 6 || channel == 11 ? 0 : overlapping_cost;
+    if (band_of(channel) == 2) return channel == 1 || channel == 6 || channel == 11 ? 0 : overlapping_cost;
     return needs_radar_detection(channel) ? radar_cost : 0;
 }
 
@@ -55,9 +55,9 @@ std::vector<candidate> candidates(const radio_view& radio, const std::vector<rep
         return std::find(radio.available.begin(), radio.available.end(), channel) != radio.available.end();
     };
     for (const int channel : radio.available) {
-        if (is_2_ghz(channel) != (radio.band == 2)) continue;
+        if (band_of(channel) != radio.band) continue;
         out.push_back(assess(channel, 20, "none", heard, own));
-        if (is_2_ghz(channel)) continue;  // wider would take half of the 2.4 GHz band
+        if (band_of(channel) == 2) continue;  // wider would take half of the 2.4 GHz band
         for (const int bandwidth : {40, 80}) {
             const int start = block_start(channel, bandwidth);
             bool whole = start != 0;
@@ -85,8 +85,6 @@ int choose_power(const radio_view& radio, double load) {
 
 }  // namespace
 
-bool is_2_ghz(int channel) { return channel < 30; }
-
 bool needs_radar_detection(int channel) { return channel >= 52 && channel <= 144; }
 
 int block_start(int channel, int bandwidth) {
@@ -108,7 +106,7 @@ span channel_span(int channel, int bandwidth, const std::string& primary) {
     if (bandwidth == 40) {
         if (primary == "upper") {
             offset = 20;
-        } else if (primary != "lower" && !is_2_ghz(channel)) {
+        } else if (primary != "lower" && band_of(channel) != 2) {
             const int start = block_start(channel, 40);
             offset = start ? (channel - start) * 5 : 0;
         }
@@ -126,7 +124,7 @@ span channel_span(int channel, int bandwidth, const std::string& primary) {
 }
 
 double overlap(const span& a, const span& b) {
-    const int common = std::min(a.high, b.high) - std::max(a.low, b.low);
+    const int common = shared_mhz(a, b);
     if (common <= 0) return 0;
     // On overlapping 2.4 GHz channels nobody hears the other's frames well enough to wait for their end: any overlap
     // counts in full.

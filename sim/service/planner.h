@@ -4,15 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "sim/common/channel_block.h"
 #include "sim/service/radio_view.h"
 
 namespace ravd::sim {
 
-// Channels a transmission of `bandwidth` MHz covers, as a range of MHz.
-struct span {
-    int low = 0;
-    int high = 0;
-};
+// What a transmission covers, as a range of MHz.
+using span = channel_block;
 
 struct decision {
     int radio = 0;
@@ -33,7 +31,6 @@ span channel_span(int channel, int bandwidth, const std::string& primary);
 
 // The first channel of the fixed 40 or 80 MHz block that holds a 5 GHz channel; 0 when there is none.
 int block_start(int channel, int bandwidth);
-bool is_2_ghz(int channel);
 bool needs_radar_detection(int channel);
 
 // The part of the narrower of both spans that overlaps, 0 to 1; at 2.4 GHz any overlap counts in full.

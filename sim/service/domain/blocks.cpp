@@ -50,10 +50,10 @@ std::vector<block_choice> blocks_of_width(const radio_view& radio, int bandwidth
                                           const std::vector<foreign_signal>& foreign, const model_limits& limits) {
     std::vector<block_choice> out;
     for (const int channel : radio.available) {
-        if (channel > max_channel || is_2_ghz(channel) != (radio.band == 2)) continue;
+        if (channel <= 0 || channel > max_channel || band_of(channel) != radio.band) continue;
         radio_setup block = {channel, bandwidth, "none", 0};
         if (bandwidth > 20) {
-            const int start = is_2_ghz(channel) ? 0 : block_start(channel, bandwidth);
+            const int start = band_of(channel) == 2 ? 0 : block_start(channel, bandwidth);
             if (channel != start || !whole(radio, start, bandwidth)) continue;
             block.channel = quietest(start, bandwidth, foreign);
             if (bandwidth == 40) block.primary = block.channel == start ? "lower" : "upper";
@@ -67,7 +67,7 @@ std::vector<block_choice> blocks_of_width(const radio_view& radio, int bandwidth
 
 double price_of(const radio_setup& block, const model_limits& limits) {
     double price = 0;
-    if (is_2_ghz(block.channel)) {
+    if (band_of(block.channel) == 2) {
         if (block.channel != 1 && block.channel != 6 && block.channel != 11) price += limits.channel_price;
         return price;
     }
@@ -80,6 +80,7 @@ double price_of(const radio_setup& block, const model_limits& limits) {
 std::vector<block_choice> blocks_of(const radio_view& radio, const std::vector<foreign_signal>& foreign,
                                     const model_limits& limits) {
     std::vector<block_choice> out;
+    if (limits.keep_width && radio.band == 5) return blocks_of_width(radio, radio.bandwidth, foreign, limits);
     for (const int bandwidth : {20, 40, 80}) {
         if (!within(limits, bandwidth) && !(radio.band == 2 && bandwidth == 20)) continue;
         const std::vector<block_choice> more = blocks_of_width(radio, bandwidth, foreign, limits);

@@ -11,7 +11,7 @@ namespace ravd::sim {
 // the limits leave no block, the widest below them are taken. Of the channels of a block the one on which the least of
 // `foreign` is heard is its control channel.
 std::vector<block_choice> blocks_of(const radio_view& radio, const std::vector<foreign_signal>& foreign,
-                                   const model_limits& limits);
+                                    const model_limits& limits);
 // What speaks against a block besides interference.
 double price_of(const radio_setup& block, const model_limits& limits);
 

@@ -1,5 +1,6 @@
 #include "sim/service/domain/descent.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ravd::sim {
@@ -7,11 +8,15 @@ namespace {
 
 constexpr double tiny = 1e-9;  // below it a difference is rounding
 constexpr double forbidden = 1e6;
+constexpr std::size_t longest_memory = 20;  // moves
 
 }  // namespace
 
 block_search::block_search(const interference& costs, assignment start, std::vector<std::size_t> movable)
-    : costs_(costs), now_(std::move(start)), movable_(std::move(movable)), table_(costs.size()),
+    : costs_(costs),
+      now_(std::move(start)),
+      movable_(std::move(movable)),
+      table_(costs.size()),
       strengths_(costs.size()) {
     for (std::size_t i = 0; i < costs_.size(); ++i) {
         for (const interference::link& to : costs_.links(i))
@@ -37,7 +42,8 @@ void block_search::move(std::size_t radio, std::size_t block) {
         const std::size_t other = costs_.links(radio)[l].other;
         std::vector<double>& row = table_[other];
         for (std::size_t k = 0; k < row.size(); ++k)
-            row[k] += strength * (costs_.overlap_of(other, k, radio, block) - costs_.overlap_of(other, k, radio, before));
+            row[k] +=
+                strength * (costs_.overlap_of(other, k, radio, block) - costs_.overlap_of(other, k, radio, before));
     }
 }
 
@@ -76,7 +82,8 @@ void block_search::wander(std::size_t steps, std::mt19937& random) {
             }
         }
         if (!next.found) break;
-        barred[next.radio][now_[next.radio].block] = at + 3 + random() % (movable_.size() / 4 + 4);
+        barred[next.radio][now_[next.radio].block] =
+            at + 3 + random() % (std::min(movable_.size(), longest_memory) + 4);
         move(next.radio, next.block);
         above_best += next.delta;
         if (above_best < -tiny) {

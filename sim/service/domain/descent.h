@@ -38,7 +38,7 @@ class block_search {
     const interference& costs_;
     assignment now_;
     std::vector<std::size_t> movable_;
-    std::vector<std::vector<double>> table_;     // cost share of the radio, by choice
+    std::vector<std::vector<double>> table_;      // cost share of the radio, by choice
     std::vector<std::vector<double>> strengths_;  // of the radio's links, at the settled powers
 };
 

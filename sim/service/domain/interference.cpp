@@ -27,7 +27,8 @@ interference::interference(const domain_model& model) : model_(model), radios_(m
             out.spans.push_back(at->second);
             double sum = 0;
             for (const foreign_signal& signal : radio.foreign)
-                sum += strength(signal.dbm) * overlap(s, channel_span(signal.channel, signal.bandwidth, signal.primary));
+                sum +=
+                    strength(signal.dbm) * overlap(s, channel_span(signal.channel, signal.bandwidth, signal.primary));
             out.foreign.push_back(sum);
             out.fixed.push_back(sum + choice.price);
         }

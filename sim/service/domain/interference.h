@@ -46,8 +46,8 @@ class interference {
     // Another radio that hears this one or is heard by it.
     struct link {
         std::size_t other = 0;
-        double heard = -1000;   // dBm: the other, at this one, at the other's present power
-        double hearing = -1000; // this one, at the other
+        double heard = -1000;    // dBm: the other, at this one, at the other's present power
+        double hearing = -1000;  // this one, at the other
     };
     const std::vector<link>& links(std::size_t radio) const { return radios_[radio].links; }
     // Strength in both directions at these powers: what full overlap of the two would cost.

@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "sim/common/mac_text.h"
 #include "sim/service/domain/blocks.h"
 #include "sim/service/planner.h"
 
@@ -21,20 +22,11 @@ constexpr int max_radios = 16;
 constexpr int max_channel = 233;
 
 // 0 when the text is no MAC address, which no radio has.
-std::uint64_t mac_number(const std::string& text) {
+std::uint64_t address_of(const std::string& text) {
     std::uint64_t value = 0;
-    if (text.size() != 17) return 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (i % 3 == 2) {
-            if (text[i] != ':') return 0;
-            continue;
-        }
-        const char* digits = "0123456789abcdef";
-        const char c = static_cast<char>(text[i] >= 'A' && text[i] <= 'F' ? text[i] - 'A' + 'a' : text[i]);
-        const char* at = std::char_traits<char>::find(digits, 16, c);
-        if (!at) return 0;
-        value = value << 4 | static_cast<std::uint64_t>(at - digits);
-    }
+    if (const auto octets = parse_mac(text))
+        for (const std::uint8_t octet : *octets)
+            value = value << 8 | octet;
     return value;
 }
 
@@ -42,8 +34,8 @@ std::uint64_t mac_number(const std::string& text) {
 bool usable(const radio_view& view) {
     const auto power = [](int dbm) { return dbm >= -50 && dbm <= 60; };
     return view.active && (view.band == 2 || view.band == 5) && view.id >= 0 && view.id < max_radios &&
-           view.channel > 0 && view.channel <= max_channel && (view.channel < 30) == (view.band == 2) &&
-           power(view.power) && power(view.power_min) && power(view.power_max);
+           view.channel > 0 && view.channel <= max_channel && band_of(view.channel) == view.band && power(view.power) &&
+           power(view.power_min) && power(view.power_max);
 }
 
 class builder {
@@ -64,13 +56,13 @@ class builder {
     const std::vector<access_point_view>& access_points_;
     const model_limits& limits_;
     domain_model model_;
-    std::vector<const radio_view*> views_;                    // of the model's radios
+    std::vector<const radio_view*> views_;                     // of the model's radios
     std::unordered_map<std::uint64_t, std::size_t> radio_of_;  // by BSSID
     std::vector<std::map<std::size_t, double>> hears_;         // dBm, by the index of the listener and of whom it hears
 };
 
 void builder::name_addresses(std::size_t index, const access_point_view& ap, const radio_view& view) {
-    if (const std::uint64_t base = mac_number(ap.ap_mac)) {
+    if (const std::uint64_t base = address_of(ap.ap_mac)) {
         const std::uint64_t first = base + first_mac_of_radio + static_cast<std::uint64_t>(view.id) * macs_of_radio;
         for (std::uint64_t i = 0; i < macs_of_radio; ++i)
             radio_of_.emplace(first + i, index);
@@ -110,7 +102,7 @@ void builder::read_report(const access_point_view& ap) {
     std::stable_sort(heard.begin(), heard.end(),
                      [](const reported_bss& a, const reported_bss& b) { return a.round < b.round; });
     for (const reported_bss& bss : heard) {
-        const std::uint64_t address = mac_number(bss.bssid);
+        const std::uint64_t address = address_of(bss.bssid);
         if (address == 0 || bss.channel <= 0 || bss.channel > max_channel) continue;
         const auto own = radio_of_.find(address);
         constexpr std::uint64_t foreign_mark = std::uint64_t{1} << 48;
@@ -133,7 +125,7 @@ void builder::read_report(const access_point_view& ap) {
             if (key < model_.radios.size()) {
                 const domain_radio& other = model_.radios[key];
                 if (other.ap_mac != radio.ap_mac && other.band == radio.band) hears_[me][key] = mean;
-            } else if ((s.last.channel < 30) == (radio.band == 2)) {
+            } else if (band_of(s.last.channel) == radio.band) {
                 radio.foreign.push_back({s.last.channel, s.last.bandwidth, s.last.primary, mean});
             }
         }
@@ -157,14 +149,12 @@ void builder::set_choices(std::size_t index) {
         const span s = channel_span(block.channel, block.bandwidth, block.primary);
         return std::pair{s.low, s.high};
     };
-    bool allowed = false;
     for (const block_choice& choice : blocks_of(*views_[index], radio.foreign, limits_)) {
         // Another control channel of the same block brings nothing.
-        if (covers(choice.block) == covers(radio.now))
-            allowed = true;
-        else
-            radio.choices.push_back(choice);
+        if (covers(choice.block) != covers(radio.now)) radio.choices.push_back(choice);
     }
+    const std::vector<int>& available = views_[index]->available;
+    const bool allowed = std::find(available.begin(), available.end(), radio.now.channel) != available.end();
     radio.must_move = !allowed && radio.choices.size() > 1;
 }
 
@@ -197,7 +187,7 @@ domain_model builder::build() {
     // What a VAP says of itself counts before what its address would make of it.
     for (std::size_t i = 0; i < views_.size(); ++i)
         for (const vap_view& vap : views_[i]->vaps)
-            if (const std::uint64_t address = mac_number(vap.mac)) radio_of_[address] = i;
+            if (const std::uint64_t address = address_of(vap.mac)) radio_of_[address] = i;
     hears_.resize(model_.radios.size());
     for (const access_point_view& ap : access_points_)
         if (ap.reported) read_report(ap);

@@ -33,12 +33,13 @@ struct access_point_view {
 };
 
 struct model_limits {
-    int min_signal = -70;        // dBm: no client's signal falls below it by the plan
-    int coverage = -70;          // dBm: a radio stays at least this loud at the own radio that hears it best
-    int min_width = 20;          // MHz, where the channels allow it
-    int max_width = 80;          // MHz
-    double width_price = 0.3;    // what halving the width costs, in units of interference
-    double channel_price = 0.05; // of radar channels, and of 2.4 GHz channels other than 1, 6 and 11
+    int min_signal = -70;         // dBm: no client's signal falls below it by the plan
+    int coverage = -70;           // dBm: a radio stays at least this loud at the own radio that hears it best
+    int min_width = 20;           // MHz, where the channels allow it
+    int max_width = 80;           // MHz
+    bool keep_width = false;      // at 5 GHz: as it is now
+    double width_price = 0.3;     // what halving the width costs, in units of interference
+    double channel_price = 0.05;  // of radar channels, and of 2.4 GHz channels other than 1, 6 and 11
 };
 
 // Another radio of the domain, as heard at its present power.
@@ -67,7 +68,7 @@ struct domain_radio {
     radio_setup now;
     std::vector<block_choice> choices;  // the first one is the present block, allowed or not
     bool must_move = false;             // the present block is not allowed
-    int power = 0;                      // the least that the limits allow; above the present one where a client needs it
+    int power = 0;  // the least that the limits allow; above the present one where a client needs it
     std::size_t clients = 0;
     std::vector<own_signal> hears;  // by index, ascending
     std::vector<foreign_signal> foreign;

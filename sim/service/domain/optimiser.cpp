@@ -1,7 +1,7 @@
 #include "sim/service/domain/optimiser.h"
 
 #include <algorithm>
-#include <numeric>
+#include <utility>
 
 #include "sim/service/domain/descent.h"
 
@@ -9,14 +9,18 @@ namespace ravd::sim {
 namespace {
 
 constexpr double tiny = 1e-9;
-constexpr std::size_t starts = 4;  // as it is, greedy, at random
+constexpr std::size_t many_radios = 100;  // that hear each other: from here on fewer starts are worth their time
 
 using indices = std::vector<std::size_t>;
 
 class plan_search {
   public:
     plan_search(const interference& costs, const search_limits& limits)
-        : costs_(costs), limits_(limits), base_(forced_changes(costs)), present_(costs.present()), random_(limits.seed) {}
+        : costs_(costs),
+          limits_(limits),
+          base_(forced_changes(costs)),
+          present_(costs.present()),
+          random_(limits.seed) {}
 
     assignment run();
 
@@ -26,7 +30,7 @@ class plan_search {
     std::vector<indices> separate_parts() const;
     assignment greedy_start(assignment plan, const indices& part);
     void search_part(assignment& plan, const indices& part);
-    bool give_up_power(assignment& plan, std::size_t i) const;
+    bool give_up_block(assignment& plan, std::size_t i) const;
     assignment prune(assignment plan);
     assignment grow();
     std::size_t changes(const assignment& plan) const;
@@ -74,8 +78,8 @@ assignment plan_search::greedy_start(assignment plan, const indices& part) {
             double sum = costs_.fixed(i, block);
             for (const interference::link& to : costs_.links(i))
                 if (placed[to.other])
-                    sum += costs_.strength_of(i, to, plan) *
-                           costs_.overlap_of(i, block, to.other, plan[to.other].block);
+                    sum +=
+                        costs_.strength_of(i, to, plan) * costs_.overlap_of(i, block, to.other, plan[to.other].block);
             if (block == first || sum < least) {
                 least = sum;
                 plan[i].block = block;
@@ -89,7 +93,8 @@ assignment plan_search::greedy_start(assignment plan, const indices& part) {
 void plan_search::search_part(assignment& plan, const indices& part) {
     const assignment before = plan;
     double least = total(plan);
-    const std::size_t steps = 200 + 20 * part.size();
+    const std::size_t starts = part.size() < many_radios ? 8 : 3;  // as it is, greedy, at random
+    const std::size_t steps = 2000 + 20 * part.size();
     for (std::size_t start = 0; start < starts; ++start) {
         assignment from = before;
         if (start == 1) from = greedy_start(before, part);
@@ -113,8 +118,8 @@ std::size_t plan_search::changes(const assignment& plan) const {
     return count;
 }
 
-// Of a radio that changes both, the half that brings too little.
-bool plan_search::give_up_power(assignment& plan, std::size_t i) const {
+// Another block that brings too little beside the power's change is not worth it.
+bool plan_search::give_up_block(assignment& plan, std::size_t i) const {
     if (plan[i].block == base_[i].block || plan[i].power == base_[i].power) return false;
     const double with = costs_.share(plan, i);
     assignment other = plan;
@@ -133,12 +138,10 @@ assignment plan_search::prune(assignment plan) {
         for (std::size_t i = 0; i < plan.size(); ++i) {
             if (plan[i] == base_[i]) continue;
             if (costs_.choices(i) > 1) movable.push_back(i);
-            assignment& changed = plan;
-            const double with = costs_.share(changed, i);
-            const radio_choice kept = changed[i];
-            changed[i] = base_[i];
-            const double gain = costs_.share(changed, i) - with;
-            changed[i] = kept;
+            const double with = costs_.share(plan, i);
+            const radio_choice kept = std::exchange(plan[i], base_[i]);
+            const double gain = costs_.share(plan, i) - with;
+            plan[i] = kept;
             if (worst == plan.size() || gain < least) {
                 worst = i;
                 least = gain;
@@ -149,7 +152,7 @@ assignment plan_search::prune(assignment plan) {
         if (!too_many && least >= limits_.min_gain - tiny) {
             bool gave_up = false;
             for (std::size_t i = 0; i < plan.size(); ++i)
-                gave_up = give_up_power(plan, i) || gave_up;
+                gave_up = give_up_block(plan, i) || gave_up;
             if (!gave_up) return plan;
             continue;
         }
@@ -241,6 +244,8 @@ std::vector<double> gains(const interference& costs, const assignment& plan) {
     return out;
 }
 
-assignment find_plan(const interference& costs, const search_limits& limits) { return plan_search(costs, limits).run(); }
+assignment find_plan(const interference& costs, const search_limits& limits) {
+    return plan_search(costs, limits).run();
+}
 
 }  // namespace ravd::sim

@@ -14,8 +14,8 @@ struct search_limits {
     std::uint32_t seed = 1;
 };
 
-// The same model, limits and seed give the same assignment. Radios that must leave their block or need more power change
-// in any case, and count first. Never costs more than the present setting with these forced changes.
+// The same model, limits and seed give the same assignment. Radios that must leave their block or need more power
+// change in any case, and count first. Never costs more than the present setting with these forced changes.
 assignment find_plan(const interference& costs, const search_limits& limits);
 
 // The present setting with what must change: blocks to the one that costs least there, powers that are too low.
