@@ -8,7 +8,7 @@ function fill(element, properties, children) {
         if (name.startsWith("on")) element.addEventListener(name.slice(2), value);
         else if (name === "text") element.textContent = value;
         else if (name === "value" || name === "checked" || name === "disabled") element[name] = value;
-        else element.setAttribute(name, value === true ? "" : value);
+        else set_attribute(element, name, value);
     }
     element.append(...children.flat().filter((child) => child !== undefined && child !== null && child !== false));
     return element;
@@ -31,8 +31,9 @@ export function set_text(element, text) {
 }
 
 export function set_attribute(element, name, value) {
+    const wanted = value === true && !name.startsWith("aria-") ? "" : String(value);
     if (value === undefined || value === null || value === false) element.removeAttribute(name);
-    else if (element.getAttribute(name) !== String(value)) element.setAttribute(name, value);
+    else if (element.getAttribute(name) !== wanted) element.setAttribute(name, wanted);
 }
 
 export function set_hidden(element, hidden) {

@@ -27,8 +27,11 @@ export const bytes = (size) => (size < 10000 ? `${size} B` : `${Math.round(size 
 export const short_mac = (mac) => (mac ? mac.slice(-8) : "");
 export const band_name = (band) => (band === 2 ? "2.4 GHz" : "5 GHz");
 
-// "40+ / 80 MHz" and the like: where a radio is.
+// Where a radio is: "ch 44 · 80 MHz".
 export function place(radio) {
-    const side = radio.bandwidth === 40 ? { upper: " upper", lower: " lower" }[radio.primary] ?? "" : "";
-    return `${radio.channel} / ${radio.bandwidth} MHz${side}`;
+    const side = radio.bandwidth === 40 ? { upper: ", upper", lower: ", lower" }[radio.primary] ?? "" : "";
+    return `ch ${radio.channel} · ${radio.bandwidth} MHz${side}`;
 }
+
+// A message's text without its envelope, which stands in columns of its own.
+export const without_envelope = (text) => text.replace(/^\{("(version|service|cmd|ap-mac)":"[^"]*",?)+/, "{");

@@ -25,7 +25,7 @@ function legend() {
         return h("li", {}, swatch, load === full ? "4 and more" : String(load));
     });
     return h("ul", { class: "legend", "aria-label": "Load" }, h("li", { text: "Load" }), steps,
-        h("li", {}, h("span", { class: "swatch none" }), "not scanned"));
+        h("li", { text: "paler: no new report" }), h("li", {}, h("span", { class: "swatch none" }), "not scanned"));
 }
 
 export function heat_map(title) {
@@ -59,12 +59,19 @@ export function heat_map(title) {
         pen.textAlign = "right";
         pen.fillStyle = ink;
         shown.channels.forEach((channel, index) => pen.fillText(channel, left - 8, (index + 0.5) * height));
-        shown.load.forEach((loads, slot) => shown.channels.forEach((_, index) => {
-            const load = loads?.[index] ?? null;
-            pen.fillStyle = load === null ? style.getPropertyValue("--line") : heat_colour(load);
-            const inset = load === null ? height * 0.46 : 0.5; // a hairline where nothing is known
-            pen.fillRect(left + slot * width, index * height + inset, width + 0.5, height - 2 * inset);
-        }));
+        // What was reported holds until the next report, paler; a hairline where nothing is known.
+        shown.channels.forEach((_, index) => {
+            let held = null;
+            shown.load.forEach((loads, slot) => {
+                const load = loads?.[index] ?? null;
+                held = load ?? held;
+                const inset = held === null ? height * 0.46 : 0.5;
+                pen.globalAlpha = held !== null && load === null ? 0.55 : 1;
+                pen.fillStyle = held === null ? style.getPropertyValue("--line") : heat_colour(held);
+                pen.fillRect(left + slot * width, index * height + inset, width + 0.3, height - 2 * inset);
+            });
+        });
+        pen.globalAlpha = 1;
         pen.fillStyle = ink;
         pen.textAlign = "center";
         const ticks = Math.max(Math.floor((canvas.clientWidth - left) / 110), 1);

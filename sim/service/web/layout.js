@@ -55,6 +55,18 @@ function first_guess(count, far) {
     return points;
 }
 
+// The longest extent along x: screens are wide.
+function lying(points) {
+    const mean = [0, 1].map((axis) => points.reduce((sum, point) => sum + point[axis], 0) / points.length);
+    let [xx, xy, yy] = [0, 0, 0];
+    for (const point of points) {
+        const [x, y] = [point[0] - mean[0], point[1] - mean[1]];
+        [xx, xy, yy] = [xx + x * x, xy + x * y, yy + y * y];
+    }
+    const angle = -0.5 * Math.atan2(2 * xy, xx - yy);
+    return points.map(([x, y]) => [x * Math.cos(angle) - y * Math.sin(angle), x * Math.sin(angle) + y * Math.cos(angle)]);
+}
+
 // `links`: [{a, b, rssi}] by index; `before`: a [x, y] or undefined for each of the `count` points. [[x, y], ...].
 export function lay_out(count, links, before) {
     if (count === 0) return [];
@@ -87,5 +99,5 @@ export function lay_out(count, links, before) {
             return sum > 0 ? [sum_x / sum, sum_y / sum] : [x, y];
         });
     }
-    return points;
+    return known < count / 2 ? lying(points) : points;
 }

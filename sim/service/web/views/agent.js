@@ -1,6 +1,6 @@
 // One access point: its radios and networks, what was ordered and what is, whom it hears, its clients, its messages.
 import { h, keep_children, row, set_attribute, set_hidden, set_text, soon, table, empty } from "../dom.js";
-import { band_name, count, date_and_time, dbm, decimal, minus, place, precise_time, short_mac, span } from "../format.js";
+import { band_name, count, date_and_time, dbm, decimal, minus, place, precise_time, short_mac, span, without_envelope } from "../format.js";
 import { access_points, agent_key, condition, find_agent, scan_progress } from "../state.js";
 import { line_chart, load_chart } from "../charts.js";
 
@@ -115,7 +115,7 @@ export function agent_view(context) {
         const sign = { received: "→", sent: "←" };
         keep_children(messages, message_parts, reply.entries, (entry) => entry.seq, (entry) => ({ element: h("li", { "data-bad": entry.cmd === "violation" },
             h("time", { class: "number", text: precise_time(entry.time) }), h("span", { class: "way", "data-way": entry.direction, text: sign[entry.direction] ?? "•" }),
-            h("b", { class: "cmd", text: entry.cmd || "–" }), h("span", { class: "said", text: entry.text ?? "" })) }), () => {});
+            h("b", { class: "cmd", text: entry.cmd || "–" }), h("span", { class: "said", text: without_envelope(entry.text ?? "") })) }), () => {});
     }
 
     function tick() {

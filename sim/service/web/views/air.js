@@ -5,19 +5,18 @@ import { access_points, agent_key } from "../state.js";
 import { heat_map } from "../heat.js";
 import { blocks_of, spectrum, spectrum_legend } from "../spectrum.js";
 
-const spans = [["15 min", 900000], ["1 hour", 3600000], ["6 hours", 21600000], ["24 hours", 86400000]];
+const spans = [["All there is", 0], ["15 min", 900000], ["1 hour", 3600000], ["6 hours", 21600000], ["24 hours", 86400000]];
 const refresh = 1000; // ms between two questions to the service
 
 export function air_view(context) {
     let band = 2;
-    const band_buttons = [2, 5].map((value) => h("button", { "aria-pressed": value === band, text: band_name(value), onclick: () => {
+    const band_buttons = [2, 5].map((value) => h("button", { "aria-pressed": String(value === band), text: band_name(value), onclick: () => {
         band = value;
         band_buttons.forEach((button, index) => set_attribute(button, "aria-pressed", String([2, 5][index] === band)));
         ask();
     } }));
     const who = h("select", { "aria-label": "Reports of", onchange: () => ask() });
     const length = h("select", { "aria-label": "Span of time", onchange: () => ask() }, spans.map(([text, value]) => h("option", { value, text })));
-    length.value = "3600000";
     const heat = heat_map("Load of the channels over time");
     const nothing = empty("No scan has been reported yet. Order one in Orders: it fills this picture.");
     const now_blocks = spectrum();
@@ -68,8 +67,9 @@ export function air_view(context) {
         list_agents();
         const asked = band;
         const to = Math.round(context.now());
+        const wanted = Number(length.value) ? { from: to - Number(length.value), to } : {};
         const [history, air] = await Promise.all([
-            context.ask("history", { agent: Number(who.value), band, from: to - Number(length.value), to, slots: 120 }),
+            context.ask("history", { agent: Number(who.value), band, slots: 120, ...wanted }),
             context.ask("air", { band })]);
         if (asked !== band || !element.isConnected) return;
         const known = history.ok && history.load.some((loads) => loads?.some((load) => load !== null));

@@ -41,16 +41,19 @@ function load_bar() {
 
 function radio_cell(label) {
     const where = h("b");
-    const more = h("span", { class: "quiet" });
+    const power = h("span", { class: "quiet" });
     const load = load_bar();
-    const element = h("td", { class: "radio", "data-label": label }, h("span", { class: "place" }, where, more), load.element);
+    const more = h("span", { class: "quiet" });
+    const element = h("td", { class: "radio", "data-label": label }, h("span", { class: "place" }, where, power), h("span", { class: "place small" }, load.element, more));
     return {
         element,
         set(radio) {
             set_attribute(element, "data-off", !radio || !radio.active);
             set_text(where, !radio ? "–" : radio.active ? place(radio) : "down");
             const clients = radio?.clients?.length ?? 0;
-            set_text(more, radio?.active ? `${minus(radio.power)} dBm · ${count(clients, "client")}` : "");
+            set_text(power, radio?.active ? `${minus(radio.power)} dBm` : "");
+            const loaded = radio?.load === undefined ? "" : `load ${radio.load.toFixed(1)} · `;
+            set_text(more, radio?.active ? loaded + count(clients, "client") : "");
             load.set(radio?.active ? radio.load : undefined);
         },
     };

@@ -1,6 +1,6 @@
 // The log: what agents and service said, newest first. The service keeps it; the page holds what it shows.
 import { h, set_attribute, set_hidden, set_text, empty, keep_children, soon } from "../dom.js";
-import { bytes, precise_time, date_and_time } from "../format.js";
+import { bytes, date_and_time, precise_time, without_envelope } from "../format.js";
 import { access_points, agent_key } from "../state.js";
 import { json_text } from "./json.js";
 
@@ -92,7 +92,7 @@ export function messages_view(context) {
             h("span", { class: "way", "data-way": entry.direction, role: "img", "aria-label": said, text: sign }),
             h("span", { class: "who", text: `${entry.agent} ${entry.mac ?? ""}` }),
             h("b", { class: "cmd", text: entry.cmd || "–" }), mark,
-            h("span", { class: "said", text: entry.text ?? "" }),
+            h("span", { class: "said", text: without_envelope(entry.text ?? "") }),
             h("span", { class: "number quiet", text: entry.size ? bytes(entry.size) : "" }));
         return { element: h("li", { "data-seq": entry.seq }, button, body), button, mark };
     }

@@ -82,9 +82,9 @@ export function orders_view(context) {
     const raw_panel = h("form", { class: "sheet", "aria-label": "Raw JSON", onsubmit: (event) => {
         event.preventDefault();
         ask_agents("raw", { text: raw.value }, "Sent as it is.");
-    } }, h("h2", { text: "Raw JSON" }), h("label", { for: "raw", text: "Message, to the agents chosen above" }), raw, raw_fault, h("div", { class: "buttons" }, h("button", { class: "main", text: "Send as it is" })));
+    } }, h("h2", { text: "Raw JSON" }), h("label", { for: "raw", text: "Message, to the agents ticked under Order" }), raw, raw_fault, h("div", { class: "buttons" }, h("button", { class: "main", text: "Send as it is" })));
 
-    const fault_panel = h("section", { class: "sheet", "aria-label": "Faults" }, h("h2", { text: "Faults" }), h("p", { class: "quiet", text: "To the agents chosen above, to see how they take it." }),
+    const fault_panel = h("section", { class: "sheet", "aria-label": "Faults" }, h("h2", { text: "Faults" }), h("p", { class: "quiet", text: "To the agents ticked under Order, to see how they take it." }),
         h("div", { class: "faults" }, faults.map(([kind, text, what]) => h("div", {}, h("button", { text, "data-fault": kind, onclick: () => ask_agents("fault", { kind }, `${text}: done.`) }), h("span", { class: "quiet", text: what })))));
 
     const plan = plan_panel(context);
