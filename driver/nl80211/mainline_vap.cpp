@@ -102,7 +102,7 @@ int mainline_vap::request_transition(const char* sta_mac) {
     vap_memory* const vap = memory();
     MacAddr mac;
     if (!vap) return -1;
-    if (!is_plain_mac(sta_mac) || !parse_mac(sta_mac, mac)) {
+    if (!sta_mac || !is_plain_mac(sta_mac) || !parse_mac(sta_mac, mac)) {
         log_error(process_log, "%s: not the address of a station\n", what_.name());
         return -1;
     }
