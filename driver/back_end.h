@@ -81,6 +81,12 @@ class back_end_source {
     // Never null. `progress` may be null and outlives the back-end.
     virtual std::unique_ptr<back_end> back_end_of(activity* progress, const char* ifname) = 0;
 
+    // For kinds of driver that tell the end of a scan. The descriptor is readable while there is something to look at,
+    // may be another at each call, and is -1 where there is none.
+    virtual int event_descriptor() { return -1; }
+    // Looks at what there is, without waiting. Whether scans were begun, and none of them goes on.
+    virtual bool scans_over() { return false; }
+
   protected:
     ~back_end_source() = default;
 };

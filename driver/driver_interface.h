@@ -41,6 +41,10 @@ class driver_interface : public ipc_helper {
     // Starts a scan on both radios: `active` or RRM, over the channels of each. Raises `wait_s` to the seconds the
     // slower radio needs. Does nothing while a scan is in progress. 0.
     virtual int start_scan(bool active, const channel_set& wlan0, const channel_set& wlan1, std::uint32_t& wait_s) = 0;
+    // Whether a scan in progress is known to be over before its time is up. Never waits.
+    virtual bool scan_over() { return false; }
+    // Readable while scan_over may have news; -1 where there is none. May be another at each call.
+    virtual int event_descriptor() { return -1; }
     // Ends the scan in progress, whatever its kind. 0.
     virtual int stop_scan(bool active) = 0;
 

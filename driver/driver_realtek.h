@@ -33,6 +33,8 @@ class driver_realtek final : public driver_interface {
     const char* get_base_mac() override;
 
     int start_scan(bool active, const channel_set& wlan0, const channel_set& wlan1, std::uint32_t& wait_s) override;
+    bool scan_over() override;
+    int event_descriptor() override;
     int stop_scan(bool active) override;
 
     void reset_corvane(bool keep) override;

@@ -51,8 +51,10 @@ bool idle_wait::watch_directories() {
     return all;
 }
 
-void idle_wait::rest(int longest_ms) {
+void idle_wait::rest(int longest_ms, int driver_fd) {
     const bool announced = watch_directories();
+    // Each time: it may be another under the same number, which then is not watched yet.
+    if (either_ && driver_fd >= 0) add_to(either_.get(), driver_fd);
     std::int64_t end_ms = monotonic_ms() + (announced ? longest_ms : std::min(longest_ms, unwatched_ms));
     int waits_for = either_ ? either_.get() : event_fd_;
     for (;;) {
@@ -64,6 +66,7 @@ void idle_wait::rest(int longest_ms) {
         end_ms = std::min(end_ms, monotonic_ms() + settle_ms);
         waits_for = event_fd_;
     }
+    if (driver_fd >= 0 && sys::wait_readable(event_fd_, 0) != 1) return;
     std::uint64_t count;
     // Nobody else reads the counter, so this does not block; a failure leaves it for the next rest.
     [[maybe_unused]] const ssize_t got = read(event_fd_, &count, sizeof count);

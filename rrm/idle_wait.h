@@ -17,8 +17,9 @@ class idle_wait {
     // `event_fd` is the worker's event descriptor, which wake() adds to.
     explicit idle_wait(int event_fd);
 
-    // Waits at most `longest_ms`, and takes what called.
-    void rest(int longest_ms);
+    // Waits at most `longest_ms`, and takes what called. Ends as well when `driver_fd` is readable, which is left to be
+    // read; -1 is none.
+    void rest(int longest_ms, int driver_fd = -1);
 
   private:
     struct watched_directory {

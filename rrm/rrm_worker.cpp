@@ -80,6 +80,7 @@ void rrm_worker::drop_unread() {
 
 bool rrm_worker::process() {
     run_timers();
+    parts_.scans.look_for_end();
     consume(from_service_);
     consume(from_bus_);
     if (!driver_.is_scanning()) {
@@ -100,7 +101,7 @@ void rrm_worker::rest() {
         parts_.context.memory_to_return = false;
         return_free_memory();
     }
-    idle_.rest(until_next_timer_ms(idle_wait_ms));
+    idle_.rest(until_next_timer_ms(idle_wait_ms), driver_.event_descriptor());
 }
 
 void rrm_worker::deinit() {

@@ -116,6 +116,12 @@ void scan_session::scan_finished() {
     drop(scan_results_);
 }
 
+void scan_session::look_for_end() {
+    if (!context_.driver.scan_over()) return;
+    context_.timers.cancel(timer_scan_finished);
+    scan_finished();
+}
+
 void scan_session::rrm_response_due() {
     context_.timers.cancel(timer_rrm_response);
     report_rounds(&delayed_results_, 1);

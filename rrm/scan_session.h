@@ -23,6 +23,8 @@ class scan_session {
     void launch_scan();
     // Timer 1: a round's time is up.
     void scan_finished();
+    // Looks whether the driver knows a round to be over before that.
+    void look_for_end();
     // Timer 3: the delayed report of an RRM scan.
     void rrm_response_due();
 

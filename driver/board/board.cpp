@@ -18,6 +18,16 @@ std::unique_ptr<back_end> board_back_ends::back_end_of(activity* progress, const
     return ioctl_ops::assign(wifi6 ? rtk_wifi6_back_end : rtl8192cd_back_end, progress, ifname);
 }
 
+int board_back_ends::event_descriptor() {
+    back_end_source* const mainline = mainline_back_ends();
+    return mainline ? mainline->event_descriptor() : -1;
+}
+
+bool board_back_ends::scans_over() {
+    back_end_source* const mainline = mainline_back_ends();
+    return mainline && mainline->scans_over();
+}
+
 driver_realtek& realtek_driver(const run_flag* running) {
     static board_back_ends back_ends;
     static driver_realtek driver(running, back_ends);

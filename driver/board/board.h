@@ -10,6 +10,8 @@ namespace ravd {
 class board_back_ends final : public back_end_source {
   public:
     std::unique_ptr<back_end> back_end_of(activity* progress, const char* ifname) override;
+    int event_descriptor() override;
+    bool scans_over() override;
 };
 
 // The process's one driver, built at the first call and destroyed at process exit. `running` counts at that first call.

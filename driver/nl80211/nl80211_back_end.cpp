@@ -70,4 +70,9 @@ std::unique_ptr<back_end> nl80211_back_ends::back_end_of(activity* progress, con
     return std::make_unique<nl80211_back_end>(memory_, progress, ifname);
 }
 
+bool nl80211_back_ends::scans_over() {
+    memory_.take_events();
+    return memory_.scans_over();
+}
+
 }  // namespace ravd

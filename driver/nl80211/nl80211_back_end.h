@@ -11,6 +11,9 @@ class nl80211_back_ends final : public back_end_source {
 
     std::unique_ptr<back_end> back_end_of(activity* progress, const char* ifname) override;
 
+    int event_descriptor() override { return memory_.event_descriptor(); }
+    bool scans_over() override;
+
     radio_memory& memory() { return memory_; }
 
   private:
