@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "sim/common/text.h"
 
@@ -14,17 +15,39 @@ void take_flag(json_object* settings, const char* key, int& flag) {
     if (json_member(settings, key)) flag = json_number(settings, key) != 0 ? 1 : 0;
 }
 
+const char* const primary_names[] = {"none", "lower", "upper", "ll", "lu", "ul", "uu"};
+
+std::uint8_t primary_index(const std::string& name) {
+    for (std::uint8_t i = 0; i < std::size(primary_names); ++i)
+        if (name == primary_names[i]) return i;
+    return 0;
+}
+
+int digit_value(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+}
+
+// What no air has is kept at what a message can hold.
+std::int16_t small(int number) { return static_cast<std::int16_t>(std::clamp(number, -32768, 32767)); }
+
 }  // namespace
 
+const char* primary_name(std::uint8_t index) { return primary_names[std::min<std::size_t>(index, 6)]; }
+
 std::uint64_t mac_number(const std::string& text) {
-    unsigned b[6];
-    char behind = 0;
-    if (text.size() != 17 ||
-        std::sscanf(text.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x%c", &b[0], &b[1], &b[2], &b[3], &b[4], &b[5], &behind) != 6)
-        return 0;
+    if (text.size() != 17) return 0;
     std::uint64_t number = 0;
-    for (const unsigned byte : b)
-        number = number << 8 | byte;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i % 3 == 2) {
+            if (text[i] != ':') return 0;
+            continue;
+        }
+        const int digit = digit_value(text[i]);
+        if (digit < 0) return 0;
+        number = number << 4 | static_cast<std::uint64_t>(digit);
+    }
     return number;
 }
 
@@ -51,10 +74,16 @@ scan_report make_report(std::int64_t time_ms, const std::vector<radio_view>& rad
         const std::uint64_t bssid = mac_number(one.bssid);
         if (bssid == 0 || one.channel <= 0 || one.channel > 233) continue;
         merged& entry = by_bssid[bssid];
-        const unsigned rounds = entry.bss.rounds + (one.round == entry.last_round ? 0 : 1);
+        const int rounds = entry.bss.rounds + (one.round == entry.last_round ? 0 : 1);
         if (entry.last_round < 0 || dbm(one.rssi) > entry.bss.rssi)
-            entry.bss = {bssid, dbm(one.rssi), one.channel, one.bandwidth, one.tx_power, one.primary, 0};
-        entry.bss.rounds = rounds;
+            entry.bss = {bssid,
+                         small(dbm(one.rssi)),
+                         small(one.channel),
+                         small(one.bandwidth),
+                         small(one.tx_power),
+                         primary_index(one.primary),
+                         0};
+        entry.bss.rounds = static_cast<std::uint8_t>(std::min(rounds, 255));
         entry.last_round = one.round;
     }
     report.heard.reserve(by_bssid.size());

@@ -20,16 +20,18 @@ namespace ravd::sim {
 std::uint64_t mac_number(const std::string& text);
 std::string mac_text(std::uint64_t number);
 
-// One BSS of a report, over all its rounds.
+// One BSS of a report, over all its rounds. Small: a log of an hour holds a million.
 struct heard_bss {
     std::uint64_t bssid = 0;
-    int rssi = 0;  // dBm, of the loudest
-    int channel = 0;
-    int bandwidth = 0;
-    int tx_power = 0;
-    std::string primary;
-    unsigned rounds = 0;
+    std::int16_t rssi = 0;  // dBm, of the loudest
+    std::int16_t channel = 0;
+    std::int16_t bandwidth = 0;
+    std::int16_t tx_power = 0;
+    std::uint8_t primary = 0;  // as index of primary_name()
+    std::uint8_t rounds = 0;
 };
+
+const char* primary_name(std::uint8_t index);
 
 struct scan_report {
     std::int64_t time_ms = 0;

@@ -89,7 +89,7 @@ agent_record& domain_model::mine(unsigned agent) {
 
 domain_model::change domain_model::apply(const log_entry& entry, std::uint64_t seq) {
     change result;
-    if (entry.agent == 0) return result;
+    if (entry.agent == 0 || (agents_.size() >= agent_limit && agents_.count(entry.agent) == 0)) return result;
     agent_record& who = mine(entry.agent);
     result.agent = true;
     if (who.connected_ms == 0) who.connected_ms = entry.time_ms;  // the log begins in between

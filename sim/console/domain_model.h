@@ -13,6 +13,8 @@ namespace ravd::sim {
 
 // How many agents that are gone are remembered.
 constexpr std::size_t gone_limit = 200;
+// And how many in all; of more nothing is shown.
+constexpr std::size_t agent_limit = 20000;
 
 enum class event_kind { none, connected, closed, violation, sent };
 event_kind kind_of_event(std::string_view text);
@@ -41,6 +43,11 @@ class domain_model {
     // A copy shares what neither changes: it is cheap to take.
     using agents_map = std::map<unsigned, std::shared_ptr<const agent_record>>;
     const agents_map& agents() const { return agents_; }
+    // Back to what was.
+    void restore(const agents_map& agents) {
+        agents_ = agents;
+        owners_known_ = false;
+    }
     const agent_record* find(unsigned agent) const;
     // The BSSs of the agents that are there, by mac_number().
     const std::map<std::uint64_t, bss_owner>& owners() const;

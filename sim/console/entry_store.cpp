@@ -57,13 +57,13 @@ entry_selection select_entries(entry_store& from, const entry_filter& wanted) {
         entry_head head;
         result.looked_at = --seq;
         ++looked;
-        if (!from.head(seq, head) || !passes(head, wanted)) continue;
+        if (!from.outline(seq, head) || !passes(head, wanted)) continue;
         if (!wanted.text.empty()) {
             if (!from.line(seq, line)) continue;
             bytes += line.size();
             if (line.find(wanted.text) == std::string::npos) continue;
         }
-        result.entries.push_back(std::move(head));
+        if (from.head(seq, head)) result.entries.push_back(std::move(head));
     }
     result.more = seq > from.first();
     return result;

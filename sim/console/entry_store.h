@@ -33,7 +33,8 @@ class entry_store {
     // The entries kept are first() .. next() - 1.
     virtual std::uint64_t first() const = 0;
     virtual std::uint64_t next() const = 0;
-    // False when it is not kept.
+    // False when it is not kept. The outline, which is had faster, is a head without `mac` and `text`.
+    virtual bool outline(std::uint64_t seq, entry_head& out) = 0;
     virtual bool head(std::uint64_t seq, entry_head& out) = 0;
     // Its line of the log, without the line end.
     virtual bool line(std::uint64_t seq, std::string& out) = 0;

@@ -20,6 +20,7 @@ class memory_entries : public entry_store {
 
     std::uint64_t first() const override { return first_; }
     std::uint64_t next() const override { return first_ + kept_.size(); }
+    bool outline(std::uint64_t seq, entry_head& out) override { return head(seq, out); }
     bool head(std::uint64_t seq, entry_head& out) override;
     bool line(std::uint64_t seq, std::string& out) override;
 

@@ -69,7 +69,7 @@ void put_bss(json_object* one, const heard_bss& bss) {
     json_put(one, "rssi", bss.rssi);
     json_put(one, "channel", bss.channel);
     json_put(one, "bandwidth", bss.bandwidth);
-    json_put(one, "primary", bss.primary);
+    json_put(one, "primary", primary_name(bss.primary));
 }
 
 void put_owner(json_object* one, const bss_owner& owner) {
@@ -106,10 +106,10 @@ struct on_air {
 };
 
 // What a radio of ours says of itself is newer than what others heard.
-void take_owner(on_air& one, const bss_owner& owner) {
-    one.bss.channel = owner.shown->channel;
-    one.bss.bandwidth = owner.shown->bandwidth;
-    one.bss.primary = owner.shown->primary;
+void put_shown(json_object* one, const radio_view& radio) {
+    json_put(one, "channel", radio.channel);
+    json_put(one, "bandwidth", radio.bandwidth);
+    json_put(one, "primary", radio.primary);
 }
 
 json_ptr answer_air(const page_state& state, json_object* request, std::string&) {
@@ -119,7 +119,6 @@ json_ptr answer_air(const page_state& state, json_object* request, std::string&)
     for (const auto& [bssid, owner] : owners)
         if (owner.shown->active && (owner.shown->band == 2) == low) {
             all[bssid].bss.bssid = bssid;
-            take_owner(all[bssid], owner);
         }
     for (const auto& [number, who] : state.domain.agents()) {
         if (!who->here() || !who->report) continue;
@@ -130,10 +129,7 @@ json_ptr answer_air(const page_state& state, json_object* request, std::string&)
             on_air& one = all[bss.bssid];
             if (one.listeners++ > 0 && bss.rssi <= one.bss.rssi) continue;
             one.by = number;
-            if (ours)
-                one.bss.rssi = bss.rssi;
-            else
-                one.bss = bss;
+            one.bss = bss;
         }
     }
     std::vector<const on_air*> sorted;
@@ -154,7 +150,10 @@ json_ptr answer_air(const page_state& state, json_object* request, std::string&)
             json_put(one.get(), "by", static_cast<std::int64_t>(bss.by));
         json_put(one.get(), "listeners", static_cast<std::int64_t>(bss.listeners));
         const auto owner = owners.find(bss.bss.bssid);
-        if (owner != owners.end()) put_owner(one.get(), owner->second);
+        if (owner != owners.end()) {
+            put_owner(one.get(), owner->second);
+            put_shown(one.get(), *owner->second.shown);
+        }
         json_append(list.get(), std::move(one));
     }
     json_ptr reply = new_json_object();

@@ -6,12 +6,14 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 #include "sim/common/tell.h"
 #include "sim/service/lab.h"
 #include "sim/service/options.h"
 #ifdef RAVD_CONSOLE
 #include "sim/console/live_console.h"
+#include "sim/console/replay_console.h"
 #endif
 
 namespace {
@@ -24,6 +26,23 @@ void stop(int) {
     (void)!write(signal_pipe[1], "", 1);
     errno = saved;
 }
+
+int failed(const std::string& error) {
+    std::fprintf(stderr, "ravd-sim-service: %s\n", error.c_str());
+    return 2;
+}
+
+#ifdef RAVD_CONSOLE
+int replay(const ravd::sim::web_options& options) {
+    std::string error;
+    ravd::sim::event_loop loop;
+    ravd::sim::replay_console console(loop);
+    if (!console.start(options, error)) return failed(error);
+    loop.watch(signal_pipe[0], POLLIN, [&](short) { loop.stop(); });
+    loop.run();
+    return 0;
+}
+#endif
 
 }  // namespace
 
@@ -39,25 +58,16 @@ int main(int argc, char** argv) {
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    ravd::sim::lab service(options);
-    if (!service.start(error)) {
-        std::fprintf(stderr, "ravd-sim-service: %s\n", error.c_str());
-        return 2;
-    }
 #ifdef RAVD_CONSOLE
+    if (!options.web.replay.empty()) return replay(options.web);
+    ravd::sim::lab service(options);
     std::unique_ptr<ravd::sim::live_console> console;
-    if (options.web.enabled) {
-        console = std::make_unique<ravd::sim::live_console>(service);
-        if (!console->start(options.web, error)) {
-            std::fprintf(stderr, "ravd-sim-service: %s\n", error.c_str());
-            return 2;
-        }
-    }
+    if (options.web.enabled) console = std::make_unique<ravd::sim::live_console>(service);
+    if (!service.start(error) || (console && !console->start(options.web, error))) return failed(error);
 #else
-    if (options.web.enabled) {
-        std::fprintf(stderr, "ravd-sim-service: built without the console (RAVD_CONSOLE)\n");
-        return 2;
-    }
+    if (options.web.enabled) return failed("--web: built without the console (RAVD_CONSOLE)");
+    ravd::sim::lab service(options);
+    if (!service.start(error)) return failed(error);
 #endif
     service.stop_on(signal_pipe[0]);
     return service.run();
