@@ -118,6 +118,13 @@ std::int32_t json_reader::size() const {
     return length > INT32_MAX ? INT32_MAX : static_cast<std::int32_t>(length);
 }
 
+void json_reader::for_each(const std::function<bool(const char* key, const json_reader& value)>& take) const {
+    if (!is_object()) return;
+    json_object_object_foreach(object_, key, value) {
+        if (!take(key, json_reader(value))) return;
+    }
+}
+
 std::int32_t json_reader::get_int(const char* key) const {
     json_object* value = member(object_, key);
     return value ? json_object_get_int(value) : 0;

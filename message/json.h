@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 struct json_object;
 
@@ -65,6 +66,8 @@ class json_reader {
     json_reader at(std::int32_t index) const;
     // Length of an array; 0 for anything else.
     std::int32_t size() const;
+    // Calls `take` with each member of an object, in order; it may not change anything and ends at the first false.
+    void for_each(const std::function<bool(const char* key, const json_reader& value)>& take) const;
     // By json-c's conversion; 0 when absent or null.
     std::int32_t get_int(const char* key) const;
     // Text of a member (JSON text when it is not a string); null when absent or null.

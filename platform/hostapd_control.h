@@ -14,7 +14,7 @@ struct wpa_ctrl;
 namespace ravd {
 
 // Where hostapd's sockets lie, unless its "ctrl_interface" says otherwise; each is named after its interface.
-constexpr const char* hostapd_directory = "/run/hostapd";
+constexpr const char* hostapd_directory = "/var/run/hostapd";
 
 // Largest answer or event; hostapd's own limit is 4 KiB.
 constexpr std::size_t hostapd_reply_limit = 16 * 1024;
@@ -42,10 +42,13 @@ class hostapd_control {
     hostapd_result request(const std::string& text, std::string& reply, int timeout_ms);
     // Whether the answer to a request was "OK".
     bool order(const std::string& text, int timeout_ms);
+    // The process that answered last, as the kernel names it; 0 when none did.
+    int process() const { return process_; }
 
   private:
     std::string path_;
     wpa_ctrl* connection_ = nullptr;  // null while not connected
+    int process_ = 0;
 };
 
 // What hostapd tells of one interface: stations that come and go, channels, its own end.

@@ -20,7 +20,8 @@ hostapd_result hostapd_control::request(const std::string& text, std::string& re
         if (!connection_) return hostapd_result::absent;
         result = hostapd::send(connection_, text);
     }
-    if (result == hostapd_result::answered) result = hostapd::wait_for_answer(connection_, reply, timeout_ms);
+    if (result == hostapd_result::answered)
+        result = hostapd::wait_for_answer(connection_, reply, timeout_ms, &process_);
     if (result != hostapd_result::answered) {
         // An answer that still comes finds no receiver.
         wpa_ctrl_close(connection_);

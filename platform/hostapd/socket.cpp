@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "platform/monotonic.h"
 
@@ -22,22 +23,42 @@ bool strip_level(std::string& text) {
     return true;
 }
 
+int sender_of(msghdr& message) {
+    const cmsghdr* header = CMSG_FIRSTHDR(&message);
+    if (!header || header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_CREDENTIALS) return 0;
+    ucred sender{};
+    std::memcpy(&sender, CMSG_DATA(header), sizeof sender);
+    return sender.pid;
+}
+
 }  // namespace
 
 wpa_ctrl* open_connection(const std::string& path) {
     wpa_ctrl* connection = wpa_ctrl_open(path.c_str());
-    if (connection) ::fcntl(wpa_ctrl_get_fd(connection), F_SETFD, FD_CLOEXEC);
+    if (!connection) return nullptr;
+    ::fcntl(wpa_ctrl_get_fd(connection), F_SETFD, FD_CLOEXEC);
+    // Has the kernel say with each message who sent it.
+    const int on = 1;
+    ::setsockopt(wpa_ctrl_get_fd(connection), SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
     return connection;
 }
 
-received receive(wpa_ctrl* connection, std::string& text) {
+received receive(wpa_ctrl* connection, std::string& text, int* process) {
     text.resize(hostapd_reply_limit + 1);
+    iovec memory{text.data(), text.size()};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+    msghdr message{};
+    message.msg_iov = &memory;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
     ssize_t size = 0;
     do
-        size = ::recv(wpa_ctrl_get_fd(connection), text.data(), text.size(), MSG_DONTWAIT);
+        size = ::recvmsg(wpa_ctrl_get_fd(connection), &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     while (size < 0 && errno == EINTR);
     text.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
     if (size < 0) return errno == EAGAIN || errno == EWOULDBLOCK ? received::nothing : received::lost;
+    if (process && size >= 0) *process = sender_of(message);
     if (text.size() > hostapd_reply_limit) {
         text.clear();
         return received::too_long;
@@ -58,10 +79,10 @@ hostapd_result send(wpa_ctrl* connection, const std::string& text) {
     return errno == EMSGSIZE ? hostapd_result::too_long : hostapd_result::absent;
 }
 
-hostapd_result wait_for_answer(wpa_ctrl* connection, std::string& reply, int timeout_ms) {
+hostapd_result wait_for_answer(wpa_ctrl* connection, std::string& reply, int timeout_ms, int* process) {
     const std::int64_t end = monotonic_ms() + timeout_ms;
     for (;;) {
-        switch (receive(connection, reply)) {
+        switch (receive(connection, reply, process)) {
             case received::answer:
                 return hostapd_result::answered;
             case received::too_long:

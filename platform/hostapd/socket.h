@@ -15,14 +15,14 @@ namespace ravd::hostapd {
 // A connection; null when nobody listens at `path`.
 wpa_ctrl* open_connection(const std::string& path);
 
-// One message that was received already, without a line end. Never waits.
+// One message that was received already, without a line end. Never waits. `process`, when given, is its sender's.
 enum class received : std::uint8_t { nothing, answer, event, too_long, lost };
-received receive(wpa_ctrl* connection, std::string& text);
+received receive(wpa_ctrl* connection, std::string& text, int* process = nullptr);
 
 // Sends without waiting: `answered` when hostapd has it, `absent` when the other end is gone.
 hostapd_result send(wpa_ctrl* connection, const std::string& text);
 
 // The answer to what was sent, at most `timeout_ms` later; events before it are dropped.
-hostapd_result wait_for_answer(wpa_ctrl* connection, std::string& reply, int timeout_ms);
+hostapd_result wait_for_answer(wpa_ctrl* connection, std::string& reply, int timeout_ms, int* process = nullptr);
 
 }  // namespace ravd::hostapd

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <functional>
@@ -95,6 +96,7 @@ TEST_F(hostapd_control_test, answers_are_those_of_their_request) {
         server first(directory + "/wlan0-va0");
         EXPECT_EQ(control.request("say one\ntwo\n", reply, long_ms), hostapd_result::answered);
         EXPECT_EQ(reply, "one\ntwo");
+        EXPECT_EQ(control.process(), ::getpid());
         EXPECT_EQ(control.request("late wrong", reply, 20), hostapd_result::no_answer);
         EXPECT_EQ(control.request("say right", reply, long_ms), hostapd_result::answered);
         EXPECT_EQ(reply, "right");

@@ -1,0 +1,82 @@
+#include "hostd/vap.h"
+
+#include <tuple>
+#include <utility>
+
+#include "core/ifname.h"
+#include "core/logger.h"
+#include "hostd/lines.h"
+
+namespace ravd::hostd {
+namespace {
+
+constexpr std::int64_t retry_ms = 5000;  // after a hostapd that listens and does not answer
+
+auto fields(const vap_description& one) {
+    return std::tie(one.enabled, one.ssid, one.security, one.bssid, one.fast_transition, one.modes.ht, one.modes.vht,
+                    one.modes.he);
+}
+
+// hostapd's "wpa" bits and its key management words as one security mode.
+std::string security_of(const std::string& wpa, const std::string& key_management) {
+    if (wpa.empty() || wpa == "0") return "OPEN";
+    bool psk = false;
+    bool sae = false;
+    for (const std::string& word : words_of(key_management)) {
+        if (word.find("EAP") != std::string::npos) return wpa == "2" ? "WPA2_1X" : "WPA_WPA2_1X";
+        psk = psk || word.find("PSK") != std::string::npos;
+        sae = sae || word.find("SAE") != std::string::npos;
+    }
+    if (sae) return psk ? "WPA2_WPA3_PSK" : "WPA3_SAE";
+    if (!psk) return "OPEN";
+    return wpa == "2" ? "WPA2_PSK" : wpa == "1" ? "WPA_PSK" : "WPA_WPA2_PSK";
+}
+
+}  // namespace
+
+bool operator==(const vap_description& a, const vap_description& b) { return fields(a) == fields(b); }
+
+vap_description describe(const std::string& status, const std::string& config) {
+    vap_description result;
+    const std::string key_management = line_value(config, "key_mgmt");
+    result.enabled = line_value(status, "state") == "ENABLED";
+    result.ssid = line_value(config, "ssid");
+    result.security = security_of(line_value(config, "wpa"), key_management);
+    result.bssid = line_value(config, "bssid");
+    result.fast_transition = key_management.find("FT-") != std::string::npos;
+    result.modes.ht = line_value(status, "ieee80211n") == "1";
+    result.modes.vht = line_value(status, "ieee80211ac") == "1";
+    result.modes.he = line_value(status, "ieee80211ax") == "1";
+    return result;
+}
+
+vap::vap(const std::string& name, const std::string& directory)
+    : name_(name), radio_(radio_index(name.c_str())), control_(name, directory), events_(name, directory) {}
+
+bool vap::follow(std::int64_t now_ms) {
+    const bool was_attached = events_.attached();
+    events_.verify();
+    if (!events_.attached() && now_ms >= next_attempt_ms_) {
+        const hostapd_result result = events_.attach(hostapd_wait_ms);
+        if (result == hostapd_result::answered && !refresh() && description_ == vap_description())
+            log_warning(process_log, "%s: hostapd does not tell what it is\n", name_.c_str());
+        if (result != hostapd_result::answered && result != hostapd_result::absent) {
+            log_warning(process_log, "%s: %s\n", name_.c_str(), text_of(result));
+            next_attempt_ms_ = now_ms + retry_ms;
+        }
+    }
+    if (!events_.attached()) description_ = {};
+    return events_.attached() != was_attached;
+}
+
+bool vap::refresh() {
+    std::string status;
+    std::string config;
+    if (control_.request("STATUS", status, hostapd_wait_ms) != hostapd_result::answered ||
+        control_.request("GET_CONFIG", config, hostapd_wait_ms) != hostapd_result::answered)
+        return false;
+    const vap_description before = std::exchange(description_, describe(status, config));
+    return before != description_;
+}
+
+}  // namespace ravd::hostd

@@ -1,0 +1,62 @@
+// One VAP: hostapd's control socket and events of its interface, and what they told of it last.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "hostd/channel.h"
+#include "platform/hostapd_control.h"
+
+namespace ravd::hostd {
+
+// Longest wait for one answer of hostapd: the agent waits 2 s for ours.
+constexpr int hostapd_wait_ms = 500;
+
+struct vap_description {
+    bool enabled = false;  // hostapd has it on the air
+    std::string ssid;      // as hostapd writes it: bytes that are no letters as "\xNN"
+    std::string security;  // "WPA2_PSK", "WPA2_WPA3_PSK", "WPA3_SAE", "WPA2_1X", "OPEN" ...
+    std::string bssid;
+    bool fast_transition = false;
+    access_point_modes modes;
+
+    friend bool operator==(const vap_description& a, const vap_description& b);
+    friend bool operator!=(const vap_description& a, const vap_description& b) { return !(a == b); }
+};
+
+// Reads hostapd's answers to STATUS and GET_CONFIG.
+vap_description describe(const std::string& status, const std::string& config);
+
+class vap {
+  public:
+    vap(const std::string& name, const std::string& directory);
+
+    const std::string& name() const { return name_; }
+    int radio() const { return radio_; }
+    const vap_description& description() const { return description_; }
+    bool attached() const { return events_.attached(); }
+    int descriptor() const { return events_.descriptor(); }
+
+    // Attaches where hostapd listens again, and finds out whether it still does. True when that changed. Waits only for
+    // one that listens; `now_ms` is the monotonic clock.
+    bool follow(std::int64_t now_ms);
+    // Asks again what the VAP is. True when it is something else now; false as well when nobody answers in time.
+    bool refresh();
+
+    // After events that seem to have been lost.
+    void attach_again() { events_.attach(hostapd_wait_ms); }
+    bool next_event(std::string& event) { return events_.next(event); }
+    hostapd_control& control() { return control_; }
+    // hostapd's process; 0 while unattached.
+    int process() const { return events_.attached() ? control_.process() : 0; }
+
+  private:
+    std::string name_;
+    int radio_;
+    hostapd_control control_;
+    hostapd_events events_;
+    vap_description description_;
+    std::int64_t next_attempt_ms_ = 0;  // of attaching, when hostapd did not answer
+};
+
+}  // namespace ravd::hostd

@@ -1,0 +1,152 @@
+"""ravd-hostd between the daemon, hostapd and the kernel: interfaces, channel, power, key holders, life, clients."""
+import asyncio
+import json
+
+from lab.processes import check, until
+from radio.access_point import AccessPoint, radio
+from radio.namespace import radios_begin, wire_begin
+from radio.service import Service
+from radio.station import Station
+
+KEY = "0f1e2d3c4b5a69788796a5b4c3d2e1f00f1e2d3c4b5a69788796a5b4c3d2e1f0"
+
+
+def fast(number, name):
+    return radio(number, "office", 6 if number == 0 else 36, "wpa_key_mgmt=WPA-PSK FT-PSK", "mobility_domain=1234",
+                 f"nas_identifier={name}-{number}", "ft_psk_generate_local=0")
+
+
+class HostdAccessPoint(AccessPoint):
+    async def make_interfaces(self):
+        phys = [phy for phy, _ in self.radios]
+        text = f"base {self.mac}\n" + "".join(f"wlan{n} {phy}\nwlan{n}-va0\n" for n, phy in enumerate(phys))
+        print(await self.must("ravd-hostd", "--setup", self.write("/etc/ravd/interfaces", text)))
+        again = await self.must("ravd-hostd", "--setup", "/etc/ravd/interfaces")
+        check("made" not in again, "a second --setup made something", again)
+
+    async def start_hostd(self):
+        self.write("/etc/ravd/hostd.conf", "/interface/wlan0/wlan/radio/tx-power-min=5\n")
+        self.hostd = await self.start("hostd", "ravd-hostd", "--verbose")
+        await self.hostd.line("VAPs on the air", seconds=60)
+
+    async def get(self, path):
+        return (await self.run("ravd-bus", "get", path))[1]
+
+    async def call(self, module, **request):
+        _, output = await self.run("ravd-bus", "call", str(module), json.dumps(request))
+        return json.loads(output)
+
+    async def update(self, name, **params):
+        texts = {key.replace("_", "-"): str(value) for key, value in params.items()}
+        return await self.call(6, command="update-corvane", ifname=name, params=texts)
+
+    async def kernel(self, name, what):
+        for line in (await self.must("iw", "dev", name, "info")).splitlines():
+            if line.strip().startswith(what):
+                return line.strip()
+        return ""
+
+    async def on(self, name, text):
+        async def there():
+            return text in await self.kernel(name, "channel")
+        await until(there, f"{name} on {text}", 30)
+
+
+def holders(own, other):
+    """A VAP's settings as the agent sends them: access point numbers, radio 0 of each."""
+    remote = f"02:00:5e:00:0{other}:01"
+    return {"ft-config": {"enabled": "true", "ft-over-ds": "false", "ft-psk-generate-local": "false",
+                          "reassociation-deadline": 1000, "mobility-domain": 0x1234,
+                          "r0-key-holder-id": f"ap{own}-0", "r1-key-holder-id": f"02:00:5e:00:0{own}:01",
+                          "mac": {remote: {"name": remote, "index": "0", "r0-kh-id": f"ap{other}-0",
+                                           "r1-kh-id": remote, "r0-kh-key": KEY, "r1-kh-key": KEY}}}}
+
+
+async def channel_and_power(ap, station):
+    before = (await station.status())["bssid"]
+    mark = ap.hostapd.mark()
+    check((await ap.update("wlan0", auto_channel="false", channel=1, bandwidth=20))["status"] == "ok", "channel 1")
+    await ap.on("wlan0-va0", "channel 1 (2412 MHz), width: 20")
+    await until(lambda: frequency(station, "2412"), "the station follows", 30)
+    check((await station.status())["bssid"] == before, "the station stayed")
+    check(await station.ping("10.0.0.1", 5) >= 4, "traffic after the switch")
+    check("AP-STA-DISCONNECTED" not in "".join(ap.hostapd.lines[mark:]), "a client was lost")
+    for params, what in (({"channel": 149, "bandwidth": 80}, "channel 149 (5745 MHz), width: 80 MHz, center1: 5775"),
+                         ({"channel": 40, "bandwidth": 40}, "channel 40 (5200 MHz), width: 40 MHz, center1: 5190"),
+                         ({"channel": 44, "bandwidth": 20}, "channel 44 (5220 MHz), width: 20")):
+        answer = await ap.update("wlan1", **params)
+        check(answer["status"] == "ok", params, answer)
+        await ap.on("wlan1-va0", what)
+    for params in ({"channel": 52}, {"channel": 173}, {"channel": 7, "bandwidth": 40}, {"tx_power": 60},
+                   {"channel": "x"}, {"colour": 1}):
+        answer = await ap.update("wlan1", **params)
+        check(answer["status"] == "error", params, answer)
+        print("refused:", params, "-", answer["reason"])
+    check((await ap.update("wlan0", tx_power=9))["status"] == "ok", "power 9")
+    check(await ap.kernel("wlan0-va0", "txpower") == "txpower 9.00 dBm", await ap.kernel("wlan0-va0", "txpower"))
+    for number, what in ((0, "channel 6 (2437 MHz)"), (1, "channel 36 (5180 MHz), width: 80 MHz")):
+        check((await ap.call(6, command="reset-corvane", ifname=f"wlan{number}"))["status"] == "ok", "reset")
+        await ap.on(f"wlan{number}-va0", what)
+    check(await ap.kernel("wlan0-va0", "txpower") != "txpower 9.00 dBm", "power is automatic again")
+    print("channel, width and power were set and taken back, no client lost")
+
+
+async def frequency(station, expected):
+    return (await station.status()).get("freq") == expected
+
+
+async def fast_roam(first, second, station):
+    answers = [await ap.call(6, **{"command": "update-corvane-fbt", "wlan0-va0": holders(own, other)})
+               for ap, own, other in ((first, 1, 2), (second, 2, 1))]
+    check(all(answer["status"] == "ok" for answer in answers), "key holders", answers)
+    target = await second.bssid(0)
+    print(await station.wpa_cli("roam", target))
+    await station.connected(target)
+    await second.has_station(0, station.address)
+    text = "".join(second.hostapd.lines)
+    print("roamed; AP says:", [line for line in second.hostapd.lines if station.address in line and "FT" in line][:4])
+    check("AKMSuiteSelector=00-0f-ac-4" in await second.hostapd_cli(0, "sta", station.address), "FT-PSK at the second")
+    return text
+
+
+async def main():
+    await radios_begin(5)
+    await wire_begin("10.0.0.1/24")
+    aps = [HostdAccessPoint(f"ap{n}", f"02:00:5E:00:0{n}:00", f"10.0.0.{n + 1}/24",
+                            [(f"phy{2 * n - 2}", fast(0, f"ap{n}")), (f"phy{2 * n - 1}", fast(1, f"ap{n}"))])
+           for n in (1, 2)]
+    first, second = aps
+    station = Station("sta1", "phy4")
+    service = Service("10.0.0.1")
+    try:
+        for ap in aps:
+            await ap.begin()
+            await ap.start_hostapd()
+            await ap.start_hostd()
+        check(await first.bssid(0) == "02:00:5e:00:01:01", await first.bssid(0))
+        check(first.exists("/var/run/hostapd.pid"), "a pid file")
+        for path in ("/corvane/dca", "/interface/wlan0/common/enabled", "/interface/wlan1/wlan/radio/country",
+                     *(f"/interface/wlan1/wlan/radio/{key}" for key in ("channel", "bandwidth", "control-sideband",
+                       "tx-power", "tx-power-max", "tx-power-min", "use-limit-channels", "auto-channel")),
+                     *(f"/interface/wlan0-va0/{key}" for key in ("common/enabled", "vap/ssid", "vap/ap-security/mode",
+                       "vap/w80211kv-config/enabled", "vap/ft-config/enabled", "vap/captive-portal/enabled"))):
+            print(path, "=", await first.get(path))
+        check(await first.get("/interface/wlan0-va0/vap/ssid") == "office", "the SSID")
+        await station.begin()
+        await station.join("office", "bssid=02:00:5e:00:01:01 ", "scan_freq=2437", key_mgmt="FT-PSK")
+        await station.must("ip", "addr", "add", "10.0.0.10/24", "dev", "sta0")
+        await first.hostd.line(f"wlan0-va0: {station.address} auth")
+        await channel_and_power(first, station)
+        await service.begin()
+        await first.start_agent(service.address)
+        await service.program.line("connected", seconds=60)
+        await station.wpa_cli("set_network", "0", "bssid", "any")
+        await fast_roam(first, second, station)
+    finally:
+        await station.end()
+        for ap in aps:
+            await ap.end()
+        await service.end()
+
+
+asyncio.run(main())
