@@ -34,7 +34,7 @@ void set(building_radio& radio, const radio_setup& setup) {
 }
 
 building with(building made, const interference& costs, const assignment& plan) {
-    const domain_model& model = costs.model();
+    const plan_model& model = costs.model();
     for (std::size_t i = 0; i < plan.size(); ++i) {
         for (building_access_point& ap : made.access_points)
             if (mac_text(ap.base) == model.radios[i].ap_mac)
@@ -178,7 +178,7 @@ int weak_clients(const building& made, const model_limits& limits, const buildin
 
 void add(figures& to, const building& made, const building& before, const model_limits& limits) {
     const views reports = building_reports(made);
-    const domain_model model = build_model(reports, limits);
+    const plan_model model = build_model(reports, limits);
     const interference costs(model);
     const domain_cost cost = costs.cost(costs.present());
     to.own += cost.own;
@@ -251,7 +251,7 @@ void compare(building_kind kind, int access_points) {
     const model_limits limits;
     for (unsigned seed = 1; seed <= buildings; ++seed) {
         const building made = make_building(kind, access_points, seed);
-        const domain_model model = build_model(building_reports(made), limits);
+        const plan_model model = build_model(building_reports(made), limits);
         const interference costs(model);
         dice d(seed);
         std::size_t row = 0;
@@ -270,7 +270,7 @@ void compare(building_kind kind, int access_points) {
         add(ours, planned, made, limits);
         add(theirs, alone, made, limits);
         worst = std::max(worst, (ours.own + ours.foreign) / (theirs.own + theirs.foreign));
-        domain_model loud = model;
+        plan_model loud = model;
         for (domain_radio& radio : loud.radios)
             radio.power = radio.now.power;
         const interference loud_costs(loud);
@@ -278,7 +278,7 @@ void compare(building_kind kind, int access_points) {
         // With the widths and no more than the powers that each chose for itself.
         model_limits same = limits;
         same.keep_width = true;
-        const domain_model kept = build_model(building_reports(alone), same);
+        const plan_model kept = build_model(building_reports(alone), same);
         const interference kept_costs(kept);
         add(rows[row++].second, with(alone, kept_costs, find_plan(kept_costs, {})), made, limits);
         add(rows[row++].second, with(made, costs, find_plan(costs, {10, 0.1, 1})), made, limits);
@@ -295,7 +295,7 @@ void against_the_best(building_kind kind, int access_points) {
     int equal = 0;
     std::uint64_t visited = 0;
     for (unsigned seed = 1; seed <= buildings; ++seed) {
-        const domain_model model = build_model(building_reports(make_building(kind, access_points, seed)), {});
+        const plan_model model = build_model(building_reports(make_building(kind, access_points, seed)), {});
         const interference costs(model);
         const assignment plan = find_plan(costs, {0, 0, 1});
         const double cost = costs.cost(plan).total();
@@ -320,7 +320,7 @@ void against_the_best(building_kind kind, int access_points) {
 void time_of(int access_points) {
     const building made = make_building(building_kind::building, access_points, 1);
     const views reports = building_reports(made);
-    domain_model model;
+    plan_model model;
     const double modelled = seconds_of([&] { model = build_model(reports, {}); });
     const interference costs(model);
     double with_ten = 0;

@@ -7,6 +7,7 @@
 #include "sim/common/text.h"
 #include "sim/service/command_table.h"
 #include "sim/service/order_check.h"
+#include "sim/service/plan_desk.h"
 
 namespace ravd::sim {
 namespace {
@@ -110,6 +111,13 @@ std::vector<std::string> command_words() {
     for (const auto* table : {&link_commands(), &service_commands()})
         for (const command& entry : *table)
             words.push_back(entry.word);
+    return words;
+}
+
+std::vector<std::string> completion_words() {
+    std::vector<std::string> words = command_words();
+    const std::vector<std::string> more = plan_words();
+    words.insert(words.end(), more.begin(), more.end());
     return words;
 }
 

@@ -12,6 +12,8 @@ class lab;
 
 // All words that a line may begin with.
 std::vector<std::string> command_words();
+// Those, and the words of "plan".
+std::vector<std::string> completion_words();
 // Runs one line. Never throws; what is wrong stands in the reply.
 line_result run_command(lab& service, const std::string& line);
 

@@ -18,7 +18,13 @@ constexpr std::int64_t look_ms = 100;  // how often pilots and scans look at the
 
 }  // namespace
 
-lab::lab(const service_options& options) : options_(options), server_(loop_, *this), console_(loop_, *this) {}
+lab::lab(const service_options& options)
+    : options_(options),
+      server_(loop_, *this),
+      console_(loop_, *this),
+      planner_(
+          agents_, [this](agent& to, const json_ptr& message) { return send_message(to, message); },
+          [this](const std::string& text) { say(nullptr, "plan: " + text); }, [this] { console_.event("plan", 0); }) {}
 
 bool lab::start(std::string& error) {
     if (!options_.config.empty() && !parse_json(options_.config, error)) {
@@ -30,7 +36,7 @@ bool lab::start(std::string& error) {
     if (!server_.start(options_.listening, error)) return false;
     std::printf("listening on %s:%u\n", options_.listening.bind_address.c_str(), server_.port());
     std::fflush(stdout);
-    if (!options_.no_input) console_.read_standard_input(command_words());
+    if (!options_.no_input) console_.read_standard_input(completion_words());
     look_at_clock();
     return true;
 }
@@ -171,6 +177,8 @@ void lab::rrm_message(agent& who, json_object* message) {
                     occupancy_chart(who.radios, who.environment) + "\n");
     }
     console_.event(cmd, who.number);
+    if (json_member(message, "radios")) planner_.session().described(who.orders.ap_mac, now);
+    if (cmd == "rrm-response") planner_.session().reported(who.orders.ap_mac, now);
     if (cmd == "subscribe-request") {
         answer_subscription(who);
     } else if (cmd == "unsubscribe-request") {
@@ -243,6 +251,7 @@ void lab::look_at_clock() {
         if (!who.autopilot->passed()) ++pilots_failed_;
         console_.event("verified", who.number);
     }
+    planner_.session().turn(now);
     check_automatic_end();
     loop_.after(look_ms, [this] { look_at_clock(); });
 }

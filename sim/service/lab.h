@@ -10,6 +10,7 @@
 #include "sim/service/console.h"
 #include "sim/service/message_log.h"
 #include "sim/service/options.h"
+#include "sim/service/plan_desk.h"
 #include "sim/service/server.h"
 
 namespace ravd::sim {
@@ -35,6 +36,7 @@ class lab : public server_listener, public line_handler {
     server& links() { return server_; }
     subscription_policy& policy() { return policy_; }
     service_options& settings() { return options_; }
+    plan_desk& planner() { return planner_; }
     std::uint64_t violations() const { return violations_; }
     void quit(int status);
     // Serialises, logs and queues. False when the link is gone or its output limit is reached.
@@ -72,6 +74,7 @@ class lab : public server_listener, public line_handler {
     message_log log_;
     subscription_policy policy_;
     std::map<unsigned, agent> agents_;
+    plan_desk planner_;
     std::uint64_t violations_ = 0;
     unsigned pilots_done_ = 0;
     unsigned pilots_failed_ = 0;

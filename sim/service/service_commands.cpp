@@ -21,7 +21,7 @@ bool do_agents(const command_call& c) {
 }
 // What a line can wait for.
 std::vector<std::string> all_events() {
-    std::vector<std::string> names = {"connected", "subscribed", "closed", "violation", "verified", "message"};
+    std::vector<std::string> names = {"connected", "subscribed", "closed", "violation", "verified", "plan", "message"};
     std::size_t count = 0;
     const message_rule* rules = message_rules(count);
     for (std::size_t i = 0; i < count; ++i)
@@ -36,6 +36,12 @@ bool may_happen(const std::string& event) {
 
 bool do_overview(const command_call& c) {
     c.add(overview_table(c.service.agents(), monotonic_seconds()));
+    return true;
+}
+bool do_plan(const command_call& c) {
+    std::string reply;
+    if (!c.service.planner().run(c.line.args, monotonic_seconds(), reply)) return c.fail(reply);
+    if (!reply.empty()) c.add(reply);
     return true;
 }
 bool do_accept(const command_call& c) {
@@ -105,6 +111,12 @@ const std::vector<command>& service_commands() {
     static const std::vector<command> table = {
         {"agents", "", "who is connected", false, do_agents},
         {"overview", "", "a table with a line for each agent", false, do_overview},
+        {"plan", plan_usage(),
+         "channels, widths and powers of all agents together: propose them from the last reports, or scan first; apply "
+         "them\n        in stages and verify them by new scans; undo them. neighbours sends 802.11k lists, balance "
+         "shows "
+         "crowded\n        radios and \"balance apply\" asks clients to leave them",
+         false, do_plan},
         {"accept", "", "answer subscriptions with success", false, do_accept},
         {"refuse", "[CODE [always]]", "refuse the next subscription, or all, with this code (503)", false, do_refuse},
         {"silent", "", "do not answer subscriptions", false, do_silent},
@@ -113,7 +125,8 @@ const std::vector<command>& service_commands() {
          do_config_object},
         {"violations", "", "how many violations of the protocol were seen", false, do_violations},
         {"wait", "EVENT [SECONDS]",
-         "go on when a message of that name arrives, or \"connected\", \"subscribed\", \"closed\", \"verified\" (60)",
+         "go on when a message of that name arrives, or \"connected\", \"subscribed\", \"closed\", \"verified\", "
+         "\"plan\" (60)",
          false, do_wait},
         {"sleep", "MILLISECONDS", "go on after that time", false, do_sleep},
         {"quit", "[STATUS]", "end the service", false, do_quit},

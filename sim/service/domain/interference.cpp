@@ -13,7 +13,7 @@ span span_of(const radio_setup& block) { return channel_span(block.channel, bloc
 
 }  // namespace
 
-interference::interference(const domain_model& model) : model_(model), radios_(model.radios.size()) {
+interference::interference(const plan_model& model) : model_(model), radios_(model.radios.size()) {
     std::map<std::pair<int, int>, std::size_t> numbers;
     std::vector<span> spans;
     for (std::size_t i = 0; i < radios_.size(); ++i) {

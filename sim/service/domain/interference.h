@@ -31,11 +31,11 @@ struct domain_cost {
 // The model in the form that a search needs. Keeps a reference to it.
 class interference {
   public:
-    explicit interference(const domain_model& model);
+    explicit interference(const plan_model& model);
 
     std::size_t size() const { return radios_.size(); }
     std::size_t choices(std::size_t radio) const { return radios_[radio].fixed.size(); }
-    const domain_model& model() const { return model_; }
+    const plan_model& model() const { return model_; }
 
     // As the radios are now.
     assignment present() const;
@@ -68,7 +68,7 @@ class interference {
     };
     void add_links();
 
-    const domain_model& model_;
+    const plan_model& model_;
     std::vector<compiled> radios_;
     std::size_t span_count_ = 0;
     std::vector<double> overlaps_;  // of two spans

@@ -43,7 +43,7 @@ class builder {
     builder(const std::vector<access_point_view>& access_points, const model_limits& limits)
         : access_points_(access_points), limits_(limits) {}
 
-    domain_model build();
+    plan_model build();
 
   private:
     void add_radio(const access_point_view& ap, const radio_view& view);
@@ -55,7 +55,7 @@ class builder {
 
     const std::vector<access_point_view>& access_points_;
     const model_limits& limits_;
-    domain_model model_;
+    plan_model model_;
     std::vector<const radio_view*> views_;                     // of the model's radios
     std::unordered_map<std::uint64_t, std::size_t> radio_of_;  // by BSSID
     std::vector<std::map<std::size_t, double>> hears_;         // dBm, by the index of the listener and of whom it hears
@@ -76,6 +76,8 @@ void builder::add_radio(const access_point_view& ap, const radio_view& view) {
     radio.band = view.band;
     radio.now = {view.channel, view.bandwidth, view.primary, view.power};
     radio.clients = view.stations.size();
+    radio.steers = !view.locked_for_80211v;
+    radio.vaps = view.vaps;
     if (view.locked_for_dca)
         radio.held = "channel locked";
     else if (!ap.reported)
@@ -163,7 +165,7 @@ void builder::set_power(std::size_t index) {
     domain_radio& radio = model_.radios[index];
     const radio_view& view = *views_[index];
     radio.power = radio.now.power;
-    if (view.locked_for_tpc) return;
+    if (view.locked_for_tpc || limits_.keep_power) return;
     const int low = std::min(view.power_min, view.power_max);
     const int high = std::max(view.power_min, view.power_max);
     double loudest = -1000;
@@ -178,7 +180,7 @@ void builder::set_power(std::size_t index) {
     radio.power = std::clamp(radio.now.power - spare, low, high);
 }
 
-domain_model builder::build() {
+plan_model builder::build() {
     for (const access_point_view& ap : access_points_) {
         if (!ap.reported) model_.silent.push_back(ap.ap_mac);
         for (const radio_view& view : ap.radios)
@@ -214,7 +216,7 @@ std::string text_of(const radio_setup& setup) {
            (setup.bandwidth == 40 ? " " + setup.primary : "") + ", " + std::to_string(setup.power) + " dBm";
 }
 
-domain_model build_model(const std::vector<access_point_view>& access_points, const model_limits& limits) {
+plan_model build_model(const std::vector<access_point_view>& access_points, const model_limits& limits) {
     return builder(access_points, limits).build();
 }
 

@@ -33,11 +33,12 @@ struct access_point_view {
 };
 
 struct model_limits {
-    int min_signal = -70;         // dBm: no client's signal falls below it by the plan
-    int coverage = -70;           // dBm: a radio stays at least this loud at the own radio that hears it best
-    int min_width = 20;           // MHz, where the channels allow it
-    int max_width = 80;           // MHz
-    bool keep_width = false;      // at 5 GHz: as it is now
+    int min_signal = -70;     // dBm: no client's signal falls below it by the plan
+    int coverage = -70;       // dBm: a radio stays at least this loud at the own radio that hears it best
+    int min_width = 20;       // MHz, where the channels allow it
+    int max_width = 80;       // MHz
+    bool keep_width = false;  // at 5 GHz: as it is now
+    bool keep_power = false;
     double width_price = 0.3;     // what halving the width costs, in units of interference
     double channel_price = 0.05;  // of radar channels, and of 2.4 GHz channels other than 1, 6 and 11
 };
@@ -70,12 +71,14 @@ struct domain_radio {
     bool must_move = false;             // the present block is not allowed
     int power = 0;  // the least that the limits allow; above the present one where a client needs it
     std::size_t clients = 0;
+    bool steers = false;  // clients may be asked to roam
+    std::vector<vap_view> vaps;
     std::vector<own_signal> hears;  // by index, ascending
     std::vector<foreign_signal> foreign;
     std::string held;  // why the block may not change; empty when it may
 };
 
-struct domain_model {
+struct plan_model {
     std::vector<domain_radio> radios;
     std::vector<std::string> silent;  // access points without a report
 };
@@ -84,6 +87,6 @@ struct domain_model {
 // point gives the radio; of several the loudest counts. A signal is the mean over the rounds that heard it. Where only
 // one of two heard the other, the path is taken to be the same both ways. Radios that are down are left out; those of
 // an access point without a report keep their channel.
-domain_model build_model(const std::vector<access_point_view>& access_points, const model_limits& limits);
+plan_model build_model(const std::vector<access_point_view>& access_points, const model_limits& limits);
 
 }  // namespace ravd::sim

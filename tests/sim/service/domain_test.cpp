@@ -45,7 +45,7 @@ TEST(DomainModel, KnowsItsOwnRadiosByVapAndByAddressBlock) {
     hears(aps[0], "no address", -50, 6);
     hears(aps[0], "00:1a:2b:00:01:01", -20, 1);  // itself
     aps[2].reported = false;
-    const domain_model model = build_model(aps, {});
+    const plan_model model = build_model(aps, {});
     ASSERT_THAT(model.radios, SizeIs(3));
     ASSERT_THAT(model.radios[0].hears, SizeIs(1));
     EXPECT_EQ(model.radios[0].hears[0].radio, 1u);
@@ -90,7 +90,7 @@ TEST(DomainModel, TakesNothingFromNonsense) {
     aps[2].radios[0].band = 5;
     hears(aps[3], "02:00:00:00:00:01", 2147483647, 2147483647);
     hears(aps[3], "02:00:00:00:00:02", -2147483647, 6);
-    const domain_model model = build_model(aps, {});
+    const plan_model model = build_model(aps, {});
     ASSERT_THAT(model.radios, SizeIs(1));
     EXPECT_THAT(model.radios[0].choices, SizeIs(2));
     EXPECT_TRUE(model.radios[0].must_move);
@@ -98,7 +98,7 @@ TEST(DomainModel, TakesNothingFromNonsense) {
 }
 
 // The total, counted from the definition, without any table.
-double counted(const domain_model& model, const assignment& plan) {
+double counted(const plan_model& model, const assignment& plan) {
     double sum = 0;
     const auto block = [](const radio_setup& s) { return block_of({s.channel, s.bandwidth, s.primary}); };
     const auto part = [&](const channel_block& a, const channel_block& b) {
@@ -125,7 +125,7 @@ TEST(DomainPlan, KeepsItsLimitsInAnyBuilding) {
         std::vector<access_point_view> aps = building_reports(make_building(building_kind::building, 6, seed));
         aps[seed % 6].radios[0].locked_for_dca = true;
         aps[seed % 6].radios[1].locked_for_tpc = true;
-        const domain_model model = build_model(aps, {});
+        const plan_model model = build_model(aps, {});
         const interference costs(model);
         const assignment now = costs.present();
         const assignment forced = forced_changes(costs);
