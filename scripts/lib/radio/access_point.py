@@ -1,4 +1,5 @@
 """A whole access point: two radios, hostapd, the daemon and what stands beside it."""
+from lab.processes import until
 from radio.network import PASSPHRASE, SECURITY, Network, vap
 
 BRIDGE = "br0"
@@ -29,9 +30,18 @@ class AccessPoint(Network):
         await self.must("ip", "addr", "add", self.address, "dev", BRIDGE)
         self.write("/etc/ravd/factory", f"board=lab\nhw=1\nserial={self.name}\nmac={self.mac}\n")
 
+    async def start_hostd(self, *lines):
+        """`lines` go into its configuration file."""
+        self.write("/etc/ravd/hostd.conf", "".join(line + "\n" for line in lines))
+        self.hostd = await self.start("ravd-hostd", "ravd-hostd", "-f", "/etc/ravd/hostd.conf")
+
     async def start_agent(self, service, **keys):
         """`service`: address and port of the radio service. `keys` go into the daemon's configuration."""
         values = {"corvane_service_url": f"ws://{service}/agent", "initial_connection_delay": 1,
                   "max_connection_delay": 2, "ap_location": "lab", "log_level": 7, **keys}
         self.write("/etc/ravd/ravd.conf", "".join(f"{key}={value}\n" for key, value in values.items()))
         self.agent = await self.start("ravd", "ravd", "-f", "/etc/ravd/ravd.conf")
+
+    async def subscribed(self, seconds=60):
+        """Waits until the service accepted the agent, as the marker for other programs says."""
+        await until(lambda: self.exists("/tmp/.corvane-connected"), f"{self.name} is subscribed", seconds)

@@ -1,4 +1,5 @@
 """A station: one radio and wpa_supplicant."""
+import asyncio
 import re
 
 from lab.processes import until
@@ -48,3 +49,11 @@ class Station(Namespace):
         _, output = await self.run("ping", "-c", str(count), "-i", "0.2", "-W", "2", address)
         found = re.search(r"(\d+) received", output)
         return int(found[1]) if found else 0
+
+    async def hear(self, bssid, frequency, seconds=60):
+        """Scans until it knows this BSS."""
+        async def known():
+            await self.wpa_cli("raw", "SCAN", f"freq={frequency}")
+            await asyncio.sleep(1)
+            return bssid in await self.wpa_cli("scan_results")
+        await until(known, f"{self.name} hears {bssid}", seconds)
