@@ -5,9 +5,9 @@ from radio.network import PASSPHRASE, SECURITY, Network, vap
 BRIDGE = "br0"
 
 
-def radio(number, ssid, channel, *lines):
+def radio(number, ssid, channel, *lines, country="US"):
     """hostapd's file of one radio that stations can be steered on."""
-    return vap(f"wlan{number}-va0", ssid, channel, f"bridge={BRIDGE}", "country_code=US", "ieee80211d=1",
+    return vap(f"wlan{number}-va0", ssid, channel, f"bridge={BRIDGE}", f"country_code={country}", "ieee80211d=1",
                "rrm_neighbor_report=1", "bss_transition=1", SECURITY.format(passphrase=PASSPHRASE), *lines)
 
 
@@ -28,12 +28,17 @@ class AccessPoint(Network):
         await self.wire("")
         await self.must("ip", "link", "set", "eth0", "master", BRIDGE)
         await self.must("ip", "addr", "add", self.address, "dev", BRIDGE)
+
+    async def make_interfaces(self):
         self.write("/etc/ravd/factory", f"board=lab\nhw=1\nserial={self.name}\nmac={self.mac}\n")
+        self.write("/etc/ravd/interfaces", "".join(
+            f"wlan{number} {phy}\nwlan{number}-va0\n" for number, (phy, _) in enumerate(self.radios)))
+        await self.must("ravd-hostd", "--setup", "/etc/ravd/interfaces")
 
     async def start_hostd(self, *lines):
         """`lines` go into its configuration file."""
         self.write("/etc/ravd/hostd.conf", "".join(line + "\n" for line in lines))
-        self.hostd = await self.start("ravd-hostd", "ravd-hostd", "-f", "/etc/ravd/hostd.conf")
+        self.hostd = await self.start("ravd-hostd", "ravd-hostd", "--config", "/etc/ravd/hostd.conf")
 
     async def start_agent(self, service, **keys):
         """`service`: address and port of the radio service. `keys` go into the daemon's configuration."""

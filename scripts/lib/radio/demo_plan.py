@@ -1,4 +1,6 @@
 """Subscriptions, scans, and a plan that is carried out on the air."""
+import asyncio
+
 from lab.processes import until
 from radio import air
 from radio.neighbourhood import HOST
@@ -13,10 +15,8 @@ async def begin(stage, place):
                "and wpa_supplicant on simulated radios of the kernel.")
     await place.begin()
     ap1, ap2 = place.aps
-    await place.join("mover", ap1, 0)
-    await place.join("weak", ap1, 0)
-    await place.join("roamer", ap1, 1, key_mgmt="FT-PSK")
-    await place.join("guest", ap2, 1)
+    await asyncio.gather(place.join("mover", ap1, 0), place.join("weak", ap1, 0),
+                         place.join("roamer", ap1, 1, key_mgmt="FT-PSK"), place.join("guest", ap2, 1))
     stage.verify("four stations are connected and their traffic passes")
 
     stage.step("The radio service and both agents start.")

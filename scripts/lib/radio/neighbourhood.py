@@ -1,4 +1,6 @@
 """The place that the demonstration plays in: two access points of one network, two of others, four stations."""
+import asyncio
+
 from lab.processes import check
 from radio.access_point import AccessPoint, radio
 from radio.namespace import must, radios_begin, wire_begin
@@ -17,7 +19,7 @@ RADIOS = 10
 def fast_transition(name, number):
     """hostapd's lines of a VAP whose key holders are still to be handed out."""
     return ("wpa_key_mgmt=WPA-PSK FT-PSK", "mobility_domain=1234", f"nas_identifier={name}-{number}.lab",
-            "ft_over_ds=0", "logger_stdout=-1", "logger_stdout_level=1")
+            "ft_over_ds=0", "logger_stdout=1", "logger_stdout_level=1")
 
 
 class Neighbourhood:
@@ -38,13 +40,17 @@ class Neighbourhood:
         for name, channel in FOREIGN.items():
             security = SECURITY.format(passphrase=PASSPHRASE + " of " + name)
             self.foreign.append(Network(name, [(next(phys), vap("wlan0-va0", name, channel, security))]))
-        for network in (*self.aps, *self.foreign):
-            await network.begin()
-            await network.start_hostapd()
-        for name, number in STATIONS.items():
-            station = self.stations[name] = Station(name, next(phys))
-            await station.begin()
-            await station.must("ip", "addr", "add", f"10.0.0.{number + 10}/24", "dev", "sta0")
+        await asyncio.gather(*(self.on_air(network) for network in (*self.aps, *self.foreign)),
+                             *(self.station_begin(name, next(phys)) for name in STATIONS))
+
+    async def on_air(self, network):
+        await network.begin()
+        await network.start_hostapd()
+
+    async def station_begin(self, name, phy):
+        station = self.stations[name] = Station(name, phy)
+        await station.begin()
+        await station.must("ip", "addr", "add", f"10.0.0.{STATIONS[name] + 10}/24", "dev", "sta0")
 
     async def join(self, name, ap, number, *lines, key_mgmt="WPA-PSK"):
         """A station begins at a radio of an access point."""

@@ -11,7 +11,7 @@ from radio_vm.architecture import ARCHITECTURES, ROOT  # noqa: E402
 from radio_vm.machine import Machine  # noqa: E402
 
 SCENARIOS = os.path.join(ROOT, "tests", "radio")
-TAIL = 40  # lines of each log that a failure shows
+TAIL, FOREIGN_TAIL = 40, 8  # lines of each log that a failure shows: of our programs, of others
 
 
 def options():
@@ -39,8 +39,9 @@ def show_logs(results):
     for path in sorted(glob.glob(os.path.join(results, "*.log"))):
         with open(path, encoding="utf-8", errors="replace") as file:
             lines = file.read().splitlines()
-        print(f"--- {os.path.basename(path)}, the last {min(TAIL, len(lines))} of {len(lines)} lines")
-        print("\n".join(line[:250] for line in lines[-TAIL:]))
+        name = os.path.basename(path)
+        shown = lines[-TAIL if "ravd" in name or name == "service.log" else -FOREIGN_TAIL:]
+        print("\n".join([f"--- {name}, the last {len(shown)} of {len(lines)} lines", *(line[:250] for line in shown)]))
 
 
 def main():
