@@ -59,7 +59,7 @@ void station_book::forget(const mac_octets& mac) {
 }
 
 std::string station_book::roam(const mac_octets& mac, const mac_octets& target) {
-    const std::string reason = leave(mac, "80211v-roam", target);
+    std::string reason = leave(mac, "80211v-roam", target);
     if (!reason.empty()) return reason;
     const scenario_station who = find(mac).one->is;
     for (radio_state& radio : ap_.radios)
