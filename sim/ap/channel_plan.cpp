@@ -74,4 +74,8 @@ std::string sideband_of(std::uint32_t chanspec) {
     return (chanspec & word_sideband_mask) == word_40_upper ? "upper" : "lower";
 }
 
+channel_use use_of(std::uint32_t chanspec) {
+    return {control_channel(chanspec), bandwidth_of(chanspec), sideband_of(chanspec)};
+}
+
 }  // namespace ravd::sim

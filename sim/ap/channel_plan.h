@@ -35,5 +35,6 @@ int bandwidth_of(std::uint32_t chanspec);
 
 // "lower", "upper" or, for other widths, "none".
 std::string sideband_of(std::uint32_t chanspec);
+channel_use use_of(std::uint32_t chanspec);
 
 }  // namespace ravd::sim

@@ -20,10 +20,6 @@ bool sends(const presence& who, const mac_octets& bssid) {
     return false;
 }
 
-channel_use use_of(std::uint32_t chanspec) {
-    return {control_channel(chanspec), bandwidth_of(chanspec), sideband_of(chanspec)};
-}
-
 }  // namespace
 
 void neighbourhood::begin(std::function<void()> changed) {

@@ -63,6 +63,17 @@ json_ptr radio_tree(const access_point& ap, const radio_state& radio) {
     return tree;
 }
 
+json_ptr use_tree(const channel_use& use, int power) {
+    const channel_block covered = block_of(use);
+    json_ptr tree = new_json_object();
+    json_put(tree.get(), "channel", use.channel);
+    json_put(tree.get(), "bandwidth", use.bandwidth);
+    json_put(tree.get(), "low_mhz", covered.low);
+    json_put(tree.get(), "high_mhz", covered.high);
+    json_put(tree.get(), "power", power);
+    return tree;
+}
+
 }  // namespace
 
 std::string state_text(const access_point& ap, bool agent_connected) {
@@ -100,26 +111,37 @@ std::string stations_text(const access_point& ap, const station_book& stations) 
 }
 
 std::string air_text(const access_point& ap, const std::vector<presence>& others) {
-    const antenna own{mac_number(ap.start.base_mac), ap.start.where.value_or(place{})};
-    const json_ptr list = new_json_array();
+    const antenna here{mac_number(ap.start.base_mac), ap.start.where.value_or(place{})};
+    const json_ptr tree = new_json_object();
+    json_ptr points = new_json_array();
     for (const presence& who : others) {
-        json_ptr tree = new_json_object();
-        json_put(tree.get(), "name", who.name);
-        json_put(tree.get(), "base", mac_text(who.base));
-        json_put(tree.get(), "position", place_tree(who.where));
+        json_ptr one = new_json_object();
+        json_put(one.get(), "name", who.name);
+        json_put(one.get(), "base", mac_text(who.base));
+        json_put(one.get(), "position", place_tree(who.where));
         json_ptr radios = new_json_array();
         for (const presence_radio& radio : who.radios) {
-            json_ptr one = new_json_object();
-            json_put(one.get(), "channel", radio.use.channel);
-            json_put(one.get(), "bandwidth", radio.use.bandwidth);
-            json_put(one.get(), "power", radio.power);
-            json_put(one.get(), "rssi", heard_from(ap.start.air, who, radio, own));
-            json_append(radios.get(), std::move(one));
+            json_ptr sent = use_tree(radio.use, radio.power);
+            json_put(sent.get(), "rssi", heard_from(ap.start.air, who, radio, here));
+            json_append(radios.get(), std::move(sent));
         }
-        json_put(tree.get(), "radios", std::move(radios));
-        json_append(list.get(), std::move(tree));
+        json_put(one.get(), "radios", std::move(radios));
+        json_append(points.get(), std::move(one));
     }
-    return json_compact(list.get());
+    json_ptr strangers = new_json_array();
+    for (const scenario_neighbour& stranger : ap.start.neighbours) {
+        json_ptr one = use_tree(stranger.use, stranger.power);
+        json_put(one.get(), "bssid", mac_text(stranger.bssid));
+        json_put(one.get(), "rssi", stranger.rssi);
+        json_append(strangers.get(), std::move(one));
+    }
+    json_ptr own = new_json_array();
+    for (const radio_state& radio : ap.radios)
+        if (radio.up) json_append(own.get(), use_tree(use_of(ap.live_chanspec(radio)), radio.power));
+    json_put(tree.get(), "own", std::move(own));
+    json_put(tree.get(), "access_points", std::move(points));
+    json_put(tree.get(), "strangers", std::move(strangers));
+    return json_compact(tree.get());
 }
 
 std::string neighbours_text(const access_point& ap) {

@@ -62,12 +62,16 @@ std::string stations_view(const access_point& ap, const station_book& stations) 
 
 std::string air_view(const access_point& ap, const std::vector<presence>& others) {
     const antenna own{mac_number(ap.start.base_mac), ap.start.where.value_or(place{})};
-    table all({"access point", "position", "base", "channel", "MHz", "power", "dBm here"});
+    table all({"access point or stranger", "position", "address", "channel", "MHz", "power", "dBm here"});
     for (const presence& who : others)
         for (const presence_radio& radio : who.radios)
             all.add({who.name, place_words(who.where), mac_text(who.base), std::to_string(radio.use.channel),
                      std::to_string(radio.use.bandwidth), std::to_string(radio.power),
                      std::to_string(heard_from(ap.start.air, who, radio, own))});
+    for (const scenario_neighbour& stranger : ap.start.neighbours)
+        all.add({stranger.ssid, stranger.where ? place_words(*stranger.where) : "", mac_text(stranger.bssid),
+                 std::to_string(stranger.use.channel), std::to_string(stranger.use.bandwidth),
+                 std::to_string(stranger.power), std::to_string(stranger.rssi)});
     return all.text();
 }
 

@@ -8,6 +8,13 @@ from lab.processes import Place, Wrong, until
 from lab.programs import AccessPoint, Daemon
 
 
+def disturbance(own, heard):
+    """What a radio hears of one BSS on its own channels, in 1e-9 mW."""
+    shared = min(own["high_mhz"], heard["high_mhz"]) - max(own["low_mhz"], heard["low_mhz"])
+    part = max(shared, 0) / (own["high_mhz"] - own["low_mhz"])
+    return part * 10 ** ((heard["rssi"] + 90) / 10)
+
+
 class Air(Place):
     """The access points of a generated building, as an asynchronous context: `points` and, where agents were asked for,
     `daemons`, in the order of the scenarios. Each has a directory of its own below this one."""
@@ -59,10 +66,25 @@ class Air(Place):
         """All agents have been accepted by their service."""
         await until(lambda: all(daemon.marker() for daemon in self.daemons), "all agents subscribed", seconds)
 
+    async def air_of(self, number):
+        """What an access point sends and hears now: "own", "access_points" and "strangers"."""
+        return json.loads(await self.points[number].tell("show air --json"))
+
     async def heard_by(self, number):
-        """What an access point hears: base address -> its radios, each with channel, bandwidth, power, rssi."""
-        listed = json.loads(await self.points[number].tell("show air --json"))
-        return {one["base"]: one["radios"] for one in listed}
+        """The other access points as one hears them: base address -> its radios, each with channel, power, rssi ..."""
+        return {one["base"]: one["radios"] for one in (await self.air_of(number))["access_points"]}
+
+    async def interference(self):
+        """How much all of them disturb and are disturbed: over every radio, milliwatts heard (in 1e-9) from whatever
+        overlaps with it, by the part of its channels that is covered. (of access points, of strangers)."""
+        sums = [0.0, 0.0]
+        for number in range(len(self.points)):
+            air = await self.air_of(number)
+            others = [radio for one in air["access_points"] for radio in one["radios"]]
+            for own in air["own"]:
+                for kind, heard in enumerate((others, air["strangers"])):
+                    sums[kind] += sum(disturbance(own, one) for one in heard)
+        return tuple(sums)
 
     async def all_hear(self, seconds=60):
         """Everybody knows of everybody who runs."""
