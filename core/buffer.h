@@ -24,6 +24,9 @@ struct buffer_info_t {
     char* append(const char* src, std::size_t len);
 
     std::string_view text() const { return {data ? data : "", size}; }
+
+  private:
+    std::size_t room_ = 0;  // bytes behind `data`, where append() took them
 };
 
 std::shared_ptr<buffer_info_t> make_buffer();

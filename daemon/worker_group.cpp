@@ -47,7 +47,7 @@ void worker_group::start(abstract_worker& worker) {
         fatal_exit();
     }
     control_.ask_also(worker);
-    ++started_;
+    started_.push_back(&worker);
 }
 
 // Until a thread ends, a signal comes, somebody asks for something or `limit` is over.
@@ -68,12 +68,15 @@ void worker_group::wait_for_event(const timespec* limit) {
 }
 
 void worker_group::wait() {
-    while (ended_ < started_ && !stop_requested())
+    while (ended_ < started_.size() && !stop_requested())
         wait_for_event(nullptr);
     const std::int64_t deadline = monotonic_ms() + thread_limit_ms;
     end_process_after(process_limit_ms);
     log_stop_signal();
-    while (ended_ < started_) {
+    // They wait for what they move, not for the run flag. Past overrides, which wake only who waits already.
+    for (abstract_worker* worker : started_)
+        worker->abstract_worker::wake();
+    while (ended_ < started_.size()) {
         const std::int64_t left = deadline - monotonic_ms();
         if (left <= 0) {
             log_error(process_log, "A worker is stuck, the process ends without it\n");

@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <vector>
 
 #include "core/worker.h"
 #include "daemon/control_server.h"
@@ -33,7 +34,7 @@ class worker_group {
 
     control_server& control_;
     unique_fd ended_fd_;  // event descriptor: counts the threads that ended
-    std::uint64_t started_ = 0;
+    std::vector<abstract_worker*> started_;
     std::uint64_t ended_ = 0;
     sigset_t waiting_mask_;
 };

@@ -16,6 +16,16 @@
 namespace ravd::sys {
 namespace {
 
+// Bytes up to the last that is not zero. Most of a record is never touched: its pages are compared whole.
+std::size_t used_bytes(const char* block, std::size_t size) {
+    static constexpr char zeros[4096] = {};
+    while (size >= sizeof zeros && std::memcmp(block + size - sizeof zeros, zeros, sizeof zeros) == 0)
+        size -= sizeof zeros;
+    while (size > 0 && block[size - 1] == '\0')
+        --size;
+    return size;
+}
+
 // Waits as long as the access point lets it: a driver call that hangs must be able to hang here too.
 bool exchange(const sim::radio_request& request, sim::radio_reply& reply) {
     const unique_fd radio = sim::connect_unix(device_path("/") + sim::radio_socket_name);
@@ -44,9 +54,7 @@ int wireless_ioctl(int sock, unsigned long request, iwreq* req) {
     }
     auto* block = static_cast<char*>(req->u.data.pointer);
     const std::size_t capacity = block ? sim::block_capacity(req->u.data.length) : 0;
-    std::size_t used = capacity;
-    while (used > 0 && block[used - 1] == '\0')
-        --used;
+    const std::size_t used = used_bytes(block, capacity);
 
     sim::radio_request message;
     message.number = static_cast<std::uint32_t>(request);
