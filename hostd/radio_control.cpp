@@ -86,7 +86,8 @@ std::string radio_control::go_to(const channel_use& use, bool& changed) {
     const channel_use current = current_channel();
     if (announced_.channel == 0 && same_channel(current, use)) return {};
     // hostapd would be left with the other band's rates.
-    if (current.channel != 0 && (current.channel <= 14) != (use.channel <= 14)) return "that is not the radio's band";
+    if (current.channel != 0 && use.channel != 0 && (current.channel <= 14) != (use.channel <= 14))
+        return "that is not the radio's band";
     const auto info = phy();
     if (!info) return name_ + " is not there";
     std::string reason;

@@ -1,9 +1,12 @@
-# Debian packages: `cpack -G DEB` in a release build's directory writes ravd_*.deb and ravd-lab_*.deb.
+# Debian packages: `cpack -G DEB` in a release build's directory writes ravd_*.deb, ravd-lab_*.deb and ravd-hostd_*.deb.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ravd)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "The ravd authors <ravd@ravd.invalid>")
 set(CPACK_COMPONENTS_ALL device lab)
+if(TARGET ravd-hostd)
+    list(APPEND CPACK_COMPONENTS_ALL host)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_INSTALL_PREFIX /usr)
@@ -35,9 +38,24 @@ if(RAVD_CONSOLE)
     string(APPEND CPACK_DEBIAN_LAB_PACKAGE_DEPENDS ", libjs-chart.js")
 endif()
 
+set(CPACK_DEBIAN_HOST_PACKAGE_NAME ravd-hostd)
+set(CPACK_DEBIAN_HOST_DESCRIPTION "ravd on an access point of hostapd and mainline drivers
+Configuration service and network daemon for the agent ravd: answers from
+hostapd and the kernel, applies channel, power and key holders without losing
+clients, tells of clients and of hostapd's life, and makes the interfaces.")
+set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "ravd (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_HOST_PACKAGE_SUGGESTS "hostapd, iw")
+set(host_scripts ${CMAKE_CURRENT_SOURCE_DIR}/debian/ravd-hostd)
+set(CPACK_DEBIAN_HOST_PACKAGE_CONTROL_EXTRA
+    ${host_scripts}/conffiles ${host_scripts}/postinst ${host_scripts}/prerm ${host_scripts}/postrm)
+
 # What each Debian package says of itself: changes and licence.
 string(TIMESTAMP date "%a, %d %b %Y 00:00:00 +0000" UTC)
-foreach(pair "device;ravd" "lab;ravd-lab")
+set(packages "device\;ravd" "lab\;ravd-lab")
+if(TARGET ravd-hostd)
+    list(APPEND packages "host\;ravd-hostd")
+endif()
+foreach(pair IN LISTS packages)
     list(GET pair 0 component)
     list(GET pair 1 package)
     configure_file(debian/changelog.in ${package}.changelog @ONLY)

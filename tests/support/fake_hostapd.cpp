@@ -54,6 +54,7 @@ fake_hostapd& fake_hostapd::get() {
 void fake_hostapd::reset() {
     on_request = nullptr;
     hangs = false;
+    process = getpid();
     requests.clear();
     interfaces_.clear();
 }
@@ -89,6 +90,7 @@ hostapd_result hostapd_control::request(const std::string& text, std::string& re
     reply.clear();
     const std::string name = testing::name_of(path_);
     if (fake_hostapd::get().life_of(name) == 0) return hostapd_result::absent;
+    process_ = fake_hostapd::get().process;
     return testing::exchange(name, text, reply, timeout_ms);
 }
 

@@ -29,10 +29,14 @@ class fake_hostapd {
     std::function<std::string(const std::string& interface_name, const std::string& request)> on_request;
     // Reads and never answers.
     bool hangs = false;
+    // Its process, as who asks is told; this one.
+    int process;
 
     std::vector<std::string> requests;  // "INTERFACE REQUEST", but for PING and ATTACH
 
   private:
+    fake_hostapd() { reset(); }
+
     std::map<std::string, int> interfaces_;
     int lives_ = 0;
 };
