@@ -40,8 +40,8 @@ class Stage(Place):
         return daemon
 
 
-async def perform(story):
-    async with Stage() as stage:
+async def perform(story, kind):
+    async with kind() as stage:
         try:
             await story(stage)
         except (AssertionError, OSError) as reason:
@@ -56,7 +56,7 @@ async def perform(story):
     return 0
 
 
-def play(build, story):
-    """Runs a story on a stage. The exit status of the demonstration."""
+def play(build, story, kind=Stage):
+    """Runs a story on a stage of that kind. The exit status of the demonstration."""
     Build.directory = build
-    return asyncio.run(perform(story))
+    return asyncio.run(perform(story, kind))
