@@ -70,9 +70,15 @@ async def every_reader():
         audit = file.read()
     faults = []
     async with Building() as building, Browser(building.directory) as browser:
-        await building.replay(write_log(building.path("run.jsonl"), 8, 12))
+        log = write_log(building.path("run.jsonl"), 8, 12)
+        with open(log, "a", encoding="utf-8") as file:  # one is lost, one broke the protocol
+            file.write('{"time":"2026-03-02T08:12:00.000Z","agent":2,"event":"closed by the agent"}\n'
+                       '{"time":"2026-03-02T08:12:00.000Z","agent":3,"event":"violation: radios: missing"}\n')
+        await building.replay(log)
         await browser.open(building.page)
         await at_the_end(browser)
+        await browser.see(".state", "lost")
+        await browser.see(".domain .badge")
         for width, height, dark in ((1360, 860, False), (1360, 860, True), (360, 740, False), (3840, 2160, True)):
             browser.resize(width, height)
             browser.scheme(dark)
