@@ -113,7 +113,8 @@ void rollout::stage_over(double now) {
 
 void rollout::time_out(double now) {
     for (const pending& one : waiting_) {
-        const std::string what = one.order->ap_mac + ": " + missing_of(*one.order, world_.radios_of(one.order->ap_mac));
+        const std::string missing = missing_of(*one.order, world_.radios_of(one.order->ap_mac));
+        const std::string what = one.order->ap_mac + ": " + (missing.empty() ? "does not answer" : missing);
         say_("within " + std::to_string(static_cast<int>(settings_.timeout)) + " s, " + what);
         if (fault_.empty()) fault_ = what;
     }
