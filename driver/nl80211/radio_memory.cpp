@@ -9,6 +9,14 @@
 #include "platform/system.h"
 
 namespace ravd {
+namespace {
+
+// Where hostapd's sockets lie, as its pid file does.
+constexpr const char* hostapd_sockets = "/var/run/hostapd";
+
+}  // namespace
+
+vap_memory::vap_memory(const std::string& name) : hostapd(name, sys::device_path(hostapd_sockets)) {}
 
 nl80211_port* radio_memory::port() {
     if (port_) return port_.get();

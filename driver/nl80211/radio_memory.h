@@ -36,7 +36,7 @@ struct station_memory {
 };
 
 struct vap_memory {
-    explicit vap_memory(const std::string& name) : hostapd(name) {}
+    explicit vap_memory(const std::string& name);
 
     hostapd_control hostapd;
     std::map<MacAddr, station_memory> stations;

@@ -219,7 +219,7 @@ void check_vap(driver_realtek& driver, const vap_record& vap, radio_driver kind,
         return true;
     }));
     if (kind == radio_driver::nl80211) {
-        found.push_back(check_writable("/run/hostapd/" + vap.name));
+        found.push_back(check_writable("/var/run/hostapd/" + vap.name));
         return;
     }
     const bool wifi6 = kind == radio_driver::rtk_wifi6;
