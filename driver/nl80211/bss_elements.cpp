@@ -72,7 +72,7 @@ bss_description describe_bss(const std::uint8_t* elements, std::size_t length, s
     if (!block) block = ht_block(find(ht_operation, ht_operation_length), channel);
     if (block) bss.block = *block;
     if (const std::uint8_t* report = find(tpc_report, tpc_report_length))
-        bss.tx_power = static_cast<std::int8_t>(report[0]);
+        bss.tx_power = report[0] < 128 ? report[0] : report[0] - 256;
     return bss;
 }
 

@@ -84,7 +84,7 @@ const char* text_of(hostapd_result result) { return result == hostapd_result::ab
 
 hostapd_control::hostapd_control(const std::string& interface_name, const std::string& directory)
     : path_(directory + "/" + interface_name) {}
-hostapd_control::~hostapd_control() = default;
+hostapd_control::~hostapd_control() { delete connection_; }  // never made here
 
 hostapd_result hostapd_control::request(const std::string& text, std::string& reply, int timeout_ms) {
     reply.clear();
