@@ -70,6 +70,11 @@ const argument_row rows[] = {
     {"refuse", "code", "number", -long_time, long_time, nullptr, false, true, nullptr, "503"},
     {"refuse", "how-long", "choice", 0, 0, "always", false, true, nullptr, nullptr},
     {"domain", "name", "text", 0, 0, nullptr, false, true, nullptr, nullptr},
+    {"plan", "step", "choice", 0, 0, "propose scan apply undo status neighbours balance json", false, true, nullptr,
+     "propose"},
+    {"plan", "max-changes", "number", 0, 100000, nullptr, false, false, nullptr, "0: as many as are worth it"},
+    {"plan", "width", "text", 0, 0, nullptr, false, false, nullptr, "MHz: any, keep, or one, as in 40"},
+    {"plan", "min-gain", "text", 0, 0, nullptr, false, false, nullptr, "what a change has to gain"},
     {"config-object", "members", "json", 0, 0, nullptr, false, true, nullptr, nullptr},
 };
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "sim/console/page_orders.h"
+#include "sim/console/plan_frame.h"
 #include "sim/service/clock.h"
 
 namespace ravd::sim {
@@ -11,15 +12,28 @@ namespace {
 
 constexpr std::size_t reports_kept = 40000;
 constexpr std::size_t points_kept = 60;  // of each client
+constexpr std::int64_t plan_interval_ms = 100;
 
 }  // namespace
 
 live_console::live_console(lab& service)
     : service_(service), loads_(reports_kept), clients_(points_kept), hub_(service.loop(), *this) {
     service_.observe(this);
+    service_.planner().watch([this] { plan_changed(); });
 }
 
-live_console::~live_console() { service_.observe(nullptr); }
+live_console::~live_console() {
+    service_.observe(nullptr);
+    service_.planner().watch(nullptr);
+}
+
+void live_console::plan_changed() {
+    if (std::exchange(plan_due_, true)) return;
+    service_.loop().after(plan_interval_ms, [this] {
+        plan_due_ = false;
+        hub_.broadcast(plan_frame(service_.planner().session(), domain_));
+    });
+}
 
 void live_console::logged(const log_entry& entry) {
     const std::uint64_t seq = entries_.next();
@@ -31,6 +45,8 @@ void live_console::logged(const log_entry& entry) {
     if (who && entry.what == log_entry::kind::received && json_member(entry.message, "radios"))
         clients_.add(who->id, who->radios, entry.time_ms);
     hub_.entry(head, change);
+    // Which of the plan's changes the radios show by now.
+    if (change.agent && !service_.planner().session().at_rest()) plan_changed();
     entries_.add(std::move(head), std::string(entry.line));
 }
 
@@ -44,9 +60,10 @@ link_state live_console::link(unsigned agent) {
     return {link.mute, link.reading};
 }
 
-json_ptr live_console::last_frame() { return nullptr; }
+json_ptr live_console::last_frame() { return plan_frame(service_.planner().session(), domain_); }
 
 json_ptr live_console::answer(const std::string& type, json_object* request, std::string& error) {
+    if (type == "plan") return answer_plan(service_.planner(), request, error);
     const no_files page;  // whoever looks need not be the one who runs the service
     std::vector<unsigned> agents;
     if (!asked_agents(service_, request, agents, error)) return nullptr;

@@ -31,7 +31,11 @@ class live_console : public log_listener, public page_source {
     json_ptr answer(const std::string& type, json_object* request, std::string& error) override;
 
   private:
+    // The page is told, soon.
+    void plan_changed();
+
     lab& service_;
+    bool plan_due_ = false;
     domain_model domain_;
     memory_entries entries_;
     load_history loads_;
