@@ -18,9 +18,9 @@ void take_flag(json_object* settings, const char* key, int& flag) {
 const char* const primary_names[] = {"none", "lower", "upper", "ll", "lu", "ul", "uu"};
 
 std::uint8_t primary_index(const std::string& name) {
-    for (std::uint8_t i = 0; i < std::size(primary_names); ++i)
-        if (name == primary_names[i]) return i;
-    return 0;
+    const auto found = std::find(std::begin(primary_names), std::end(primary_names), name);
+    return found == std::end(primary_names) ? std::uint8_t{0}
+                                            : static_cast<std::uint8_t>(found - std::begin(primary_names));
 }
 
 int digit_value(char c) {
@@ -87,8 +87,8 @@ scan_report make_report(std::int64_t time_ms, const std::vector<radio_view>& rad
         entry.last_round = one.round;
     }
     report.heard.reserve(by_bssid.size());
-    for (auto& entry : by_bssid)
-        report.heard.push_back(std::move(entry.second.bss));
+    for (const auto& entry : by_bssid)
+        report.heard.push_back(entry.second.bss);
     std::stable_sort(report.heard.begin(), report.heard.end(),
                      [](const heard_bss& a, const heard_bss& b) { return a.rssi > b.rssi; });
     return report;

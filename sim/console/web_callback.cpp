@@ -10,8 +10,6 @@ namespace {
 using state = web_server::state;
 using session = web_server::session;
 
-constexpr std::size_t piece_size = 32 * 1024;
-
 std::string header(lws* wsi, lws_token_indexes which) {
     char text[512] = "";
     return lws_hdr_copy(wsi, text, sizeof text, which) > 0 ? text : "";
