@@ -63,13 +63,14 @@ void web_files::scan(const std::string& directory, const std::string& prefix, in
     while (const dirent* entry = readdir(entries.get())) {
         const std::string name = entry->d_name;
         if (!plain_name(name) || files_.size() >= file_limit) continue;
-        const std::string path = directory + "/" + name;
+        std::string path = directory;
+        path.append("/").append(name);
         std::string url = prefix;
-        url += name;
+        url.append(name);
         struct stat facts = {};
         if (stat(path.c_str(), &facts) != 0) continue;
         if (S_ISDIR(facts.st_mode))
-            scan(path, url + "/", depth + 1);
+            scan(path, url.append("/"), depth + 1);
         else
             add(url, path);
     }
