@@ -9,10 +9,11 @@ from lab.programs import AccessPoint, Daemon
 
 
 def disturbance(own, heard):
-    """What a radio hears of one BSS on its own channels, in 1e-9 mW."""
+    """What a radio hears of one BSS on its own channels: 0 (-95 dBm or less) to 1 (-35 dBm or more), by the part of them
+    that is covered."""
     shared = min(own["high_mhz"], heard["high_mhz"]) - max(own["low_mhz"], heard["low_mhz"])
     part = max(shared, 0) / (own["high_mhz"] - own["low_mhz"])
-    return part * 10 ** ((heard["rssi"] + 90) / 10)
+    return part * min(max((heard["rssi"] + 95) / 60, 0), 1)
 
 
 class Air(Place):
@@ -75,8 +76,7 @@ class Air(Place):
         return {one["base"]: one["radios"] for one in (await self.air_of(number))["access_points"]}
 
     async def interference(self):
-        """How much all of them disturb and are disturbed: over every radio, milliwatts heard (in 1e-9) from whatever
-        overlaps with it, by the part of its channels that is covered. (of access points, of strangers)."""
+        """The sum over every radio of what disturbs it now: (of access points, of strangers)."""
         sums = [0.0, 0.0]
         for number in range(len(self.points)):
             air = await self.air_of(number)
