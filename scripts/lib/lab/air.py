@@ -16,6 +16,18 @@ def disturbance(own, heard):
     return part * min(max((heard["rssi"] + 95) / 60, 0), 1)
 
 
+async def generate(place, what, seed):
+    """The scenarios of a building, as ravd-sim-ap makes them, to be changed before the start."""
+    status, printed = await place.run("ravd-sim-ap", "--generate", what, "--seed", str(seed), place.path("s"))
+    if status != 0:
+        raise Wrong(printed)
+    scenarios = []
+    for path in sorted(glob.glob(place.path("s") + "/ap-*.json")):
+        with open(path, encoding="utf-8") as file:
+            scenarios.append(json.load(file))
+    return scenarios
+
+
 class Air(Place):
     """The access points of a generated building, as an asynchronous context: `points` and, where agents were asked for,
     `daemons`, in the order of the scenarios. Each has a directory of its own below this one."""
@@ -34,13 +46,7 @@ class Air(Place):
 
     async def begin(self, *options):
         """Generates the scenarios and starts all access points. `options` are ravd-sim-ap's."""
-        status, printed = await self.run("ravd-sim-ap", "--generate", self.what, "--seed", str(self.seed),
-                                         self.path("s"))
-        if status != 0:
-            raise Wrong(printed)
-        for number, path in enumerate(sorted(glob.glob(self.path("s") + "/ap-*.json"))):
-            with open(path, encoding="utf-8") as file:
-                scenario = json.load(file)
+        for number, scenario in enumerate(await generate(self, self.what, self.seed)):
             self.change(scenario, number)
             self.scenarios.append(scenario)
             directory = self.path(f"{number:03}")

@@ -1,10 +1,9 @@
 """A building: simulated access points in one air, each with its daemon, beside one service with the console."""
 import asyncio
-import glob
-import json
 import os
 
-from lab.processes import Place, check
+from lab.air import generate
+from lab.processes import Place
 from lab.programs import AccessPoint, Daemon
 
 
@@ -22,14 +21,7 @@ class Building(Place):
 
     async def scenarios(self, kind, seed=7):
         """What "office:8" and the like generate, to be changed before the start."""
-        directory = self.path("plans")
-        status, said = await self.run("ravd-sim-ap", "--generate", kind, "--seed", str(seed), directory)
-        check(status == 0, said)
-        found = []
-        for path in sorted(glob.glob(directory + "/*.json")):
-            with open(path, encoding="utf-8") as file:
-                found.append(json.load(file))
-        return found
+        return await generate(self, kind, seed)
 
     async def room(self, number, scenario, speed=20, **keys):
         """An access point and its daemon, which has the access point as `ap`."""

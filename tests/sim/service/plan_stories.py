@@ -88,10 +88,13 @@ async def a_house_is_planned_verified_and_taken_back():
         check(plan["state"] == "proposed" and not plan["silent"] and len(plan["radios"]) == 16, plan)
         check(plan["after"]["total"] < 0.75 * plan["before"]["total"], plan["before"], plan["after"])
         check(await house.settings() == before, "a proposal changes nothing")
+        disturbed = sum(await air.interference())
         await service.command("plan apply")
         plan = await house.reach("applied", "undone", "failed")
         check(plan["state"] == "applied" and plan["why"].startswith("verified"), plan["text"])
         check(await house.settings() == {**before, **planned_settings(plan)}, await house.settings(), plan)
+        # Not by the service's own account: what the air itself holds.
+        check(sum(await air.interference()) < 0.75 * disturbed, disturbed, await air.interference())
         # Who hears others has been told of them.
         check(await air.points[0].neighbours("wlan0-va0", "standard"), "no 802.11k list")
         await service.command("plan undo")
