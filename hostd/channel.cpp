@@ -86,7 +86,7 @@ std::string channel_switch_order(const channel_use& use, const phy_info& phy, co
     const std::uint32_t primary = frequency_of_channel(use.channel);
     const phy_channel* channel = primary == 0 ? nullptr : find(phy, primary, band);
     reason = primary == 0 ? "there is no channel " + std::to_string(use.channel) : refusal(channel, primary);
-    if (reason.empty()) reason = width_refusal(use, *band, *channel, modes);
+    if (reason.empty() && band && channel) reason = width_refusal(use, *band, *channel, modes);
     if (!reason.empty()) return {};
     const std::uint32_t parts = use.width / 20;
     // The lowest one may lie outside the band: then there is no channel at its frequency.

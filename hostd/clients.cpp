@@ -15,7 +15,7 @@ constexpr std::int64_t transition_ms = 30000;
 // "KEY=TEXT" among the words of an event.
 std::string word_value(const std::vector<std::string>& words, const char* key) {
     for (const std::string& word : words) {
-        const std::string value = line_value(word, key);
+        std::string value = line_value(word, key);
         if (!value.empty()) return value;
     }
     return {};

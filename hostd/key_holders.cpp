@@ -105,7 +105,7 @@ std::string key_holders::set_remotes(vap& target, state& held, bool& changed) {
         }
         if (monotonic_ms() > end_ms) return too_slow;
         const std::string request = withdrawal(target.name(), one->first);
-        const std::string reason = request.empty() ? "no random numbers" : order(target, request);
+        std::string reason = request.empty() ? "no random numbers" : order(target, request);
         if (!reason.empty()) return reason;
         one = known.erase(one);
         changed = true;
@@ -116,7 +116,7 @@ std::string key_holders::set_remotes(vap& target, state& held, bool& changed) {
         if (monotonic_ms() > end_ms) return too_slow;
         std::string request = "SET ";
         request.append(what.first).append(" ").append(what.second).append(" ").append(key);
-        const std::string reason = order(target, request);
+        std::string reason = order(target, request);
         if (!reason.empty()) return reason;
         known[what] = key;
         changed = true;

@@ -73,6 +73,11 @@ channel_use radio_control::configured_channel() const {
 void radio_control::hostapd_started() {
     announced_ = {};
     began_ = current_channel();
+    const channel_use configured = configured_channel();
+    // What another ravd-hostd ordered that was killed: a reset has to undo it.
+    if (first_ && ordered_.channel == 0 && began_.channel != 0 && began_.channel != configured.channel)
+        ordered_ = began_;
+    first_ = false;
     bool changed = false;
     if (ordered_.channel == 0) return;
     const std::string reason = go_to(ordered_, changed);
@@ -139,12 +144,12 @@ std::string radio_control::update(const radio_order& order, bool& changed) {
             return "a power of " + order.power + " is outside the radio's limits";
     }
     if (moves) {
-        const std::string reason = go_to(use, changed);
+        std::string reason = go_to(use, changed);
         if (!reason.empty()) return reason;
         ordered_ = use;
     }
     if (power) {
-        const std::string reason = set_power(power);
+        std::string reason = set_power(power);
         if (!reason.empty()) return reason;
         changed = changed || ordered_power_ != power;
         ordered_power_ = power;

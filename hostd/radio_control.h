@@ -62,6 +62,7 @@ class radio_control {
     const vap_table& vaps_;
     const hostapd_config& hostapd_;
     const settings& own_;
+    bool first_ = true;    // hostapd was not seen yet
     channel_use began_;    // where hostapd began; for a channel that it chose itself
     channel_use ordered_;  // 0: none
     std::optional<int> ordered_power_;

@@ -129,7 +129,7 @@ class hostd_test : public ::testing::Test {
     hostd_test() {
         hostapd.reset();
         for (const char* radio : {"wlan0", "wlan1"})
-            kernel.make(radio, radio[4] - '0', wireless_type::station);
+            kernel.make(radio, radio[4] == '0' ? 0 : 1, wireless_type::station);
         kernel.make("wlan0-va0", 0, wireless_type::access_point);
         kernel.make("wlan1-va0", 1, wireless_type::access_point);
         system.write_file("/etc/hostapd.conf",

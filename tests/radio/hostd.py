@@ -1,6 +1,7 @@
 """ravd-hostd between the daemon, hostapd and the kernel: interfaces, channel, power, key holders, life, clients."""
 import asyncio
 import json
+import signal
 
 from lab.processes import check, until
 from radio.access_point import AccessPoint, radio
@@ -99,14 +100,50 @@ async def fast_roam(first, second, station):
     answers = [await ap.call(6, **{"command": "update-corvane-fbt", "wlan0-va0": holders(own, other)})
                for ap, own, other in ((first, 1, 2), (second, 2, 1))]
     check(all(answer["status"] == "ok" for answer in answers), "key holders", answers)
+    check("RELOAD" not in "".join(second.hostd.lines), "key holders as configured need no reload")
     target = await second.bssid(0)
-    print(await station.wpa_cli("roam", target))
-    await station.connected(target)
+
+    async def there():
+        # A station that got no answer in time ignores the target for 10 s.
+        await station.run("wpa_cli", "-p", "/var/run/wpa", "-i", "sta0", "roam", target)
+        await asyncio.sleep(3)
+        return (await station.status()).get("bssid") == target
+    await until(there, "the station roams", 90)
     await second.has_station(0, station.address)
-    text = "".join(second.hostapd.lines)
-    print("roamed; AP says:", [line for line in second.hostapd.lines if station.address in line and "FT" in line][:4])
-    check("AKMSuiteSelector=00-0f-ac-4" in await second.hostapd_cli(0, "sta", station.address), "FT-PSK at the second")
-    return text
+    await second.hostd.line(f"wlan0-va0: {station.address} auth")
+    check("AKMSuiteSelector=00-0f-ac-4" in await second.hostapd_cli(0, "sta", station.address), "it came by FT")
+    print("a station roamed by fast transition with the key holders that were handed out")
+
+
+async def lives_of_hostapd(ap):
+    """Killed, stopped for a while and back; what was ordered holds."""
+    check((await ap.update("wlan0", channel=11, bandwidth=20, tx_power=8))["status"] == "ok", "channel 11, 8 dBm")
+    await ap.on("wlan0-va0", "channel 11 ")
+    mark = ap.hostd.mark()
+    ap.hostapd.process.kill()
+    await ap.hostapd.ended(60)
+    await until(lambda: not ap.exists("/var/run/hostapd.pid"), "the pid file of a killed hostapd goes", 30)
+    await ap.start_hostapd()
+    await ap.hostd.line("VAPs on the air", mark, 60)
+    check(ap.exists("/var/run/hostapd.pid"), "a pid file")
+    await ap.on("wlan0-va0", "channel 11 ")
+    check(await ap.kernel("wlan0-va0", "txpower") == "txpower 8.00 dBm", "its power holds")
+    ap.hostapd.process.send_signal(signal.SIGSTOP)
+    answer = await ap.update("wlan1", channel=44)
+    check(answer["status"] == "error" and "answer" in answer["reason"], "an order to a hostapd that is stopped", answer)
+    check(await ap.get("/interface/wlan0-va0/vap/ssid") == "office", "the configuration is told all the same")
+    ap.hostapd.process.send_signal(signal.SIGCONT)
+
+    async def answers():
+        return (await ap.update("wlan1", channel=44, bandwidth=20))["status"] == "ok"
+    await until(answers, "hostapd takes orders again", 30)
+    await ap.on("wlan1-va0", "channel 44 ")
+    ap.hostd.process.terminate()
+    check(await ap.hostd.ended(30) == 0, "an orderly end")
+    await ap.on("wlan0-va0", "channel 6 ")
+    await ap.on("wlan1-va0", "channel 36 ")
+    check(await ap.kernel("wlan0-va0", "txpower") != "txpower 8.00 dBm", "power is automatic again")
+    print("hostapd was killed and stopped; what was ordered held, and went with ravd-hostd")
 
 
 async def main():
@@ -139,9 +176,11 @@ async def main():
         await channel_and_power(first, station)
         await service.begin()
         await first.start_agent(service.address)
-        await service.program.line("connected", seconds=60)
+        await service.program.line("subscribed", seconds=60)
+        print("the agent subscribed")
         await station.wpa_cli("set_network", "0", "bssid", "any")
         await fast_roam(first, second, station)
+        await lives_of_hostapd(first)
     finally:
         await station.end()
         for ap in aps:
