@@ -1,8 +1,10 @@
 #include "sim/ap/control.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "platform/monotonic.h"
+#include "sim/common/completion.h"
 #include "sim/common/json.h"
 #include "sim/common/text.h"
 #include "tools/common/number.h"
@@ -30,7 +32,7 @@ const std::vector<control::command>& control::commands() {
          &control::run_hostapd},
         {"station", "join MAC VAP [RSSI] [no-v] [stays] | leave MAC [EVENT] | roam MAC BSSID | move MAC X Y FLOOR",
          "a station comes, goes or moves", &control::run_station},
-        {"radio", "0|1 up | down | coex on | coex off", "an interface, and 20/40 MHz coexistence", &control::run_radio},
+        {"radio", "0|1 up|down | 0|1 coex on|off", "an interface, and 20/40 MHz coexistence", &control::run_radio},
         {"config", "set PATH TEXT | get PATH | remove PATH", "settings, as an administrator changes them",
          &control::run_config},
         {"fault", "TARGET KIND [VALUE] [on IFNAME] [times N] | list | clear [TARGET]",
@@ -63,6 +65,34 @@ std::string control::run(const std::string& line) {
     if (given.empty()) return error("an empty line");
     if (const command* known = find(verb)) return (this->*known->run)(given);
     return unknown(verb);
+}
+
+std::vector<std::string> control::what_fits(const std::string& before) const {
+    words typed;
+    std::istringstream rest(before);
+    for (std::string word; rest >> word;)
+        typed.push_back(word);
+    if (typed.empty()) return command_words();
+    const command* known = find(typed.front());
+    typed.erase(typed.begin());
+    return known ? completions(known->usage, typed, "", [this](const std::string& kind) { return things_of(kind); })
+                 : words();
+}
+
+control::words control::things_of(const std::string& kind) const {
+    words found;
+    if (kind == "COMMAND") return command_words();
+    if (kind == "TARGET") return {"any", "iwpriv", "wpa_cli", "config", "porterd"};
+    if (kind == "KIND") return {"hang", "fail", "late", "count", "length", "garbage", "silent", "empty", "dead"};
+    for (const radio_state& radio : used_.ap.radios) {
+        if (kind == "IFNAME") found.push_back(radio.name);
+        for (const vap_state& vap : radio.vaps) {
+            if (kind == "VAP" || kind == "IFNAME") found.push_back(vap.name);
+            for (const station& one : vap.stations)
+                if (kind == "MAC") found.push_back(mac_text(one.is.mac));
+        }
+    }
+    return found;
 }
 
 std::vector<std::string> control::command_words() {

@@ -32,6 +32,8 @@ class control {
         : used_(used), faults_changed_(std::move(faults_changed)), config_changed_(std::move(config_changed)) {}
 
     static std::vector<std::string> command_words();
+    // What may stand behind what is typed already: words, interfaces, stations.
+    std::vector<std::string> what_fits(const std::string& before) const;
     // Carries out one line. The answer has no line end.
     std::string run(const std::string& line);
 
@@ -56,6 +58,7 @@ class control {
         const char* help;
         std::string (control::*run)(const words&);
     };
+    words things_of(const std::string& kind) const;
     static const std::vector<command>& commands();
     static const command* find(const std::string& word);
     static std::string unknown(const std::string& verb);

@@ -175,7 +175,7 @@ bool simulator::body::open(std::string& reason) {
         !control_lines_.listen_on(options_.directory + "/control.sock", reason))
         return false;
     watch_signals();
-    control_lines_.read_standard_input("> ", control::command_words());
+    control_lines_.read_standard_input("> ", [this](const std::string& before) { return control_.what_fits(before); });
     if (!options_.air.empty() && !join_air(reason)) return false;
     if (options_.hostapd_at_start) hostapd_.start();
     stations_.settle(false);  // they were there before us

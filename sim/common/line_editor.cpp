@@ -3,6 +3,7 @@
 #include <editline/readline.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -16,7 +17,8 @@ namespace {
 struct editing {
     std::string prompt;
     bool line_over = false;  // the library waits to be set up for the next one
-    std::vector<std::string> words;
+    completer complete;
+    std::vector<std::string> found;  // by the last completion
     std::function<void(const std::string&)> line;
     std::function<void()> ended;
 };
@@ -25,15 +27,26 @@ editing* current = nullptr;
 char* next_match(const char* text, int state) {
     static std::size_t at = 0;
     if (state == 0) at = 0;
-    while (current && at < current->words.size()) {
-        const std::string& word = current->words[at++];
+    while (current && at < current->found.size()) {
+        const std::string& word = current->found[at++];
         if (word.compare(0, std::strlen(text), text) == 0) return strdup(word.c_str());
     }
     return nullptr;
 }
 
-// Without a match the library completes file names, which some commands take.
-char** complete(const char* text, int, int) { return rl_completion_matches(text, next_match); }
+// Without anything that is known to fit the library completes file names, which some commands take.
+char** complete(const char* text, int start, int) {
+    if (!current) return nullptr;
+    current->found = current->complete(std::string(rl_line_buffer, static_cast<std::size_t>(start)));
+    rl_attempted_completion_over = current->found.empty() ? 0 : 1;
+    // Behind a key comes its value.
+    const auto goes_on = [text](const std::string& word) {
+        return word.back() == '=' && word.compare(0, std::strlen(text), text) == 0;
+    };
+    const bool key = std::any_of(current->found.begin(), current->found.end(), goes_on);
+    rl_completion_append_character = key ? '\0' : ' ';
+    return rl_completion_matches(text, next_match);
+}
 
 void take_line(char* text) {
     if (!current) return;
@@ -54,9 +67,9 @@ bool line_editor::usable() {
     return tcgetpgrp(STDIN_FILENO) == getpgrp();  // from the background it would stop us
 }
 
-line_editor::line_editor(const char* prompt, std::vector<std::string> words,
-                         std::function<void(const std::string&)> line, std::function<void()> ended) {
-    current = new editing{prompt, false, std::move(words), std::move(line), std::move(ended)};
+line_editor::line_editor(const char* prompt, completer complete_words, std::function<void(const std::string&)> line,
+                         std::function<void()> ended) {
+    current = new editing{prompt, false, std::move(complete_words), {}, std::move(line), std::move(ended)};
     std::setlocale(LC_CTYPE, "");
     rl_catch_signals = 0;  // the program has handlers of its own
     using_history();

@@ -7,14 +7,18 @@
 
 namespace ravd::sim {
 
+// All that may stand behind what is typed before a word, or before the value of a key; without any, file names are
+// completed.
+using completer = std::function<std::vector<std::string>(const std::string& before)>;
+
 // One at a time: the library's state is the process's.
 class line_editor {
   public:
     // Whether standard input and output are a terminal that can be edited on, in the foreground.
     static bool usable();
 
-    // Shows the prompt. `words` are completed; `line` gets each line without its end, `ended` the end of the input.
-    line_editor(const char* prompt, std::vector<std::string> words, std::function<void(const std::string&)> line,
+    // Shows the prompt. `line` gets each line without its end, `ended` the end of the input.
+    line_editor(const char* prompt, completer complete, std::function<void(const std::string&)> line,
                 std::function<void()> ended);
     // Leaves the terminal as it was.
     ~line_editor();  // NOLINT(performance-trivially-destructible): only without an editor

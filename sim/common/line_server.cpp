@@ -18,11 +18,11 @@ line_server::line_server(event_loop& loop, std::size_t line_limit, std::string t
 
 line_server::~line_server() { loop_.forget(STDIN_FILENO); }
 
-void line_server::read_standard_input(const char* prompt, std::vector<std::string> words) {
+void line_server::read_standard_input(const char* prompt, completer complete) {
     lines& those = sources_.emplace(standard_input, line_limit_).first->second;
     if (line_editor::usable())
         editor_ = std::make_unique<line_editor>(
-            prompt, std::move(words),
+            prompt, std::move(complete),
             [&those](const std::string& line) { those.buffer.append((line + "\n").c_str(), line.size() + 1); },
             [&those] { those.buffer.end(); });
     loop_.watch(STDIN_FILENO, POLLIN, [this](short) { read_standard(); });

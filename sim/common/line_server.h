@@ -31,8 +31,8 @@ class line_server {
     line_server(const line_server&) = delete;
     line_server& operator=(const line_server&) = delete;
 
-    // At a terminal with line editing, which shows `prompt` and completes `words`.
-    void read_standard_input(const char* prompt, std::vector<std::string> words);
+    // At a terminal with line editing, which shows `prompt`.
+    void read_standard_input(const char* prompt, completer complete);
     // False with the reason.
     bool listen_on(const std::string& path, std::string& reason) { return server_.open(path, reason); }
 

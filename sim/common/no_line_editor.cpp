@@ -7,8 +7,7 @@ namespace ravd::sim {
 
 bool line_editor::usable() { return false; }
 // NOLINTBEGIN(performance-unnecessary-value-param): an editor keeps them
-line_editor::line_editor(const char*, std::vector<std::string>, std::function<void(const std::string&)>,
-                         std::function<void()>) {}
+line_editor::line_editor(const char*, completer, std::function<void(const std::string&)>, std::function<void()>) {}
 // NOLINTEND(performance-unnecessary-value-param)
 line_editor::~line_editor() = default;
 void line_editor::read() {}

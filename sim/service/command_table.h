@@ -51,5 +51,7 @@ struct command {
 // What is done to one agent's link; what concerns the service itself.
 const std::vector<command>& link_commands();
 const std::vector<command>& service_commands();
+// What a line can wait for.
+std::vector<std::string> waitable_events();
 
 }  // namespace ravd::sim

@@ -2,12 +2,17 @@
 
 #include <strings.h>
 
+#include <map>
+#include <set>
+#include <sstream>
 #include <vector>
 
+#include "sim/common/completion.h"
 #include "sim/common/text.h"
 #include "sim/service/command_table.h"
 #include "sim/service/order_check.h"
 #include "sim/service/plan_desk.h"
+#include "sim/service/protocol_tables.h"
 
 namespace ravd::sim {
 namespace {
@@ -102,6 +107,35 @@ void run_order(lab& service, const order& o, const command_line& line, agent& wh
             call.add("warning: " + warning);
 }
 
+std::vector<std::string> things_of(lab& service, const std::vector<agent*>& agents, const std::string& kind) {
+    static const std::map<std::string, std::vector<std::string>> fixed = {{"bandwidth=", {"20", "40", "80"}},
+                                                                          {"primary=", {"none", "lower", "upper"}},
+                                                                          {"use-dca=", {"0", "1"}},
+                                                                          {"use-tpc=", {"0", "1"}},
+                                                                          {"use-80211v=", {"0", "1"}},
+                                                                          {"use-80211r=", {"0", "1"}},
+                                                                          {"over-ds=", {"0", "1"}}};
+    if (kind == "COMMAND") return command_words();
+    if (kind == "CMD") return order_names();
+    if (kind == "EVENT") return waitable_events();
+    const auto known = fixed.find(kind);
+    if (known != fixed.end()) return known->second;
+    std::set<std::string> found;
+    if (kind == "agent")
+        for (const auto& [number, one] : service.agents()) {
+            found.insert(std::to_string(number));
+            if (!one.orders.ap_mac.empty()) found.insert(one.orders.ap_mac);
+        }
+    const bool channels = kind == "CHANNELS" || kind == "channels=" || kind == "channel=";
+    for (const agent* who : agents)
+        for (const radio_view& radio : who->radios) {
+            if (kind == "RADIO" || kind == "radio=") found.insert(std::to_string(radio.id));
+            for (const int channel : radio.available)
+                if (channels) found.insert(std::to_string(channel));
+        }
+    return {found.begin(), found.end()};
+}
+
 }  // namespace
 
 std::vector<std::string> command_words() {
@@ -114,11 +148,36 @@ std::vector<std::string> command_words() {
     return words;
 }
 
-std::vector<std::string> completion_words() {
-    std::vector<std::string> words = command_words();
-    const std::vector<std::string> more = plan_words();
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
+std::vector<std::string> what_fits(lab& service, const std::string& before) {
+    std::vector<std::string> words;
+    std::istringstream typed(before);
+    for (std::string word; typed >> word;)
+        words.push_back(word);
+    const std::string key = !before.empty() && before.back() == '=' ? words.back() : "";
+    if (!key.empty()) words.pop_back();
+    command_line line;
+    std::size_t at = 0;
+    for (; at < words.size(); ++at) {
+        if (words[at] == "agent") {
+            line.to = target::one;
+            if (++at == words.size()) return things_of(service, {}, "agent");
+            line.selector = words[at];
+        } else if (words[at] == "all") {
+            line.to = target::all;
+        } else if (words[at] != "unchecked") {
+            break;
+        }
+    }
+    if (at == words.size()) return command_words();
+    const std::string word = words[at];
+    std::vector<agent*> agents;
+    (void)select(service, line, agents);
+    const order* o = find_order(word);
+    const command* entry = find_command(word);
+    const char* usage = o ? o->usage : entry ? entry->usage : word == "help" ? help_usage : "";
+    words.erase(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(at) + 1);
+    const auto things = [&](const std::string& kind) { return things_of(service, agents, kind); };
+    return completions(usage, words, key, things);
 }
 
 line_result run_command(lab& service, const std::string& text) {

@@ -39,8 +39,8 @@ class console {
   public:
     console(event_loop& loop, line_handler& handler);
 
-    // `words` are completed at a terminal.
-    void read_standard_input(std::vector<std::string> words) { lines_.read_standard_input("> ", std::move(words)); }
+    // `complete` is for a terminal.
+    void read_standard_input(completer complete) { lines_.read_standard_input("> ", std::move(complete)); }
     // Listens on a Unix socket at `path`, taking the place of one that nobody serves any more.
     bool listen_on(const std::string& path, std::string& error) { return lines_.listen_on(path, error); }
 

@@ -36,7 +36,8 @@ bool lab::start(std::string& error) {
     if (!server_.start(options_.listening, error)) return false;
     std::printf("listening on %s:%u\n", options_.listening.bind_address.c_str(), server_.port());
     std::fflush(stdout);
-    if (!options_.no_input) console_.read_standard_input(completion_words());
+    if (!options_.no_input)
+        console_.read_standard_input([this](const std::string& before) { return what_fits(*this, before); });
     look_at_clock();
     return true;
 }

@@ -116,6 +116,13 @@ const message_rule orders[] = {
 
 }  // namespace
 
+std::vector<std::string> order_names() {
+    std::vector<std::string> names;
+    for (const message_rule& rule : orders)
+        names.emplace_back(rule.cmd);
+    return names;
+}
+
 const message_rule* find_order_rule(const char* name) {
     for (const message_rule& rule : orders)
         if (std::strcmp(rule.cmd, name) == 0) return &rule;

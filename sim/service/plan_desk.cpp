@@ -182,11 +182,4 @@ const char* plan_usage() {
     return text.c_str();
 }
 
-std::vector<std::string> plan_words() {
-    std::vector<std::string> words(std::begin(steps), std::end(steps));
-    for (const std::string& name : option_names())
-        words.push_back(name + "=");
-    return words;
-}
-
 }  // namespace ravd::sim

@@ -62,6 +62,5 @@ class plan_desk {
 
 // The steps and options, for help and completion.
 const char* plan_usage();
-std::vector<std::string> plan_words();
 
 }  // namespace ravd::sim

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 namespace ravd::sim {
 
@@ -65,6 +67,8 @@ const message_rule* find_message_rule(const char* cmd);
 // All rules: `count` of them.
 const message_rule* message_rules(std::size_t& count);
 // What the service sends; null for what is no message of it.
+// Names of all of them.
+std::vector<std::string> order_names();
 const message_rule* find_order_rule(const char* cmd);
 // "version", "service", "cmd", "ap-mac": what every message starts with.
 extern const shape envelope_shape;

@@ -19,18 +19,8 @@ bool do_agents(const command_call& c) {
     }
     return true;
 }
-// What a line can wait for.
-std::vector<std::string> all_events() {
-    std::vector<std::string> names = {"connected", "subscribed", "closed", "violation", "verified", "plan", "message"};
-    std::size_t count = 0;
-    const message_rule* rules = message_rules(count);
-    for (std::size_t i = 0; i < count; ++i)
-        names.push_back(rules[i].cmd);
-    return names;
-}
-
 bool may_happen(const std::string& event) {
-    const std::vector<std::string> names = all_events();
+    const std::vector<std::string> names = waitable_events();
     return std::find(names.begin(), names.end(), event) != names.end();
 }
 
@@ -82,7 +72,7 @@ bool do_wait(const command_call& c) {
     if (c.line.args.empty()) return c.fail("wait takes an event and perhaps seconds");
     if (!c.number(1, 0, 1000000, 60, seconds)) return false;
     if (!c.line.unchecked && !may_happen(c.word(0))) {
-        const std::string meant = nearest(c.word(0), all_events());
+        const std::string meant = nearest(c.word(0), waitable_events());
         return c.fail("nothing called " + printable(c.word(0), 40) + " ever happens" +
                       (meant.empty() ? "" : "; " + meant + " does"));
     }
@@ -106,6 +96,15 @@ bool do_quit(const command_call& c) {
     return true;
 }
 }  // namespace
+
+std::vector<std::string> waitable_events() {
+    std::vector<std::string> names = {"connected", "subscribed", "closed", "violation", "verified", "plan", "message"};
+    std::size_t count = 0;
+    const message_rule* rules = message_rules(count);
+    for (std::size_t i = 0; i < count; ++i)
+        names.push_back(rules[i].cmd);
+    return names;
+}
 
 const std::vector<command>& service_commands() {
     static const std::vector<command> table = {

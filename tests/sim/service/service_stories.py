@@ -353,7 +353,7 @@ async def typing():
     if child == 0:
         os.execve(program, [program], {"TERM": "vt100"})
     answer = b"\n0 violations"
-    for keys, wanted in (("", b"> "), ("viol\t\r", answer), ("\x1b[A\r", answer), ("quit 7\r", b"7")):
+    for keys, wanted in (("", b"> "), ("viol\t\r", answer), ("\x1b[A\r", answer), ("wait viola\t0\r", b"no violation within"), ("quit 7\r", b"7")):
         os.write(terminal, keys.encode())
         seen = b""
         while wanted not in seen.replace(b"\r\x1b[K", b"\n"):
