@@ -1,7 +1,7 @@
 // Completion from usage texts.
-#include <gmock/gmock.h>
-
 #include "sim/common/completion.h"
+
+#include <gmock/gmock.h>
 
 namespace ravd::sim {
 namespace {
