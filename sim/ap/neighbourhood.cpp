@@ -10,7 +10,8 @@
 namespace ravd::sim {
 namespace {
 
-constexpr std::int64_t hold_ms = 60000;  // a station that was sent somewhere does not go back at once
+constexpr std::int64_t hold_ms = 60000;   // a station that was sent somewhere does not go back at once
+constexpr std::int64_t settle_ms = 1000;  // until stations choose for the first time
 constexpr std::size_t guest_limit = 1000;
 
 bool sends(const presence& who, const mac_octets& bssid) {
@@ -22,8 +23,9 @@ bool sends(const presence& who, const mac_octets& bssid) {
 
 }  // namespace
 
-void neighbourhood::begin(std::function<void()> changed) {
+void neighbourhood::begin(std::function<void()> changed, std::int64_t now_ms) {
     changed_ = std::move(changed);
+    first_look_ms_ = now_ms + settle_ms;
     for (radio_state& radio : ap_.radios) {
         for (vap_state& vap : radio.vaps) {
             for (const station& one : vap.stations) {
@@ -125,9 +127,10 @@ void neighbourhood::follow(std::int64_t now_ms) {
     std::vector<const presence*> all{&own};
     for (const presence& who : others_)
         all.push_back(&who);
-    look_again_ms_ = now_ms + hold_ms;
+    const bool settled = now_ms >= first_look_ms_;
+    look_again_ms_ = settled ? now_ms + hold_ms : first_look_ms_;
     for (roamer& one : roamers_) {
-        if (one.away) continue;
+        if (one.away || !settled) continue;
         if (now_ms < one.held_until_ms) look_again_ms_ = std::min(look_again_ms_, one.held_until_ms);
         const auto heard = audible_to(ap_.start.air, {mac_number(one.is.mac), *one.is.where}, one.ssid, all);
         const mac_octets target = next_place(heard, one.at, now_ms < one.held_until_ms);

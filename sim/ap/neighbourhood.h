@@ -20,9 +20,9 @@ class neighbourhood {
     neighbourhood(access_point& ap, station_book& stations, const event_log& log)
         : ap_(ap), stations_(stations), log_(log) {}
 
-    // Joins an air: from here on the stations that have a position choose where they are. `changed` runs when this
-    // access point has something new to tell.
-    void begin(std::function<void()> changed);
+    // Joins an air: from a second later on the stations that have a position choose where they are, so that those which
+    // start together have heard of each other. `changed` runs when this access point has something new to tell.
+    void begin(std::function<void()> changed, std::int64_t now_ms);
 
     // What the others are now.
     void hear(std::vector<presence> others, std::int64_t now_ms);
@@ -69,6 +69,7 @@ class neighbourhood {
     presence last_;    // as it was looked at last
     bool due_ = true;  // something else changed since
     std::int64_t look_again_ms_ = 0;
+    std::int64_t first_look_ms_ = 0;
 };
 
 }  // namespace ravd::sim

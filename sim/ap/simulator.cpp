@@ -188,7 +188,7 @@ bool simulator::body::join_air(std::string& reason) {
         reason = "\"" + ap_.start.name + "\" has no position in the air";
         return false;
     }
-    near_.begin([this] { air_.publish(near_.present()); });
+    near_.begin([this] { air_.publish(near_.present()); }, monotonic_ms());
     if (!air_.open(options_.air, ap_.start.base_mac, reason)) return false;
     loop_.soon([this] { follow_air(); });
     return true;
