@@ -74,6 +74,56 @@ async def three_agents():
         check(not browser.complaints(), "the browser complains:", browser.complaints())
 
 
+async def plan_and_undo():
+    async with Building() as building, Browser(building.directory) as browser:
+        await building.serve()
+        scenarios = await building.scenarios("office:3")
+        for one in scenarios:  # all on the same channels: there is something to gain
+            one["radios"][0].update(channel=1, bandwidth=20)
+            one["radios"][1].update(channel=36, bandwidth=80)
+        await building.rooms(scenarios, **QUIET)
+        await browser.open(building.page)
+        for one in scenarios:
+            await browser.see(row(base(one)) + " .state", "subscribed")
+        before = places(browser)
+
+        await browser.go("Orders")
+        await browser.click("[data-plan=start]")
+        await browser.see(PLAN + " .state", "proposal", 150)
+        wanted = changes(browser)
+        check(wanted, "three access points on one channel, and nothing to change")
+        await browser.go("Domain")
+        check(places(browser) == before, "a proposal changed something:", before, places(browser))
+        await browser.go("Air")
+        await browser.click(".choice button", "5 GHz")
+        await browser.see("h2", "After the plan")
+        await browser.holds("document.querySelectorAll('path.moved').length > 0")
+
+        await browser.go("Orders")
+        await browser.click("[data-plan=apply]")
+        await browser.see(PLAN + " .state[data-kind=good]", "applied", 180)
+        check("measured" in (await browser.see(PLAN + " .bars")).text, "nothing was measured")
+        await browser.go("Domain")
+        for mac, radio, place in wanted:
+            column = "[data-label=\"5 GHz\"]" if radio == "1" else "[data-label=\"2.4 GHz\"]"
+            check(place.startswith(browser.all(f"tr[data-agent$=\"{mac}\"] {column} b")[0].text), mac, radio, "is not at", place)
+
+        await browser.go("Orders")
+        await browser.click("[data-plan=undo]")
+        await browser.see(PLAN + " .state[data-kind=gone]", "undone", 120)
+        await browser.go("Domain")
+        await until(lambda: places(browser) == before, "everything as it was", 60)
+        check(not browser.complaints(), "the browser complains:", browser.complaints())
+
+
+PLAN = "section[aria-label=Plan]"
+
+
+def changes(browser):
+    """[(end of an address, radio, place and power)] of the proposal on the screen."""
+    return browser.script(f"return [...document.querySelectorAll('{PLAN} tbody tr')].map((row) => [0, 1, 3].map((cell) => row.cells[cell].textContent))")
+
+
 async def lost_and_back():
     async with Building() as building, Browser(building.directory) as browser:
         await building.serve()
@@ -130,4 +180,4 @@ async def reload_in_a_scan():
         await browser.holds(f"document.querySelector('{row(mac)} progress').hidden")
 
 
-STORIES = [three_agents, lost_and_back, reload_in_a_scan]
+STORIES = [three_agents, plan_and_undo, lost_and_back, reload_in_a_scan]

@@ -17,7 +17,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "../../scripts/lib"))
 from lab.processes import Build  # noqa: E402
 
-LIMIT = 150  # seconds for a story that got stuck
+LIMIT = 400  # seconds for a story that got stuck
 
 
 def name_of(story):

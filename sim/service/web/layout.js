@@ -1,7 +1,8 @@
 // Where the points of the map stand: distances that fit how strongly they hear each other. Deterministic, and it starts
 // from where the points stood, so that a new report moves them a little and never turns the map over.
 
-const rounds = 80;
+const rounds = 80; // from nothing
+const rounds_more = 12; // from where the points stood
 
 // Free-space decay, flattened: what is heard at -40 dBm is close, at -90 far.
 const distance = (rssi) => 10 ** ((-30 - Math.max(Math.min(rssi, -30), -100)) / 45);
@@ -55,6 +56,34 @@ function first_guess(count, far) {
     return points;
 }
 
+// Each round moves every point to the mean of where the others would have it (stress majorisation).
+function settle(points, far, heard, times) {
+    const count = points.length;
+    const weights = far.map((wanted, at) => (heard[at] === Infinity ? 0.3 : 1) / Math.max(wanted * wanted, 1e-4));
+    let xs = Float64Array.from(points, (point) => point[0]);
+    let ys = Float64Array.from(points, (point) => point[1]);
+    for (let round = 0; round < times; ++round) {
+        const next_xs = new Float64Array(count);
+        const next_ys = new Float64Array(count);
+        for (let i = 0; i < count; ++i) {
+            let [sum_x, sum_y, sum] = [0, 0, 0];
+            for (let j = 0, at = i * count; j < count; ++j, ++at) {
+                if (j === i) continue;
+                const dx = xs[i] - xs[j];
+                const dy = ys[i] - ys[j];
+                const stretch = far[at] / (Math.sqrt(dx * dx + dy * dy) || 1e-6);
+                sum_x += weights[at] * (xs[j] + dx * stretch);
+                sum_y += weights[at] * (ys[j] + dy * stretch);
+                sum += weights[at];
+            }
+            next_xs[i] = sum > 0 ? sum_x / sum : xs[i];
+            next_ys[i] = sum > 0 ? sum_y / sum : ys[i];
+        }
+        [xs, ys] = [next_xs, next_ys];
+    }
+    return points.map((_, i) => [xs[i], ys[i]]);
+}
+
 // The longest extent along x: screens are wide.
 function lying(points) {
     const mean = [0, 1].map((axis) => points.reduce((sum, point) => sum + point[axis], 0) / points.length);
@@ -82,22 +111,6 @@ export function lay_out(count, links, before) {
         const d = far[i * count + nearest];
         return [before[nearest][0] + d * Math.cos(angle), before[nearest][1] + d * Math.sin(angle)];
     });
-    // Each step moves every point to the mean of where the others would have it (stress majorisation).
-    for (let round = 0; round < rounds; ++round) {
-        points = points.map(([x, y], i) => {
-            let [sum_x, sum_y, sum] = [0, 0, 0];
-            for (let j = 0; j < count; ++j) {
-                if (j === i) continue;
-                const wanted = far[i * count + j];
-                const weight = (heard[i * count + j] === Infinity ? 0.3 : 1) / Math.max(wanted * wanted, 1e-4);
-                const [dx, dy] = [x - points[j][0], y - points[j][1]];
-                const now = Math.hypot(dx, dy) || 1e-6;
-                sum_x += weight * (points[j][0] + (dx / now) * wanted);
-                sum_y += weight * (points[j][1] + (dy / now) * wanted);
-                sum += weight;
-            }
-            return sum > 0 ? [sum_x / sum, sum_y / sum] : [x, y];
-        });
-    }
+    points = settle(points, far, heard, known < count / 2 ? rounds : rounds_more);
     return known < count / 2 ? lying(points) : points;
 }

@@ -21,7 +21,8 @@ export function air_view(context) {
     const nothing = empty("No scan has been reported yet. Order one in Orders: it fills this picture.");
     const now_blocks = spectrum();
     const then_blocks = spectrum();
-    const then = h("article", { class: "sheet", hidden: true }, h("h2", { text: "After the plan" }), then_blocks.element);
+    const then_title = h("h2");
+    const then = h("article", { class: "sheet", hidden: true }, h("div", { class: "title" }, then_title), then_blocks.element);
     const now_title = h("h2", { text: "Who takes which block now" });
     const summary = h("span", { class: "quiet" });
     const legend_place = h("div");
@@ -47,20 +48,33 @@ export function air_view(context) {
         if (who.selectedIndex < 0) who.value = "0";
     }
 
-    // What the plan would make of the blocks: ours where it puts them, the others where they are.
-    function after_plan(blocks) {
+    // The blocks with the radios of a plan set to one side of it ("from" or "to"), the others where they are; null
+    // when the plan changes none of them. More power is heard as much louder.
+    function set_to(side, blocks) {
         const changes = new Map((context.state.plan?.changes ?? []).map((change) => [`${change.agent} ${change.radio}`, change]));
-        let moved = false;
-        const result = blocks.map((block) => {
-            const change = block.own && changes.get(`${block.owner} ${block.radio}`);
+        const concerned = (block) => (block.own ? changes.get(`${block.owner} ${block.radio}`) : undefined);
+        if (!blocks.some(concerned)) return null;
+        const other = side === "to" ? "from" : "to";
+        return blocks.map((block) => {
+            const change = concerned(block);
             if (!change) return block;
-            const to = { ...change.from, ...change.to };
-            const louder = (to.power ?? 0) - (change.from?.power ?? to.power ?? 0);
-            moved = true;
-            return { ...block, channel: to.channel, bandwidth: to.bandwidth, primary: to.primary, moved: true,
+            const wanted = change[side];
+            const louder = (wanted.power ?? 0) - (change[other].power ?? wanted.power ?? 0);
+            return { ...block, channel: wanted.channel, bandwidth: wanted.bandwidth, primary: wanted.primary, moved: true,
                 rssi: block.rssi === undefined ? undefined : block.rssi + louder };
         });
-        return moved ? result : null;
+    }
+
+    // [[title, blocks], ...]: now alone, or before and after a plan.
+    function sides(blocks) {
+        const state = context.state.plan?.state;
+        const ahead = ["proposed", "applying", "undoing"].includes(state) ? set_to("to", blocks) : null;
+        if (ahead) return [["Before the plan: now", blocks], ["After the plan", ahead]];
+        const behind = ["verifying", "done"].includes(state) ? set_to("from", blocks) : null;
+        if (!behind) return [["Who takes which block now", blocks]];
+        const moved = new Set(behind.filter((block) => block.moved).map((block) => `${block.owner} ${block.radio}`));
+        return [["Before the plan", behind.map((block) => ({ ...block, moved: false }))],
+            ["After the plan: now", blocks.map((block) => ({ ...block, moved: block.own && moved.has(`${block.owner} ${block.radio}`) }))]];
     }
 
     async function ask() {
@@ -82,13 +96,14 @@ export function air_view(context) {
     function draw_blocks(bss) {
         const blocks = blocks_of(bss, name);
         const own = blocks.filter((block) => block.own).length;
-        const planned = after_plan(blocks);
+        const [first, second] = sides(blocks);
         set_text(summary, `${count(own, "radio")} of ours, ${count(blocks.length - own, "foreign network")}`);
-        set_text(now_title, planned ? "Before the plan" : "Who takes which block now");
-        set_hidden(then, !planned);
-        legend_place.replaceChildren(spectrum_legend(Boolean(planned)));
-        now_blocks.set(band, blocks);
-        if (planned) then_blocks.set(band, planned);
+        set_text(now_title, first[0]);
+        set_hidden(then, !second);
+        legend_place.replaceChildren(spectrum_legend(Boolean(second)));
+        now_blocks.set(band, first[1]);
+        if (second) then_blocks.set(band, second[1]);
+        if (second) set_text(then_title, second[0]);
         const columns = ["Whose", "BSSID", "SSID", "Channel", "Width", "Heard", "Listeners"];
         listed.lastChild.replaceChildren(table(`Networks heard at ${band_name(band)}`, columns, h("tbody", {}, bss.slice(0, 300).map((one) =>
             row([one.owner === undefined ? "foreign" : name(one.owner), { text: one.bssid, class: "mac" }, one.ssid ?? "", one.channel, `${one.bandwidth} MHz`, dbm(one.rssi), one.listeners ?? 0], columns)))));

@@ -6,11 +6,13 @@ import { hue, overlap } from "../channels.js";
 import { lay_out } from "../layout.js";
 
 const crowd = 60; // more points than that are drawn small and without names
+const rest = 5000; // ms between two layouts of a crowd
 
 export function map_view(context) {
     let band = 5;
     let points = new Map(); // key -> [x, y], as laid out last
     let laid_out = "";
+    let laid_out_at = -rest;
     const nodes = new Map();
     const band_buttons = [2, 5].map((value) => h("button", { "aria-pressed": String(value === band), text: band_name(value), onclick: () => {
         band = value;
@@ -115,8 +117,10 @@ export function map_view(context) {
         set_hidden(nothing, links.length > 0);
         set_text(bound_text, `${minus(bound.value)} dBm`);
         const signature = agents.map((agent) => agent.id).join() + JSON.stringify(links);
-        if (signature !== laid_out) {
+        const strangers = agents.some((agent) => !points.has(agent_key(agent)));
+        if (signature !== laid_out && (agents.length <= crowd || strangers || performance.now() > laid_out_at + rest)) {
             laid_out = signature;
+            laid_out_at = performance.now();
             const best = new Map();
             for (const link of links) {
                 const key = link.a * agents.length + link.b;

@@ -2,43 +2,58 @@
 import { h, row, set_attribute, set_hidden, set_text, table, empty } from "../dom.js";
 import { decimal, minus, place, short_mac } from "../format.js";
 
-const actions = [["start", "Make a plan"], ["apply", "Apply"], ["undo", "Undo"], ["cancel", "Stop"]];
-const words = { none: "no plan yet", scanning: "scanning", proposed: "proposal", applying: "being applied", verifying: "verifying by new scans", done: "applied", undoing: "being undone", undone: "undone", failed: "failed", worse: "got worse" };
-const kinds = { proposed: "wait", applying: "wait", scanning: "wait", verifying: "wait", undoing: "wait", done: "good", undone: "gone", failed: "bad", worse: "bad" };
+const actions = [["start", "Scan and plan"], ["propose", "Plan from last reports"], ["apply", "Apply"], ["undo", "Undo"], ["cancel", "Stop"]];
+const further = [["neighbours", "Hand out 802.11k lists"], ["balance", "Who has too many clients?"], ["balance-apply", "Ask those clients to roam"]];
+const words = { none: "no plan yet", scanning: "scanning", proposed: "proposal", applying: "being applied", verifying: "verifying by new scans", done: "applied", undoing: "being undone", undone: "undone", failed: "failed" };
+const kinds = { scanning: "wait", proposed: "wait", applying: "wait", verifying: "wait", undoing: "wait", done: "good", failed: "bad" };
+const steps = { done: "● shown", open: "○ open" };
 const setting = (one) => (one?.channel ? `${place(one)}${one.power === undefined ? "" : ` · ${minus(one.power)} dBm`}` : "–");
 
-// Cost before and after, as two bars on one scale.
+// Interference before, as planned and as measured, as bars on one scale.
 function bars(plan) {
-    const entries = [["now", plan.before], ["with the plan", plan.after], ["measured", plan.measured]].filter(([, value]) => value !== undefined);
+    const entries = [["before", plan.before], ["as planned", plan.after], ["measured", plan.measured]].filter(([, value]) => value !== undefined);
     const most = Math.max(...entries.map(([, value]) => value), 0.001);
-    return h("dl", { class: "bars" }, entries.map(([text, value]) => {
+    return h("dl", { class: "bars", "aria-label": "Interference of the domain" }, entries.map(([text, value]) => {
         const bar = h("span", { class: "fill" });
         bar.style.setProperty("--part", (value / most).toFixed(3));
-        return h("div", {}, h("dt", { text }), h("dd", {}, h("span", { class: "load wide" }, bar), h("span", { class: "number", text: decimal(value) })));
+        const saved = text === "before" || !plan.before ? "" : ` (${minus(Math.round((value / plan.before - 1) * 100))} %)`;
+        return h("div", {}, h("dt", { text }), h("dd", {}, h("span", { class: "load wide" }, bar), h("span", { class: "number", text: decimal(value) + saved })));
     }));
 }
 
 export function plan_panel(context) {
     const state = h("span", { class: "state", "data-kind": "gone", text: words.none });
-    const said = h("p", {});
+    const said = h("p", { role: "status" });
     const cost = h("div");
+    const silent = h("p", { class: "warning" });
     const list = h("div", { class: "scroll", tabindex: 0, role: "region", "aria-label": "Changes of the plan" });
-    const buttons = new Map(actions.map(([what, text]) => [what, h("button", { type: "button", text, "data-plan": what, onclick: () => act(what) })]));
-    const limit = h("input", { type: "number", min: 1, max: 10000, id: "plan-changes", placeholder: "no limit" });
+    const button = ([what, text]) => h("button", { type: "button", text, "data-plan": what, onclick: () => act(what) });
+    const buttons = new Map(actions.map((action) => [action[0], button(action)]));
+    const limit = h("input", { type: "number", min: 0, max: 10000, id: "plan-changes", placeholder: "as many as gain" });
+    const options = h("input", { type: "text", id: "plan-options", placeholder: "width=40 min-gain=0.2", spellcheck: "false", autocomplete: "off" });
+    const answer = h("pre", { class: "answer", role: "status" });
     const element = h("section", { class: "sheet", "aria-label": "Plan" }, h("div", { class: "title" }, h("h2", { text: "Plan of the domain" }), state),
-        h("p", { class: "quiet", text: "Chooses channel, width and power of every radio from all reports together; nothing is sent before you apply it." }), said, cost, list,
-        h("div", { class: "buttons" }, h("label", { class: "check", for: "plan-changes" }, "at most", limit, "changes"), ...buttons.values()));
+        h("p", { class: "quiet", text: "Chooses channel, width and power of every radio from all reports together. Nothing is sent before you apply it." }),
+        said, cost, silent, list,
+        h("div", { class: "buttons" }, ...buttons.values()),
+        h("details", {}, h("summary", { text: "Limits and more" }), h("div", { class: "fields" },
+            h("div", { class: "field" }, h("label", { for: "plan-changes", text: "at most so many changes" }), limit),
+            h("div", { class: "field" }, h("label", { for: "plan-options", text: "options, as for the command plan" }), options)),
+        h("div", { class: "buttons" }, further.map(button))), answer);
 
     async function act(what) {
-        const reply = await context.ask("plan", { do: what, ...(what === "start" && limit.value ? { "max-changes": Number(limit.value) } : {}) });
-        if (!reply.ok) context.notify(reply.error, "bad");
+        const wanted = options.value.trim() ? { options: options.value.trim() } : {};
+        if (limit.value && (what === "start" || what === "propose")) wanted["max-changes"] = Number(limit.value);
+        const reply = await context.ask("plan", { do: what, ...wanted });
+        set_text(answer, reply.ok ? reply.text ?? "" : reply.error);
+        set_attribute(answer, "data-kind", reply.ok ? "good" : "bad");
     }
 
     function changes_table(plan) {
-        const columns = ["Access point", "Radio", "From", "To", "Stage", ""];
-        const name = (change) => short_mac(change.mac ?? context.state.agents.get(change.agent)?.mac) || `#${change.agent}`;
+        const columns = ["Access point", "Radio", "From", "To", "Stage", "State"];
+        const name = (change) => short_mac(change.mac) || `#${change.agent}`;
         return table("Changes", columns, h("tbody", {}, plan.changes.slice(0, 200).map((change) =>
-            row([{ text: name(change), class: "mac" }, change.radio, setting(change.from), setting(change.to), change.stage ?? "–", change.state ?? ""], columns))));
+            row([{ text: name(change), class: "mac" }, change.radio, setting(change.from), { text: setting(change.to), title: change.reason }, change.stage ?? "–", steps[change.state] ?? change.state ?? ""], columns))));
     }
 
     return {
@@ -48,13 +63,15 @@ export function plan_panel(context) {
             set_text(state, words[plan.state] ?? plan.state);
             set_attribute(state, "data-kind", kinds[plan.state] ?? "gone");
             set_text(said, plan.text ?? "");
-            const may = plan.may ?? ["start"];
-            for (const [what, button] of buttons) {
-                button.disabled = !may.includes(what);
-                button.classList.toggle("main", what === (may.includes("apply") ? "apply" : "start"));
+            const may = plan.may ?? ["start", "propose"];
+            const main = may.includes("apply") ? "apply" : may.includes("undo") ? "" : "start";
+            for (const [what, one] of buttons) {
+                one.disabled = !may.includes(what);
+                one.classList.toggle("main", what === main);
             }
             set_hidden(cost, plan.before === undefined);
             if (plan.before !== undefined) cost.replaceChildren(bars(plan));
+            set_text(silent, plan.silent?.length ? `Without a report, and left as they are: ${plan.silent.join(", ")}` : "");
             list.replaceChildren(plan.changes?.length ? changes_table(plan) : plan.state === "proposed" ? empty("Nothing would be better than it is.") : "");
         },
     };
