@@ -9,9 +9,21 @@ def mac(number, offset=0):
     return f"02:00:5e:{number >> 8:02x}:{number & 255:02x}:{0x10 + offset:02x}"
 
 
+ROW = 24  # rooms
+
+
 def place(number):
-    """Metres: rooms along two corridors, none where one would expect it."""
-    return 11.0 * (number // 2) + (number * 7 % 5), 14.0 * (number % 2) + (number * 3 % 4)
+    """Metres: rooms in rows, none where one would expect it."""
+    return 11.0 * (number % ROW) + (number * 7 % 5), 13.0 * (number // ROW) + (number * 3 % 4)
+
+
+def around(number, count):
+    """Those in the rooms nearby."""
+    for row in (-1, 0, 1):
+        for step in range(-4, 5):
+            other = number + row * ROW + step
+            if other != number and 0 <= other < count and abs(other % ROW - number % ROW) <= 4:
+                yield other
 
 
 def heard(a, b, power, band):
@@ -69,9 +81,7 @@ def radios(number, minute, stations):
 def environment(number, count, minute):
     here = place(number)
     found = []
-    for other in range(max(number - 9, 0), min(number + 10, count)):
-        if other == number:
-            continue
+    for other in around(number, count):
         for radio, channel in enumerate(start_of(other)):
             rssi = heard(here, place(other), 18, (2, 5)[radio]) + (minute + other) % 3
             if rssi > -92:

@@ -92,7 +92,7 @@ export function map_view(context) {
         edges.replaceChildren(...drawn.map(({ a, b, rssi }) => {
             const shared = radios[a]?.active && radios[b]?.active && !agents[a].closed && !agents[b].closed && overlap(radios[a], radios[b]) > 0;
             const strength = Math.min(Math.max((rssi + 95) / 60, 0.05), 1);
-            const line = s("line", { class: shared ? "shared" : "heard", x1: at[a][0].toFixed(1), y1: at[a][1].toFixed(1), x2: at[b][0].toFixed(1), y2: at[b][1].toFixed(1), "stroke-width": (0.8 + strength * (shared ? 7 : 3)).toFixed(2) });
+            const line = s("line", { class: shared ? "shared" : "heard", x1: at[a][0].toFixed(1), y1: at[a][1].toFixed(1), x2: at[b][0].toFixed(1), y2: at[b][1].toFixed(1), "stroke-width": ((0.8 + strength * (shared ? 7 : 3)) * (agents.length > crowd ? 0.4 : 1)).toFixed(2) });
             if (agents.length <= crowd) line.append(s("title", { text: `${minus(rssi)} dBm${shared ? ", and they share air" : ""}` }));
             return line;
         }));
