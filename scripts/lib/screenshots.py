@@ -14,12 +14,9 @@ CHANNELS = "1,6,11,36,40,44,48,52,56,60,64,100,104,108,112,116,120,124,128"
 LARGEST = 150 * 1024  # bytes
 
 
-async def scan(building, times):
-    """Scans of everything; each ends with the last agent's report."""
-    for _ in range(times):
-        mark = building.service.mark()
-        await building.service.say(f"all unchecked scan {CHANNELS}")
-        await until(lambda since=mark: sum("scan: reported" in line for line in building.service.lines[since:]) >= ROOMS, "all reports", 120)
+async def reported(building, mark):
+    """Every agent has told of its scan."""
+    await until(lambda: sum("scan: reported" in line for line in building.service.lines[mark:]) >= ROOMS, "all reports", 120)
 
 
 class Gallery:
@@ -41,10 +38,11 @@ async def live(building, gallery):
     await browser.open(building.page)
     await browser.go("Domain")
     await browser.holds(f"document.querySelectorAll('.domain tbody tr').length === {ROOMS}")
+    mark = building.service.mark()
     await building.service.say(f"all unchecked scan {CHANNELS}")
-    await browser.see(".scan", "round 2")
+    await browser.see(".scan", "of 5")
     await gallery.take("domain")
-    await scan(building, 1)
+    await reported(building, mark)
     for view, ready in (("Map", ".map .edges line"), ("Agent", ".chart canvas"), ("Messages", ".log .cmd")):
         await browser.go(view)
         await browser.holds(f"document.querySelector('{ready}')")
@@ -63,6 +61,9 @@ async def orders(gallery):
     for name, value in (("radio", "1"), ("channel", "44"), ("bandwidth", "80"), ("power", "17")):
         await browser.write(f".form [name={name}]", value)
     await browser.see(".preview .json")
+    await browser.click("[data-plan=propose]")
+    await browser.see("section[aria-label=Plan] .state", "proposal")
+    await browser.holds("document.activeElement.blur() || window.scrollTo(0, 0) || true")
     await gallery.take("orders")
 
 
@@ -71,7 +72,8 @@ async def air(building, gallery):
     await browser.go("Air")
     await browser.click(".choice button", "5 GHz")
     await browser.see(".heat canvas")
-    browser.resize(1360, 1000)
+    await browser.see("h2", "After the plan")
+    browser.resize(1360, 1360)
     await gallery.take("air")
     browser.scheme(True)
     browser.resize(360, 740)
@@ -84,10 +86,11 @@ async def main(build, pictures):
     os.makedirs(pictures, exist_ok=True)
     async with Building() as building, Browser(building.directory) as browser:
         await building.serve("--config", '{"use-80211v":1}')
-        await building.rooms(await building.scenarios(f"office:{ROOMS}"), speed=1, log_level=1)
+        await building.rooms(await building.scenarios(f"office:{ROOMS}"), speed=4, log_level=1)
         await until(lambda: sum("-> subscribe-request" in line for line in building.service.lines) >= ROOMS, "all subscribed", 60)
         gallery = Gallery(browser, pictures)
-        await scan(building, 1)
+        await building.service.say(f"all unchecked scan {CHANNELS}")
+        await reported(building, 0)
         await building.service.say("all mode")
         await live(building, gallery)
         await orders(gallery)

@@ -5,7 +5,7 @@ from lab.browser import Browser
 from lab.building import Building
 from lab.processes import check, until
 
-SCAN = "1,6,11,36,40,44,48"
+SCAN = "1,6,11,36,44,52,60"
 QUIET = {"log_level": 1}
 
 
@@ -88,6 +88,8 @@ async def plan_and_undo():
         before = places(browser)
 
         await browser.go("Orders")
+        await browser.click(PLAN + " summary")
+        await browser.write("#plan-options", "channels=" + SCAN)
         await browser.click("[data-plan=start]")
         await browser.see(PLAN + " .state", "proposal", 150)
         wanted = changes(browser)

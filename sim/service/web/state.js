@@ -1,13 +1,12 @@
 // What the page knows, built from the messages of the service and nothing else: no drawing, no network.
 
-const message_limit = 500; // of the log; older entries are asked for when they are wanted
+const message_limit = 1000; // of one frame; a view asks for what it missed
 
 export function new_state() {
     return {
         mode: "live", version: "", name: "", commands: [],
         agents: new Map(), // by connection
         reports: new Map(), // the last scan of each connection
-        messages: [], // newest last
         plan: null,
         clock: null, // of a replay
         skew: 0, // the service's clock minus ours, ms
@@ -30,7 +29,6 @@ export function apply(state, message, changes, now) {
         case "reset":
             state.agents.clear();
             state.reports.clear();
-            state.messages = [];
             state.plan = null;
             state.ready = false;
             changes.all = true;
@@ -49,9 +47,7 @@ export function apply(state, message, changes, now) {
             changes.reports.add(message.agent);
             break;
         case "message":
-            state.messages.push(message);
             changes.messages.push(message);
-            if (state.messages.length > 2 * message_limit) state.messages.splice(0, message_limit);
             if (changes.messages.length > 2 * message_limit) changes.messages.splice(0, message_limit);
             break;
         case "plan":

@@ -34,8 +34,7 @@ export function plan_panel(context) {
     const answer = h("pre", { class: "answer", role: "status" });
     const element = h("section", { class: "sheet", "aria-label": "Plan" }, h("div", { class: "title" }, h("h2", { text: "Plan of the domain" }), state),
         h("p", { class: "quiet", text: "Chooses channel, width and power of every radio from all reports together. Nothing is sent before you apply it." }),
-        said, cost, silent, list,
-        h("div", { class: "buttons" }, ...buttons.values()),
+        said, cost, silent, h("div", { class: "buttons" }, ...buttons.values()), list,
         h("details", {}, h("summary", { text: "Limits and more" }), h("div", { class: "fields" },
             h("div", { class: "field" }, h("label", { for: "plan-changes", text: "at most so many changes" }), limit),
             h("div", { class: "field" }, h("label", { for: "plan-options", text: "options, as for the command plan" }), options)),
@@ -45,7 +44,8 @@ export function plan_panel(context) {
         const wanted = options.value.trim() ? { options: options.value.trim() } : {};
         if (limit.value && (what === "start" || what === "propose")) wanted["max-changes"] = Number(limit.value);
         const reply = await context.ask("plan", { do: what, ...wanted });
-        set_text(answer, reply.ok ? reply.text ?? "" : reply.error);
+        // What a step of the plan makes is drawn above already.
+        set_text(answer, !reply.ok ? reply.error : buttons.has(what) ? "" : reply.text ?? "");
         set_attribute(answer, "data-kind", reply.ok ? "good" : "bad");
     }
 
