@@ -281,7 +281,7 @@ void compare(building_kind kind, int access_points) {
         const plan_model kept = build_model(building_reports(alone), same);
         const interference kept_costs(kept);
         add(rows[row++].second, with(alone, kept_costs, find_plan(kept_costs, {})), made, limits);
-        add(rows[row++].second, with(made, costs, find_plan(costs, {10, 0.1, 1})), made, limits);
+        add(rows[row++].second, with(made, costs, find_plan(costs, {10, 0.1, 1, 1})), made, limits);
     }
     std::printf("%u buildings (%s) of %d access points, means:\n", buildings, building_kind_word(kind), access_points);
     print(rows, "each alone, once");
@@ -297,7 +297,7 @@ void against_the_best(building_kind kind, int access_points) {
     for (unsigned seed = 1; seed <= buildings; ++seed) {
         const plan_model model = build_model(building_reports(make_building(kind, access_points, seed)), {});
         const interference costs(model);
-        const assignment plan = find_plan(costs, {0, 0, 1});
+        const assignment plan = find_plan(costs, {0, 0, 1, 1});
         const double cost = costs.cost(plan).total();
         double least = 0;
         for (const int band : {2, 5}) {
@@ -326,7 +326,7 @@ void time_of(int access_points) {
     double with_ten = 0;
     double cost = 0;
     const double planned = seconds_of([&] { cost = costs.cost(find_plan(costs, {})).total(); });
-    with_ten = seconds_of([&] { find_plan(costs, {10, 0.1, 1}); });
+    with_ten = seconds_of([&] { find_plan(costs, {10, 0.1, 1, 1}); });
     std::printf("%d access points: model %.3f s, plan %.3f s, plan of 10 changes %.3f s (cost %.1f of %.1f)\n",
                 access_points, modelled, planned, with_ten, cost, costs.cost(costs.present()).total());
 }

@@ -94,7 +94,7 @@ void plan_search::search_part(assignment& plan, const indices& part) {
     const assignment before = plan;
     double least = total(plan);
     const std::size_t starts = part.size() < many_radios ? 8 : 3;  // as it is, greedy, at random
-    const std::size_t steps = 2000 + 20 * part.size();
+    const auto steps = static_cast<std::size_t>(limits_.effort * static_cast<double>(2000 + 20 * part.size()));
     for (std::size_t start = 0; start < starts; ++start) {
         assignment from = before;
         if (start == 1) from = greedy_start(before, part);

@@ -12,6 +12,7 @@ struct search_limits {
     std::size_t max_changes = 0;  // radios that may change; 0: any number
     double min_gain = 0.1;        // what every change has to bring, in units of cost
     std::uint32_t seed = 1;
+    double effort = 1;  // how long to search, in parts of what is usual
 };
 
 // The same model, limits and seed give the same assignment. Radios that must leave their block or need more power

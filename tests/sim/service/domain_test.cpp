@@ -132,7 +132,7 @@ TEST(DomainPlan, KeepsItsLimitsInAnyBuilding) {
         EXPECT_NEAR(costs.cost(now).total(), counted(model, now), 1e-6);
         double before = counted(model, forced);
         for (const std::size_t most : {std::size_t{1}, std::size_t{4}, std::size_t{0}}) {
-            const search_limits limits = {most, 0.2, seed};
+            const search_limits limits = {most, 0.2, seed, 0.05};
             const assignment plan = find_plan(costs, limits);
             EXPECT_EQ(plan, find_plan(costs, limits)) << "not the same twice";
             EXPECT_LE(counted(model, plan), before + 1e-6) << "more freedom, higher cost";

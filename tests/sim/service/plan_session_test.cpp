@@ -37,6 +37,7 @@ class rehearsal : public domain_world {
         for (const building_access_point& ap : made.access_points)
             devices[mac_text(ap.base)].link = ++links_;
         session.options().scan_timeout = 60;
+        session.options().search.effort = 0.02;
     }
     std::vector<access_point_view> access_points() const override {
         std::vector<access_point_view> list;
