@@ -1,6 +1,5 @@
 #include "sim/service/domain/descent.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace ravd::sim {
@@ -8,7 +7,6 @@ namespace {
 
 constexpr double tiny = 1e-9;  // below it a difference is rounding
 constexpr double forbidden = 1e6;
-constexpr std::size_t longest_memory = 20;  // moves
 
 }  // namespace
 
@@ -82,8 +80,7 @@ void block_search::wander(std::size_t steps, std::mt19937& random) {
             }
         }
         if (!next.found) break;
-        barred[next.radio][now_[next.radio].block] =
-            at + 3 + random() % (std::min(movable_.size(), longest_memory) + 4);
+        barred[next.radio][now_[next.radio].block] = at + 3 + random() % (movable_.size() / 4 + 10);
         move(next.radio, next.block);
         above_best += next.delta;
         if (above_best < -tiny) {
