@@ -100,6 +100,12 @@ std::string describe_log(const agent_config& config, const std::string& file) {
     return text + " to " + (file.empty() ? "standard error" : file);
 }
 
+// The random delay that a span stands for.
+std::string describe_delay(std::uint32_t span_s) {
+    if (span_s == 0) span_s = 2;
+    return std::to_string(span_s / 2) + " to " + std::to_string(span_s + span_s / 2) + " s";
+}
+
 std::string describe_plan(const agent_config& config, const std::string& log_file) {
     const bool bridge = config.links[roam_link].enabled != 0;
     const link_config& link = config.links[bridge ? roam_link : corvane_link];
@@ -110,8 +116,10 @@ std::string describe_plan(const agent_config& config, const std::string& log_fil
     if (config.tls.enabled)
         text += " over TLS, where it must be " +
                 quoted_text(config.tls.server_name.empty() ? link.host : config.tls.server_name.c_str());
-    return text + ", first after up to " + std::to_string(link.initial_connection_delay) + " s, then at most every " +
-           std::to_string(link.max_connection_delay) + " s, and " + describe_log(config, log_file) + ".";
+    const std::string first = describe_delay(link.initial_connection_delay);
+    const std::string last = describe_delay(link.max_connection_delay);
+    text += first == last ? ", each time after " + first : ", first after " + first + ", in the end after " + last;
+    return text + ", and " + describe_log(config, log_file) + ".";
 }
 
 // False when it cannot be read: `text` is the reason.

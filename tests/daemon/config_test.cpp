@@ -125,8 +125,8 @@ TEST(Config, JudgesLinesThatDoNotDoWhatTheirWriterWanted) {
     } cases[] = {
         {"# ws://h:1/x\n\ncorvane_service_url=h:9000/agent\r\nlog_level=0x3\nlog_file=/l\n",
          {},
-         "connects to ws://h:9000/agent as an agent of the domain \"default-rrm-domain\", first after up to 0 s, then "
-         "at most every 0 s, and logs errors, warnings to /l."},
+         "connects to ws://h:9000/agent as an agent of the domain \"default-rrm-domain\", each time after 1 to 3 "
+         "s, and logs errors, warnings to /l."},
         {"corvane_servise_url=ws://h:1/x\ncolour=blue\nfoo\n",
          {"1: unknown key \"corvane_servise_url\", so the line is ignored; did you mean corvane_service_url?",
           "2: unknown key \"colour\", so the line is ignored", "3: no \"=\""},
@@ -149,7 +149,7 @@ TEST(Config, JudgesLinesThatDoNotDoWhatTheirWriterWanted) {
         {"corvane_service_url=h:1/x\ntls_server_name=s\ntls_key_file=/none\n",
          {"2: tls_server_name: no effect without", "3: tls_key_file: No such file",
           "3: tls_key_file: no effect without"},
-         "domain \"default-rrm-domain\", first"},
+         "domain \"default-rrm-domain\", each time"},
         {"corvane_service_url=h:1/x\ntls_ca_file=\ntls_cert_file=/dev\n",
          {"2: tls_ca_file: No such file", "3: tls_cert_file: not a regular file",
           "3: tls_cert_file: tls_cert_file and"},

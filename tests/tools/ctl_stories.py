@@ -32,6 +32,9 @@ async def tells_how_the_daemon_is_and_obeys(session):
     lines = (await control(session, "status"))[1].splitlines()
     check("subscription.state=subscribed" in lines, lines)
 
+    watcher = await start(session, "watch")
+    await watcher.line("daemon=runs$")
+
     # An order that the radio does not follow: the network daemon is gone before it comes.
     await session.ap.tell("fault porterd dead")
     await link.send(message("rrm-info", **{"use-dca": 1, "radios": [{"id": 0, "channel": 11}]}))
@@ -40,9 +43,11 @@ async def tells_how_the_daemon_is_and_obeys(session):
     check(any("channel 11 with 20 MHz was ordered, it is on 6" in line for line in session.daemon.lines),
           "no warning of it")
 
+    # Whoever watches sees both.
+    await watcher.line(r"radios\.wlan0\.ordered\.channel=11$")
+    await watcher.line(r"radios\.wlan0\.found\.channel=6$")
+
     before = len(session.service.links)
-    watcher = await start(session, "watch")
-    await watcher.line("daemon=runs$")
     check((await control(session, "reconnect"))[0] == 0, "reconnect")
     await until(lambda: len(session.service.links) > before, "a new link")
     await watcher.line(r"^\d\d:\d\d:\d\d link\.last_failure=a reconnection was asked for$")
