@@ -3,10 +3,11 @@ import asyncio
 import json
 import os
 import re
+import sys
 import time
 
 from lab.orders import BASE_MAC, FACTORY, accept, message, own, scan
-from lab.processes import check
+from lab.processes import Place, check, free_port
 from lab.service import same
 
 PAGE = os.path.join(os.path.dirname(__file__), "../../docs/protocol.md")
@@ -208,4 +209,18 @@ async def examples_of_the_page(session):
     same([request["domain"], request["radios"][0]["channel"]], ["building-3", 6])
 
 
-STORIES = [subscribes_describes_itself_and_leaves, scans_and_what_waits_for_them, examples_of_the_page]
+async def the_example_service_moves_a_radio(session):
+    example = os.path.join(os.path.dirname(PAGE), "example_service.py")
+    port = free_port()
+    service = await Place.start(session, [sys.executable, "-B", example, str(port)])
+    await service.line("listening")
+    await session.ap.begin(session.office, "--speed", "1000")
+    await session.daemon.begin(port)
+    await service.line("radio 0: channel 6 -> 1$", seconds=90)
+    await service.line("radio 0 is on 1: good", seconds=60)
+    await session.daemon.stop()
+    await service.line("is gone")
+
+
+STORIES = [subscribes_describes_itself_and_leaves, scans_and_what_waits_for_them, examples_of_the_page,
+           the_example_service_moves_a_radio]
