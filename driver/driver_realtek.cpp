@@ -149,7 +149,10 @@ bool driver_realtek::is_scanning() { return scans_.is_scanning(); }
 int driver_realtek::start_scan(bool active, const channel_set& wlan0, const channel_set& wlan1, std::uint32_t& wait_s) {
     return scans_.start_scan(active, wlan0, wlan1, wait_s);
 }
-bool driver_realtek::scan_over() { return context_.back_ends.scans_over() && scans_.is_scanning(); }
+// Asked whatever the rest says: what there is has to be read.
+bool driver_realtek::scan_over() {
+    return context_.back_ends.scans_over() && scans_.is_scanning() && radios_.hostapd_running();
+}
 int driver_realtek::event_descriptor() { return context_.back_ends.event_descriptor(); }
 int driver_realtek::stop_scan(bool active) { return scans_.stop_scan(active); }
 int driver_realtek::fill_scan_results(ap_table& table) { return scans_.fill_scan_results(table); }

@@ -14,43 +14,33 @@ from radio.station import Station
 
 
 class Domain(Service):
-    """The service, and what its agent sent."""
+    """The service of one agent."""
 
-    def received(self, cmd):
-        with open(f"{LOGS}/messages.jsonl", encoding="utf-8") as file:
-            messages = [json.loads(line)["message"] for line in file if f'"{cmd}"' in line]
-        return [message for message in messages if isinstance(message, dict) and message.get("cmd") == cmd]
+    def __init__(self, host, ap):
+        super().__init__(host)
+        self.mac = ap.mac
 
-    async def order(self, cmd, **members):
-        await self.program.say(json.dumps({"version": "2.4", "service": "rrm", "cmd": cmd, "ap-mac": "x",
-                                           **{name.replace("_", "-"): value for name, value in members.items()}}))
+    async def send(self, cmd, **members):
+        message = {"version": "2.4", "service": "rrm", "cmd": cmd, "ap-mac": self.mac, **members}
+        await self.program.say(json.dumps(message))
 
-    async def scan(self, channels, active=True, seconds=90):
+    async def scan(self, channels, active=True):
         """Rounds of {bssid: entry}, and how long they took."""
-        before, began = len(self.received("rrm-response")), time.monotonic()
-        await self.order("rrm-update", rrm_scan_channels=channels, rrm_scan_delay=0, quarn_rrm_scanning=int(not active))
-
-        async def answered():
-            return self.received("rrm-response")[before:]
-        answer = (await until(answered, f"the report of a scan of {channels}", seconds))[0]
+        mark, began = self.mark(), time.monotonic()
+        await self.send("rrm-update", **{"rrm-scan-channels": channels, "rrm-scan-delay": 0,
+                                         "quarn-rrm-scanning": int(not active)})
+        answer = await self.message(self.mac, "rrm-response", mark, seconds=90)
         return [{bss["bssid"]: bss for bss in heard} for heard in answer["rf-environment"]], time.monotonic() - began
 
 
 class Office(AccessPoint):
-    async def make_interfaces(self):
-        phys = [phy for phy, _ in self.radios]
-        text = f"base {self.mac}\n" + "".join(f"wlan{n} {phy}\nwlan{n}-va0\n" for n, phy in enumerate(phys))
-        await self.must("ravd-hostd", "--setup", self.write("/etc/ravd/interfaces", text))
-
     async def begin_all(self, service):
         await self.begin()
         await self.start_hostapd()
-        self.write("/etc/ravd/hostd.conf", "")
-        self.hostd = await self.start("hostd", "ravd-hostd", "--verbose")
-        await self.hostd.line("VAPs on the air", seconds=60)
         if service:
+            await self.start_hostd()
             await self.start_agent(service.address)
-            await self.agent.line("Subscribed to the radio service", seconds=90)
+            await self.subscribed()
 
     async def neighbours(self, number):
         return [line.split()[0] for line in (await self.hostapd_cli(number, "show_neighbor")).splitlines()]
@@ -75,7 +65,8 @@ async def scans(ap, service, foreign, other, station):
     rounds, _ = await service.scan("11")
     check([list(heard) for heard in rounds] == [[await foreign.bssid(0)]] * 5, "channel 11", rounds)
     rounds, seconds = await service.scan("149", active=False)
-    check([sorted(heard) for heard in rounds] == [sorted([await foreign.bssid(1), await other.bssid(1)])], "RRM scan", rounds)
+    there = sorted([await foreign.bssid(1), await other.bssid(1)])
+    check([sorted(heard) for heard in rounds] == [there], "RRM scan", rounds)
     check("AP-STA-DISCONNECTED" not in "".join(ap.hostapd.lines), "no client was lost")
     check(await station.ping("10.0.0.1", 5) >= 4, "traffic after the scans")
     print(f"an RRM scan took {seconds:.1f} s; no client was lost")
@@ -84,13 +75,13 @@ async def scans(ap, service, foreign, other, station):
 async def lists_and_transition(ap, service, other, station):
     own, target = await ap.bssid(0), await other.bssid(0)
     for entries in ([target], [], [target]):
-        await service.order("rrm-info", domain="d", **{"802dot11k": [neighbour(bssid, 1) for bssid in entries]})
+        await service.send("rrm-info", **{"domain": "d", "802dot11k": [neighbour(bssid, 1) for bssid in entries]})
 
         async def listed():
             return sorted(await ap.neighbours(0)) == sorted([own, *entries])
         await until(listed, f"hostapd lists {entries}", 30)
     print("neighbour lists were filled, emptied and filled; hostapd's own entry stayed")
-    await service.order("rrm-sta-overload", radios=[{"id": 0, "roam-count": 1}],
+    await service.send("rrm-sta-overload", radios=[{"id": 0, "roam-count": 1}],
                         **{"802dot11k": [neighbour(target, 1)]})
     began = time.monotonic()
     await station.connected(target)
@@ -143,7 +134,7 @@ async def faults(ap, service):
     # A silent hostapd: the list costs its time limit, and the agent stays.
     os.kill(ap.hostapd.process.pid, signal.SIGSTOP)
     mark, began = ap.agent.mark(), time.monotonic()
-    await service.order("rrm-info", domain="d", **{"802dot11k": [neighbour(f"02:00:00:00:00:{n:02}", 1)
+    await service.send("rrm-info", **{"domain": "d", "802dot11k": [neighbour(f"02:00:00:00:00:{n:02}", 1)
                                                                  for n in range(30)]})
     await ap.agent.line("hostapd cannot list neighbours", since=mark)
     await works(service, "scans while hostapd is silent")
@@ -160,7 +151,7 @@ async def main():
                          (f"phy{2 * n - 1}", radio(1, "office", 36 if n == 1 else 149))]) for n in (1, 2)]
     foreign = Network("foreign", [("phy4", vap("wlan0-va0", "cafe", 11, "country_code=US")),
                                   ("phy5", vap("wlan1-va0", "cafe", 149, "country_code=US"))])
-    station, service = Station("sta1", "phy6"), Domain("10.0.0.1")
+    station, service = Station("sta1", "phy6"), Domain("10.0.0.1", ap)
     try:
         await service.begin()
         await foreign.begin()
@@ -175,8 +166,8 @@ async def main():
         await scans(ap, service, foreign, other, station)
         await lists_and_transition(ap, service, other, station)
         await faults(ap, service)
+        check("VIOLATION" not in "".join(service.program.lines), "the service saw a violation of the protocol")
         await ap.agent.stop(10)
-        check(await service.program.stop() is not None, "the service saw no violation")
     finally:
         for one in (station, ap, other, foreign, service):
             await one.end()
