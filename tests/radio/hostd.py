@@ -1,7 +1,10 @@
-"""ravd-hostd between the daemon, hostapd and the kernel: interfaces, channel, power, key holders, life, clients."""
+"""ravd-hostd between the daemon, hostapd and the kernel: interfaces, channel, power, key holders, life, clients.
+
+Arguments: the parts to show (values, channel, roam, lives); all without any."""
 import asyncio
 import json
 import signal
+import sys
 
 from lab.processes import check, until
 from radio.access_point import AccessPoint, radio
@@ -18,18 +21,6 @@ def fast(number, name):
 
 
 class HostdAccessPoint(AccessPoint):
-    async def make_interfaces(self):
-        phys = [phy for phy, _ in self.radios]
-        text = f"base {self.mac}\n" + "".join(f"wlan{n} {phy}\nwlan{n}-va0\n" for n, phy in enumerate(phys))
-        print(await self.must("ravd-hostd", "--setup", self.write("/etc/ravd/interfaces", text)))
-        again = await self.must("ravd-hostd", "--setup", "/etc/ravd/interfaces")
-        check("made" not in again, "a second --setup made something", again)
-
-    async def start_hostd(self):
-        self.write("/etc/ravd/hostd.conf", "/interface/wlan0/wlan/radio/tx-power-min=5\n")
-        self.hostd = await self.start("hostd", "ravd-hostd", "--verbose")
-        await self.hostd.line("VAPs on the air", seconds=60)
-
     async def get(self, path):
         return (await self.run("ravd-bus", "get", path))[1]
 
@@ -102,6 +93,7 @@ async def fast_roam(first, second, station):
     check(all(answer["status"] == "ok" for answer in answers), "key holders", answers)
     check("RELOAD" not in "".join(second.hostd.lines), "key holders as configured need no reload")
     target = await second.bssid(0)
+    mark = second.hostapd.mark()
 
     async def there():
         # A station that got no answer in time ignores the target for 10 s.
@@ -111,7 +103,9 @@ async def fast_roam(first, second, station):
     await until(there, "the station roams", 90)
     await second.has_station(0, station.address)
     await second.hostd.line(f"wlan0-va0: {station.address} auth")
-    check("AKMSuiteSelector=00-0f-ac-4" in await second.hostapd_cli(0, "sta", station.address), "it came by FT")
+    check("AKMSuiteSelector=00-0f-ac-4" in await second.hostapd_cli(0, "sta", station.address), "FT-PSK is its kind")
+    check(f"EAPOL-4WAY-HS-COMPLETED {station.address}" not in "".join(second.hostapd.lines[mark:]),
+          "it came by a whole handshake, not by FT")
     print("a station roamed by fast transition with the key holders that were handed out")
 
 
@@ -146,41 +140,58 @@ async def lives_of_hostapd(ap):
     print("hostapd was killed and stopped; what was ordered held, and went with ravd-hostd")
 
 
+async def values(ap):
+    check(await ap.bssid(0) == f"{ap.mac[:-1]}1".lower(), "the VAP's address", await ap.bssid(0))
+    check(ap.exists("/var/run/hostapd.pid"), "a pid file")
+    again = await ap.must("ravd-hostd", "--setup", "/etc/ravd/interfaces")
+    check("made" not in again, "a second --setup made something", again)
+    expected = {"/corvane/dca": "true", "/interface/wlan0/common/enabled": "true",
+                **{f"/interface/wlan1/wlan/radio/{key}": value for key, value in (
+                    ("country", "US"), ("channel", "36"), ("bandwidth", "80"), ("auto-channel", "false"),
+                    ("tx-power-min", "11"), ("use-limit-channels", "false"))},
+                **{f"/interface/wlan0-va0/{key}": value for key, value in (
+                    ("common/enabled", "true"), ("vap/ssid", "office"), ("vap/ap-security/mode", "WPA2_PSK"),
+                    ("vap/w80211kv-config/enabled", "true"), ("vap/ft-config/enabled", "true"))}}
+    found = {path: await ap.get(path) for path in expected}
+    check(found == expected, "values", {path: found[path] for path in expected if found[path] != expected[path]})
+    print(f"{len(expected)} values are as hostapd and the kernel have them")
+
+
 async def main():
+    parts = sys.argv[1:] or ["values", "channel", "roam", "lives"]
     await radios_begin(5)
     await wire_begin("10.0.0.1/24")
     aps = [HostdAccessPoint(f"ap{n}", f"02:00:5E:00:0{n}:00", f"10.0.0.{n + 1}/24",
                             [(f"phy{2 * n - 2}", fast(0, f"ap{n}")), (f"phy{2 * n - 1}", fast(1, f"ap{n}"))])
-           for n in (1, 2)]
-    first, second = aps
+           for n in ((1, 2) if "roam" in parts else (1,))]
+    first = aps[0]
     station = Station("sta1", "phy4")
     service = Service("10.0.0.1")
     try:
         for ap in aps:
             await ap.begin()
             await ap.start_hostapd()
-            await ap.start_hostd()
-        check(await first.bssid(0) == "02:00:5e:00:01:01", await first.bssid(0))
-        check(first.exists("/var/run/hostapd.pid"), "a pid file")
-        for path in ("/corvane/dca", "/interface/wlan0/common/enabled", "/interface/wlan1/wlan/radio/country",
-                     *(f"/interface/wlan1/wlan/radio/{key}" for key in ("channel", "bandwidth", "control-sideband",
-                       "tx-power", "tx-power-max", "tx-power-min", "use-limit-channels", "auto-channel")),
-                     *(f"/interface/wlan0-va0/{key}" for key in ("common/enabled", "vap/ssid", "vap/ap-security/mode",
-                       "vap/w80211kv-config/enabled", "vap/ft-config/enabled", "vap/captive-portal/enabled"))):
-            print(path, "=", await first.get(path))
-        check(await first.get("/interface/wlan0-va0/vap/ssid") == "office", "the SSID")
-        await station.begin()
-        await station.join("office", "bssid=02:00:5e:00:01:01 ", "scan_freq=2437", key_mgmt="FT-PSK")
-        await station.must("ip", "addr", "add", "10.0.0.10/24", "dev", "sta0")
-        await first.hostd.line(f"wlan0-va0: {station.address} auth")
-        await channel_and_power(first, station)
+            await ap.start_hostd("/interface/wlan0/wlan/radio/tx-power-min=5")
+            await ap.hostd.line("VAPs on the air", seconds=60)
         await service.begin()
         await first.start_agent(service.address)
-        await service.program.line("subscribed", seconds=60)
-        print("the agent subscribed")
-        await station.wpa_cli("set_network", "0", "bssid", "any")
-        await fast_roam(first, second, station)
-        await lives_of_hostapd(first)
+        await first.subscribed()
+        if "values" in parts:
+            await values(first)
+        if "channel" in parts or "roam" in parts:
+            await station.begin()
+            await station.join("office", "scan_freq=2437 2412", key_mgmt="FT-PSK")
+            await station.must("ip", "addr", "add", "10.0.0.10/24", "dev", "sta0")
+            if (await station.status())["bssid"] != await first.bssid(0):
+                await station.wpa_cli("roam", await first.bssid(0))
+                await station.connected(await first.bssid(0))
+        if "channel" in parts:
+            await first.hostd.line(f"wlan0-va0: {station.address} auth")
+            await channel_and_power(first, station)
+        if "roam" in parts:
+            await fast_roam(first, aps[1], station)
+        if "lives" in parts:
+            await lives_of_hostapd(first)
     finally:
         await station.end()
         for ap in aps:
