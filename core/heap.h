@@ -1,6 +1,8 @@
 // What the daemon keeps of memory that it needed for a moment.
 #pragma once
 
+#include <cstdint>
+
 #if __has_include(<malloc.h>)
 #include <malloc.h>
 #endif
@@ -26,5 +28,27 @@ inline void keep_heap_small() {}
 inline void return_free_memory() {}
 
 #endif
+
+// When to give free memory back: at once after something large, else a minute after the last time. Many small things
+// can leave megabytes free below one that lives on, and a minute's work costs one look that way.
+class free_memory {
+  public:
+    void large_freed() { large_ = true; }  // give it back at the next rest
+    void used() { used_ = true; }          // something was allocated and freed
+    // To be called before a wait. `now_ms` on the monotonic clock.
+    void rest(std::int64_t now_ms) {
+        if (!large_ && (!used_ || now_ms - returned_ms_ < period_ms)) return;
+        large_ = used_ = false;
+        returned_ms_ = now_ms;
+        return_free_memory();
+    }
+
+  private:
+    static constexpr std::int64_t period_ms = 60000;
+
+    bool large_ = false;
+    bool used_ = false;
+    std::int64_t returned_ms_ = 0;
+};
 
 }  // namespace ravd

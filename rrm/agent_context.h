@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/activity.h"
+#include "core/heap.h"
 #include "core/safe_queue.h"
 #include "driver/driver_interface.h"
 #include "message/json.h"
@@ -26,8 +27,8 @@ struct agent_context {
     safe_queue& to_service;
     agent_timers& timers;
     activity& progress;
-    std::string domain;             // RRM domain in every message
-    bool memory_to_return = false;  // something large was freed; the worker gives it back when it rests
+    std::string domain;  // RRM domain in every message
+    free_memory memory = {};
     agent_counts counts = {};
 
     // Never above the number of radio names.

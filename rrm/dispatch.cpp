@@ -82,8 +82,9 @@ constexpr command_row commands[] = {
 bool rrm_worker::on_service_message(const std::shared_ptr<buffer_info_t>& message) {
     if (!message || message->size == 0) return false;
     const json_reader root(message->data);
+    parts_.context.memory.used();
     if (message->size > slow_message_bytes) {
-        parts_.context.memory_to_return = true;
+        parts_.context.memory.large_freed();
         progress().tick();
     }
     if (!root.valid()) return false;

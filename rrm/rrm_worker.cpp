@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "core/heap.h"
 #include "core/logger.h"
+#include "platform/monotonic.h"
 
 namespace ravd {
 namespace {
@@ -97,10 +97,7 @@ bool rrm_worker::process() {
 void rrm_worker::rest() {
     const bool deferred = pending_.size() != 0 && !driver_.is_scanning();
     if (deferred || from_service_.size() != 0 || from_bus_.size() != 0) return;
-    if (parts_.context.memory_to_return) {
-        parts_.context.memory_to_return = false;
-        return_free_memory();
-    }
+    parts_.context.memory.rest(monotonic_ms());
     idle_.rest(until_next_timer_ms(idle_wait_ms), driver_.event_descriptor());
 }
 

@@ -96,6 +96,7 @@ void scan_session::start_round(bool active) {
 
 void scan_session::scan_finished() {
     log_debug(process_log, "scan_finished\n");
+    context_.memory.used();
     context_.driver.stop_scan(true);
     if (active_scan_) {
         // A timer of an earlier scan cannot be left over, but a round beyond the table must not be written either.
@@ -163,7 +164,7 @@ void scan_session::add_round(json_writer& environment, const ap_table& heard) {
     }
     text += ']';
     environment.add_text(nullptr, text.c_str());
-    if (heard.size() > entries_a_tree) context_.memory_to_return = true;
+    if (heard.size() > entries_a_tree) context_.memory.large_freed();
 }
 
 void scan_session::stop() {
