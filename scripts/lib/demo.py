@@ -4,7 +4,6 @@ import sys
 
 import demo_agent
 import demo_roaming
-import demo_web
 import stage
 
 
@@ -13,6 +12,7 @@ def main():
     if "--roaming" in flags:
         return stage.play(build, demo_roaming.story)
     if "--web" in flags:
+        import demo_web  # the only one that needs Debian's websockets
         return stage.play(build, lambda house: demo_web.story(house, keep="--keep" in flags), demo_web.House)
     return stage.play(build, lambda the_stage: demo_agent.story(the_stage, wifi6="--wifi6" in flags))
 

@@ -139,6 +139,8 @@ export function messages_view(context) {
         update(changes) {
             if (changes.all) return reload();
             note_violations(changes.messages);
+            // A replay that runs fast does not tell of single messages.
+            if (changes.clock && live.checked && context.state.clock?.playing) return reload_soon();
             if (changes.messages.length === 0 || !live.checked) return changes.messages.length ? redraw() : undefined;
             // Only the service sees whole texts, and which messages broke the protocol.
             if (text.value || broken.checked) return reload_soon();
