@@ -72,7 +72,7 @@ int wireless_ioctl(int sock, unsigned long request, iwreq* req) {
     req->u.data.flags = reply.flags;
     // Never beyond the caller's memory, whatever the access point says.
     const std::size_t copied = std::min(reply.block.size(), capacity);
-    if (copied > 0) std::memcpy(block, reply.block.data(), copied);
+    std::copy_n(reply.block.data(), copied, block);
     if (reply.result < 0) errno = reply.error;
     return reply.result;
 }

@@ -39,12 +39,12 @@ char** complete(const char* text, int start, int) {
     if (!current) return nullptr;
     current->found = current->complete(std::string(rl_line_buffer, static_cast<std::size_t>(start)));
     rl_attempted_completion_over = current->found.empty() ? 0 : 1;
-    // Behind a key comes its value.
+    // Behind a key comes its value, behind anything else a blank.
     const auto goes_on = [text](const std::string& word) {
         return word.back() == '=' && word.compare(0, std::strlen(text), text) == 0;
     };
     const bool key = std::any_of(current->found.begin(), current->found.end(), goes_on);
-    rl_completion_append_character = key ? '\0' : ' ';
+    rl_completion_append_character = key ? 0 : 0x20;
     return rl_completion_matches(text, next_match);
 }
 
