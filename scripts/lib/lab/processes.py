@@ -35,8 +35,8 @@ def check(holds, *what):
         raise Wrong(" ".join(str(part) for part in what))
 
 
-async def until(condition, what, seconds=PATIENCE):
-    """The first true answer of `condition`, a function or coroutine function."""
+async def until(condition, what, seconds=PATIENCE, pause=0.02):
+    """The first true answer of `condition`, a function or coroutine function, which is asked every `pause` seconds."""
     deadline = time.monotonic() + seconds
     while True:
         answer = condition()
@@ -46,7 +46,7 @@ async def until(condition, what, seconds=PATIENCE):
             return answer
         if time.monotonic() > deadline:
             raise Wrong(f"not within {seconds} s: {what}")
-        await asyncio.sleep(0.02)
+        await asyncio.sleep(pause)
 
 
 def free_port():

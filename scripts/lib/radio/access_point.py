@@ -8,7 +8,7 @@ BRIDGE = "br0"
 def radio(number, ssid, channel, *lines, country="US"):
     """hostapd's file of one radio that stations can be steered on."""
     return vap(f"wlan{number}-va0", ssid, channel, f"bridge={BRIDGE}", f"country_code={country}", "ieee80211d=1",
-               "rrm_neighbor_report=1", "bss_transition=1", SECURITY.format(passphrase=PASSPHRASE), *lines)
+               "rrm_neighbor_report=1", "bss_transition=1", "ap_max_inactivity=10", SECURITY.format(passphrase=PASSPHRASE), *lines)
 
 
 class AccessPoint(Network):

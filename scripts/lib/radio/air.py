@@ -2,6 +2,7 @@
 import re
 
 from lab.processes import until
+from radio.namespace import POLL
 
 
 async def interface(namespace, name):
@@ -21,7 +22,7 @@ async def on_channel(namespace, name, channel, seconds=30):
     """Waits until an interface is there."""
     async def there():
         return (await interface(namespace, name)).get("channel") == channel
-    await until(there, f"{name} of {namespace.name} is on channel {channel}", seconds)
+    await until(there, f"{name} of {namespace.name} is on channel {channel}", seconds, pause=POLL)
 
 
 async def scan(namespace, name, *frequencies):
@@ -32,7 +33,7 @@ async def scan(namespace, name, *frequencies):
     async def done():
         status, output = await namespace.run("iw", "dev", name, "scan", *arguments)
         return output if status == 0 else None  # busy while somebody else scans
-    for line in (await until(done, f"{namespace.name} scans", 60)).splitlines():
+    for line in (await until(done, f"{namespace.name} scans", 60, pause=POLL)).splitlines():
         found = re.match(r"BSS ([0-9a-f:]{17})", line)
         bssid = found[1] if found else bssid
         found = re.search(r"signal: ([\d.-]+) dBm", line)

@@ -2,6 +2,7 @@
 import json
 
 from lab.processes import until
+from radio.namespace import POLL
 from radio.neighbourhood import HOST, SSID
 
 KEY = "00112233445566778899aabbccddeeff"
@@ -31,7 +32,7 @@ async def neighbour_list(stage, place):
 
     async def listed():
         return neighbour in await ap1.hostapd_cli(0, "show_neighbor")
-    await until(listed, "hostapd has the neighbour", 60)
+    await until(listed, "hostapd has the neighbour", 60, pause=POLL)
     own = await ap1.bssid(0)
     shown = await ap1.hostapd_cli(0, "show_neighbor")
     stage.verify("hostapd has the neighbour of the radio's band beside its own entry, and not that of the other band",
@@ -61,6 +62,7 @@ async def overload(stage, place):
     stage.verify("the stronger one stayed", mover.address in await ap1.stations(0))
     await place.service.message(ap2.mac, "rrm-client-assoc", mark, lambda message: message["sta-mac"] == weak.address)
     stage.verify("the other access point reported it")
+    # hostapd learns by silence alone that a station is elsewhere.
     await place.service.message(ap1.mac, "rrm-sta-roam", mark, lambda message: message["sta-mac"] == weak.address)
     stage.verify("and its own that it roamed")
 

@@ -1,6 +1,7 @@
 """Accidents and the end: hostapd restarts, the link is lost, the agents stop."""
 from lab.processes import until
 from radio import air
+from radio.namespace import POLL
 from radio.neighbourhood import CHANNELS
 
 
@@ -42,7 +43,7 @@ async def link_lost(stage, place):
     service = place.service
     await service.program.stop(30)
     stage.verify("until then it found no fault in any message")
-    await until(lambda: as_configured(ap1), "channels and neighbour lists are as configured", 90)
+    await until(lambda: as_configured(ap1), "channels and neighbour lists are as configured", 90, pause=POLL)
     stage.verify("iw and hostapd_cli show channels, widths and neighbour lists as configured")
     mark = service.mark()
     await service.begin("--strict")
@@ -58,7 +59,7 @@ async def orderly_end(stage, place):
     await air.on_channel(ap1, "wlan0-va0", 11, 60)
     for ap in place.aps:
         stage.verify(f"{ap.name}'s agent ended after {await ap.agent.stop(30):.1f} s with status 0")
-    await until(lambda: as_configured(ap1), "channels and neighbour lists are as configured", 90)
+    await until(lambda: as_configured(ap1), "channels and neighbour lists are as configured", 90, pause=POLL)
     stage.verify("iw and hostapd_cli show channels and neighbour lists as configured")
     for ap in place.aps:
         stage.verify(f"{ap.name}'s ravd-hostd ended after {await ap.hostd.stop(30):.1f} s with status 0")

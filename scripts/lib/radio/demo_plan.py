@@ -3,6 +3,7 @@ import asyncio
 
 from lab.processes import until
 from radio import air
+from radio.namespace import POLL
 from radio.neighbourhood import HOST
 from radio.traffic import Traffic
 
@@ -38,14 +39,14 @@ async def begin(stage, place):
 
 
 async def scan(stage, place):
-    stage.step(f"Both scan channels {', '.join(LOUD)} in five rounds while their stations stay.")
+    stage.step(f"Both scan channels {', '.join(LOUD)} in five rounds while their stations stay; one after the other, for a "
+               "radio that listens elsewhere sends no beacons.")
     ap1, ap2 = place.aps
     traffic = await Traffic(place.stations["mover"], HOST).begin()
-    mark = place.service.mark()
-    for ap in place.aps:
-        await place.service.order(ap.mac, f"scan channels={','.join(LOUD)}")
     foreign = [await network.bssid(0) for network in place.foreign]
     for ap, other in ((ap1, ap2), (ap2, ap1)):
+        mark = place.service.mark()
+        await place.service.order(ap.mac, f"scan channels={','.join(LOUD)}")
         report = await place.service.message(ap.mac, "rrm-response", mark, seconds=180)
         heard = {entry["bssid"]: entry for entries in report["rf-environment"] for entry in entries}
         others = [await other.bssid(number) for number in (0, 1)]
@@ -85,17 +86,17 @@ async def move(stage, place):
 
 
 async def power(stage, place):
-    stage.step("That radio's power is lowered to 10 dBm; the other access point listens.")
+    stage.step("That radio's power is lowered to 12 dBm; the other access point listens.")
     ap1, ap2 = place.aps
     bssid = await ap1.bssid(0)
     loud = (await air.scan(ap2, "wlan0", 2412))[bssid]
-    await place.service.order(ap1.mac, "config radio=0 power=10")
+    await place.service.order(ap1.mac, "config radio=0 power=12")
 
     async def lowered():
-        return (await air.interface(ap1, "wlan0-va0")).get("power") == 10
-    await until(lowered, "iw shows 10 dBm", 60)
+        return (await air.interface(ap1, "wlan0-va0")).get("power") == 12
+    await until(lowered, "iw shows 12 dBm", 60, pause=POLL)
     quiet = (await air.scan(ap2, "wlan0", 2412))[bssid]
-    stage.verify(f"iw shows 10 dBm, and the other access point hears it with {quiet:.0f} instead of {loud:.0f} dBm",
+    stage.verify(f"iw shows 12 dBm, and the other access point hears it with {quiet:.0f} instead of {loud:.0f} dBm",
                  quiet < loud - 5)
     mark = place.service.mark()
     await place.service.order(ap2.mac, "rrm-scan 1,149")

@@ -4,6 +4,7 @@ import os
 
 from lab.processes import Program, check, until
 
+POLL = 0.25  # seconds between two looks that cost a process each, on a slow processor
 LOGS = "/out"  # what is written here outlives the virtual machine
 PREPARE = """mkdir -p /etc
 mount -t sysfs sysfs /sys
@@ -124,4 +125,4 @@ async def radios_begin(count, country="US"):
 
     async def set_to():
         return f"country {country}:" in await must("iw", "reg", "get")
-    await until(set_to, f"the regulatory domain {country}", 60)
+    await until(set_to, f"the regulatory domain {country}", 60, pause=POLL)

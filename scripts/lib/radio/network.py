@@ -1,6 +1,6 @@
 """Access points that hostapd runs: configuration, start, restart, what hostapd_cli tells of them."""
 from lab.processes import check, until
-from radio.namespace import Namespace
+from radio.namespace import POLL, Namespace
 
 PASSPHRASE = "a long passphrase"
 
@@ -82,7 +82,7 @@ class Network(Namespace):
     async def has_station(self, number, address, seconds=30):
         async def there():
             return address in await self.stations(number)
-        await until(there, f"{address} at {self.name}'s radio {number}", seconds)
+        await until(there, f"{address} at {self.name}'s radio {number}", seconds, pause=POLL)
 
     async def stop_hostapd(self):
         status = await self.hostapd_ended()

@@ -3,7 +3,7 @@ import asyncio
 import re
 
 from lab.processes import until
-from radio.namespace import Namespace
+from radio.namespace import POLL, Namespace
 from radio.network import PASSPHRASE
 
 
@@ -42,7 +42,7 @@ class Station(Namespace):
             _, output = await self.run("wpa_cli", "-p", "/var/run/wpa", "-i", "sta0", "status")
             values = dict(line.split("=", 1) for line in output.splitlines() if "=" in line)
             return values if values.get("wpa_state") == "COMPLETED" and bssid in (None, values["bssid"]) else None
-        return await until(there, f"{self.name} is connected" + (f" to {bssid}" if bssid else ""), seconds)
+        return await until(there, f"{self.name} is connected" + (f" to {bssid}" if bssid else ""), seconds, pause=POLL)
 
     async def ping(self, address, count=3):
         """Answers received."""
@@ -56,4 +56,4 @@ class Station(Namespace):
             await self.wpa_cli("raw", "SCAN", f"freq={frequency}")
             await asyncio.sleep(1)
             return bssid in await self.wpa_cli("scan_results")
-        await until(known, f"{self.name} hears {bssid}", seconds)
+        await until(known, f"{self.name} hears {bssid}", seconds, pause=POLL)

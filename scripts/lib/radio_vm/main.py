@@ -19,7 +19,7 @@ def options():
                                      "of mainline Linux: real kernel, hostapd and wpa_supplicant.")
     parser.add_argument("--arch", choices=ARCHITECTURES, default="x86_64")
     parser.add_argument("--build", help="directory of the project's programs (default: the release or mipsel build)")
-    parser.add_argument("--limit", type=int, default=300, help="seconds that the scenario may take (default: 300)")
+    parser.add_argument("--limit", type=int, default=300, help="seconds of the machine's own time that the scenario may take (default: 300)")
     parser.add_argument("--results", help="directory that gets what the scenario leaves in /out, the logs of all its "
                         "programs among it (default: build/radio/ARCH/results/SCENARIO)")
     parser.add_argument("scenario", help="name of a file of tests/radio, without its ending, or a path")
