@@ -1,10 +1,10 @@
 """The least that everything else stands on: two radios, one network, one station, the daemon and its service."""
 import asyncio
-import sys
 
-from lab.processes import check, until
+from lab.processes import check
+from radio import usage
 from radio.access_point import AccessPoint, radio
-from radio.namespace import must, radios_begin, run, wire_begin
+from radio.namespace import radios_begin, wire_begin
 from radio.service import Service
 from radio.station import Station
 
@@ -29,10 +29,16 @@ async def main():
         check(await station.ping("10.0.0.1", 5) >= 4, "the station's traffic does not pass")
         print("a station joined and its traffic passes")
         await service.begin()
+        await ap.start_hostd()
         await ap.start_agent(service.address)
-        await service.program.line("connected", seconds=60)
-        print("the daemon connected to its service")
-        print(f"the daemon ended within {await ap.agent.stop(10):.1f} s")
+        await ap.subscribed()
+        request = await service.message(ap.mac, "subscribe-request")
+        described = [(radio["channel"], radio["bandwidth"], len(radio["assoclist"])) for radio in request["radios"]]
+        check(described == [(6, 20, 1), (36, 80, 0)], "described with channels, widths and clients", described)
+        print("the agent subscribed and described its radios:", described)
+        await asyncio.sleep(30)  # of idle life, to be measured
+        usage.show(ap)
+        print(f"it ended within {await ap.agent.stop(10):.1f} s")
         await ap.stop_hostapd()
     finally:
         await station.end()

@@ -1,11 +1,10 @@
 """The story of scripts/demo --radio, played within the virtual machine: real radios, hostapd and stations, two of our
 agents. What it verifies is told by iw, hostapd_cli, wpa_cli and ping."""
-import asyncio
 import sys
 
-from radio import demo_clients, demo_ends, demo_plan, demo_usage
+from radio import demo_clients, demo_ends, demo_plan, usage
 from radio.neighbourhood import Neighbourhood
-from stage import perform
+from stage import play
 
 
 async def story(stage):
@@ -20,11 +19,11 @@ async def story(stage):
         await demo_clients.fast_transition(stage, place)
         await demo_ends.hostapd_restart(stage, place)
         await demo_ends.link_lost(stage, place)
-        demo_usage.show(place)
+        usage.show(*place.aps)
         await demo_ends.orderly_end(stage, place)
     finally:
         await place.end()
 
 
 if __name__ == "__main__":
-    sys.exit(asyncio.run(perform(story)))
+    sys.exit(play("/ravd/bin", story))
