@@ -6,6 +6,7 @@
 #include "core/logger.h"
 #include "hostd/station_lookup.h"
 #include "platform/monotonic.h"
+#include "platform/system.h"
 
 namespace ravd::hostd {
 namespace {
@@ -14,6 +15,8 @@ constexpr std::int64_t look_ms = 1000;
 constexpr std::int64_t busy_ms = 100;  // while something is under way
 constexpr std::int64_t compare_ms = 30000;
 constexpr unsigned settled_s = 10;  // a station's handshake is long over then
+constexpr int end_attempts = 5;     // hostapd refuses a switch while another goes on
+constexpr std::uint32_t end_pause_us = 300000;
 constexpr int events_a_turn = 256;
 
 std::string text_member(const json_reader& object, const char* key) {
@@ -131,8 +134,14 @@ int host::rest_ms(std::int64_t now_ms) const {
 
 void host::reset() {
     bool changed = false;
-    for (const auto& radio : radios_)
-        radio->reset(changed);
+    for (const auto& radio : radios_) {
+        std::string reason = radio->reset(changed);
+        for (int i = 0; i < end_attempts && !reason.empty(); ++i) {
+            sys::sleep_us(end_pause_us);
+            reason = radio->reset(changed);
+        }
+        if (!reason.empty()) log_warning(process_log, "%s: %s\n", radio->name().c_str(), reason.c_str());
+    }
     holders_.reset_all(changed);
     if (changed) log_info(process_log, "what the service ordered is taken back\n");
 }

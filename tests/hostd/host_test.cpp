@@ -108,6 +108,10 @@ TEST_F(hostd_test, a_channel_is_announced_held_over_a_restart_and_given_back) {
     start_hostapd();
     pass(1500);
     EXPECT_THAT(orders(), ElementsAre(HasSubstr("CHAN_SWITCH 5 2452")));
+    refused = "CHAN_SWITCH";
+    EXPECT_THAT(reset("wlan0"), HasSubstr("refuses"));
+    refused.clear();
+    orders();
     EXPECT_EQ(reset("wlan0"), "ok");
     EXPECT_THAT(orders(), ElementsAre("wlan0-va0 CHAN_SWITCH 5 2437 center_freq1=2437 bandwidth=20 ht"));
     EXPECT_EQ(reset("wlan0"), "ok");
