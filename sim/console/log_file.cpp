@@ -105,7 +105,7 @@ bool log_file::next_line(std::string& line, std::uint64_t& offset) {
         searched = buffer_.size();
         const std::uint64_t at = read_ + buffer_.size();
         if (at >= size_) return false;
-        const std::size_t wanted = std::min<std::uint64_t>(chunk_size, size_ - at);
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(chunk_size, size_ - at));
         buffer_.resize(searched + wanted);
         const ssize_t got = pread(fd_.get(), &buffer_[searched], wanted, static_cast<off_t>(at));
         buffer_.resize(searched + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
@@ -150,7 +150,7 @@ std::uint16_t log_file::number_of(const std::string& cmd) {
 void log_file::set_violation(std::uint64_t of) {
     if (of == 0 || of > index_.size()) return;
     index_.back().of = static_cast<std::uint32_t>(of);
-    index_[of - 1].violates = true;
+    place_of(of).violates = true;
 }
 
 double log_file::loaded() const {
@@ -160,7 +160,7 @@ double log_file::loaded() const {
 bool log_file::read(std::uint64_t seq, parsed_line& out) {
     std::string text;
     if (!line(seq, text) || !parse_log_line(text, out)) return false;
-    out.entry.time_ms = index_[seq - 1].time_ms;
+    out.entry.time_ms = place_of(seq).time_ms;
     return true;
 }
 
@@ -172,7 +172,7 @@ std::uint64_t log_file::count_until(std::int64_t time_ms) const {
 
 bool log_file::outline(std::uint64_t seq, entry_head& out) {
     if (seq == 0 || seq > index_.size()) return false;
-    const place& one = index_[seq - 1];
+    const place& one = place_of(seq);
     out = entry_head();
     out.seq = seq;
     out.time_ms = one.time_ms;
@@ -196,15 +196,15 @@ entry_head log_file::head_of(std::uint64_t seq, parsed_line& line) const {
     // What the agent wrote, but for blanks.
     if (line.entry.message) line.text = json_compact(line.entry.message);
     line.entry.bytes = line.text;
-    entry_head out = make_head(line.entry, seq, index_[seq - 1].of);
+    entry_head out = make_head(line.entry, seq, place_of(seq).of);
     out.size = line.size;
-    out.violates = index_[seq - 1].violates;
+    out.violates = place_of(seq).violates;
     return out;
 }
 
 bool log_file::line(std::uint64_t seq, std::string& out) {
     if (seq == 0 || seq > index_.size()) return false;
-    const place& one = index_[seq - 1];
+    const place& one = place_of(seq);
     out.resize(one.length);
     return pread(fd_.get(), &out[0], one.length, static_cast<off_t>(one.offset)) == static_cast<ssize_t>(one.length);
 }

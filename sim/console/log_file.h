@@ -42,7 +42,7 @@ class log_file : public entry_store {
 
     // An entry again.
     bool read(std::uint64_t seq, parsed_line& out);
-    std::int64_t time_of(std::uint64_t seq) const { return index_[seq - 1].time_ms; }
+    std::int64_t time_of(std::uint64_t seq) const { return place_of(seq).time_ms; }
     // How many entries are not after that time.
     std::uint64_t count_until(std::int64_t time_ms) const;
 
@@ -69,6 +69,8 @@ class log_file : public entry_store {
         log_entry::kind what;
         bool violates;
     };
+    place& place_of(std::uint64_t seq) { return index_[static_cast<std::size_t>(seq - 1)]; }
+    const place& place_of(std::uint64_t seq) const { return index_[static_cast<std::size_t>(seq - 1)]; }
     // The next line; false at the end.
     bool next_line(std::string& line, std::uint64_t& offset);
     std::uint16_t number_of(const std::string& cmd);

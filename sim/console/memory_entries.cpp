@@ -16,18 +16,18 @@ void memory_entries::add(entry_head head, std::string line) {
 }
 
 void memory_entries::mark(std::uint64_t seq) {
-    if (seq >= first_ && seq < next()) kept_[seq - first_].head.violates = true;
+    if (seq >= first_ && seq < next()) kept_[static_cast<std::size_t>(seq - first_)].head.violates = true;
 }
 
 bool memory_entries::head(std::uint64_t seq, entry_head& out) {
     if (seq < first_ || seq >= next()) return false;
-    out = kept_[seq - first_].head;
+    out = kept_[static_cast<std::size_t>(seq - first_)].head;
     return true;
 }
 
 bool memory_entries::line(std::uint64_t seq, std::string& out) {
     if (seq < first_ || seq >= next()) return false;
-    out = kept_[seq - first_].line;
+    out = kept_[static_cast<std::size_t>(seq - first_)].line;
     return true;
 }
 

@@ -125,8 +125,9 @@ void builder::read_report(const access_point_view& ap) {
             whole.close();
             const double mean = whole.sum / whole.rounds;
             if (key < model_.radios.size()) {
-                const domain_radio& other = model_.radios[key];
-                if (other.ap_mac != radio.ap_mac && other.band == radio.band) hears_[me][key] = mean;
+                const auto index = static_cast<std::size_t>(key);
+                const domain_radio& other = model_.radios[index];
+                if (other.ap_mac != radio.ap_mac && other.band == radio.band) hears_[me][index] = mean;
             } else if (band_of(s.last.channel) == radio.band) {
                 radio.foreign.push_back({s.last.channel, s.last.bandwidth, s.last.primary, mean});
             }
