@@ -1,4 +1,4 @@
-"""Entry of scripts/console-cost: console_cost.py BUILD_DIRECTORY [MINUTES [SPEED]]. What 300 recorded agents cost."""
+"""Entry of scripts/console-cost: console_cost.py BUILD_DIRECTORY [MINUTES [SPEED]], one of the speeds the page offers. What 300 recorded agents cost."""
 import asyncio
 import os
 import sys
@@ -48,7 +48,7 @@ def memory(browser):
     return heap, max((usage.memory_kb(pid)["Pss"] for pid in renderers(browser)), default=0) / 1024
 
 
-async def main(build, minutes=60, speed=20):
+async def main(build, minutes=60, speed=10):
     Build.directory = build
     minutes = int(minutes)
     async with Building() as building, Browser(building.directory) as browser:
@@ -70,6 +70,7 @@ async def main(build, minutes=60, speed=20):
             print(f"{view}, at {speed} x: {rate:.0f} frames/s, 99 of 100 within {slow:.0f} ms, the longest {longest:.0f} ms; "
                   f"heap {heap:.1f} MB, renderer {process:.0f} MB, service {cpu:.0f} % of a core", flush=True)
         await browser.go("Domain")
+        await browser.write("#replay select", "600")
         await until(lambda: at_the_end(browser), "the end of the log", 3600)
         heap, process = memory(browser)
         print(f"at the end of the log: heap {heap:.1f} MB, renderer {process:.0f} MB")
