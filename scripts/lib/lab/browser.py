@@ -1,4 +1,5 @@
-"""Debian's chromium, driven over WebDriver. Everything waits for what it wants to see, never for a while."""
+"""Debian's chromium, driven over WebDriver. Everything waits for what it wants to see, never for a while, and in a thread
+of its own: a browser that is slow to answer must not keep the lines of other programs from being read."""
 import asyncio
 import os
 import shutil
@@ -66,7 +67,7 @@ class Browser:
 
     async def holds(self, expression, seconds=PATIENCE):
         """The value of a JavaScript expression, once it is true."""
-        return await until(lambda: self.script("return " + expression), expression, seconds)
+        return await until(lambda: asyncio.to_thread(self.script, "return " + expression), expression, seconds)
 
     async def see(self, css, text="", seconds=PATIENCE):
         """The first visible element there that holds the text."""
@@ -78,7 +79,7 @@ class Browser:
                 except NOT_YET:
                     pass
             return None
-        return await until(look, f"{css} with \"{text}\"", seconds)
+        return await until(lambda: asyncio.to_thread(look), f"{css} with \"{text}\"", seconds)
 
     async def click(self, css, text=""):
         async def attempt():
@@ -86,7 +87,7 @@ class Browser:
                 element = await self.see(css, text)
                 if not element.is_enabled():
                     return False
-                element.click()
+                await asyncio.to_thread(element.click)
                 return True
             except NOT_YET:
                 return False

@@ -9,7 +9,7 @@ import subprocess
 import tempfile
 import time
 
-PATIENCE = 30  # seconds that anything may take on a busy machine, unless a step says otherwise
+PATIENCE = 60  # seconds that anything may take on a busy machine, unless a step says otherwise
 LINE_LIMIT = 1 << 25  # bytes
 
 
