@@ -17,6 +17,22 @@ OURS = ("ravd", "ravd-ctl", "ravd-bus", "ravd-hostd", "ravd-sim-service")
 SLOWNESS, START_AND_END = 3, 300
 
 
+def relay(lines):
+    """Prints the lines of a machine as they come. What its kernel says before user space only if that is not reached."""
+    before = []
+    for line in lines:
+        text = line.decode(errors="replace").rstrip("\r\n")
+        if before is None:
+            if not text.endswith("reboot: Restarting system"):
+                print(text, flush=True)
+        elif text.startswith("radio-vm: user space"):
+            print(text, flush=True)
+            before = None
+        else:
+            before.append(text)
+    print("".join(text + "\n" for text in before or []), end="")
+
+
 class Machine:
     """`build`: the directory of the project's programs; `results`: where what the scenario leaves in /out goes."""
 
@@ -80,22 +96,14 @@ class Machine:
                               stderr=subprocess.STDOUT) as machine:
             hung = threading.Timer(limit, machine.kill)
             hung.start()
-            before = []  # what the kernel said before user space: shown only when that was not reached
-            for line in machine.stdout:
-                text = line.decode(errors="replace").rstrip("\r\n")
-                if before is None:
-                    if not text.endswith("reboot: Restarting system"):
-                        print(text, flush=True)
-                elif text.startswith("radio-vm: user space"):
-                    print(text, flush=True)
-                    before = None
-                else:
-                    before.append(text)
-            print("".join(text + "\n" for text in before or []), end="")
-            machine.wait()
-            if not hung.is_alive():
-                print(f"radio-vm: the virtual machine did not end: killed after {limit} s", flush=True)
-            hung.cancel()
+            try:
+                relay(machine.stdout)
+                machine.wait()
+                if not hung.is_alive():
+                    print(f"radio-vm: the virtual machine did not end: killed after {limit} s", flush=True)
+            finally:
+                hung.cancel()
+                machine.kill()
 
     def unpack(self, returned):
         """The exit status that came back with the files."""

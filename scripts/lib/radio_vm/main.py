@@ -2,6 +2,7 @@
 import argparse
 import glob
 import os
+import signal
 import sys
 import time
 
@@ -51,6 +52,7 @@ def main():
     name = os.path.splitext(os.path.basename(scenario))[0]
     build = os.path.abspath(given.build or os.path.join(ROOT, "build", arch.preset))
     results = os.path.abspath(given.results or os.path.join(arch.directory, "results", name))
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))  # so that the machine ends, too
     began = time.monotonic()
     status = Machine(arch, build, results).run(scenario, given.arguments, given.limit)
     if status:
