@@ -36,7 +36,7 @@ async def main():
         described = [(radio["channel"], radio["bandwidth"], len(radio["assoclist"])) for radio in request["radios"]]
         check(described == [(6, 20, 1), (36, 80, 0)], "described with channels, widths and clients", described)
         print("the agent subscribed and described its radios:", described)
-        await asyncio.sleep(30)  # of idle life, to be measured
+        await asyncio.sleep(10)  # of idle life, to be measured
         usage.show(ap)
         print(f"it ended within {await ap.agent.stop(10):.1f} s")
         await ap.stop_hostapd()

@@ -32,8 +32,8 @@ async def scan(namespace, name, *frequencies):
 
     async def done():
         status, output = await namespace.run("iw", "dev", name, "scan", *arguments)
-        return output if status == 0 else None  # busy while somebody else scans
-    for line in (await until(done, f"{namespace.name} scans", 60, pause=POLL)).splitlines():
+        return [output] if status == 0 else None  # busy while somebody else scans
+    for line in (await until(done, f"{namespace.name} scans", 60, pause=POLL))[0].splitlines():
         found = re.match(r"BSS ([0-9a-f:]{17})", line)
         bssid = found[1] if found else bssid
         found = re.search(r"signal: ([\d.-]+) dBm", line)
