@@ -81,7 +81,7 @@ async def main():
 
     async def by_agent():
         mark = service.mark()
-        await service.order(ap.mac, f"scan channels={','.join(str(one) for band in CHANNELS for one in band)}")
+        await service.order(ap.mac, f"unchecked scan channels={','.join(str(one) for band in CHANNELS for one in band)}")
         await service.message(ap.mac, "rrm-response", mark, seconds=150)
 
     others = await measured(watch, stations, by_iw, ROUNDS)
