@@ -90,11 +90,13 @@ class Program:
         at = since
         deadline = time.monotonic() + seconds
         while True:
+            ended = self.reader.done()
             while at < len(self.lines):
                 found = expression.search(self.lines[at])
                 if found:
                     return found
                 at += 1
+            check(not ended, f"{self.name} ended without printing /{pattern}/:", *self.lines[-5:])
             check(time.monotonic() < deadline, f"{self.name} did not print /{pattern}/ within {seconds} s")
             await asyncio.sleep(0.02)
 
