@@ -19,7 +19,10 @@ set(ENV{PKG_CONFIG_PATH} "")
 # 64-bit file offsets and times; 64-bit atomics come from libatomic here.
 set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
 set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-latomic")
+# The largest page that a kernel may have for the program to start. The linker's own, 64 KiB, pads the file by nearly as
+# much.
+set(RAVD_MIPS_PAGE 4096 CACHE STRING "Largest page of the device's kernel, bytes")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-latomic -Wl,-z,max-page-size=${RAVD_MIPS_PAGE}")
 set(CMAKE_CXX_STANDARD_LIBRARIES_INIT "-latomic")
 
 # The C++ runtime comes with the compiler; everything else is looked for in the sysroot first, where the loader is from.

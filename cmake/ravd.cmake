@@ -18,6 +18,18 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
                                                   -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
                                                   $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
     target_link_options(ravd_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro -Wl,-z,now)
+    # Relative relocations as a bit map: 24 bytes each become a few bits. The loader has to know them (glibc 2.36), which a
+    # program tells that needs one to end well.
+    if(NOT CMAKE_CROSSCOMPILING)
+        include(CheckCXXSourceRuns)
+        set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,--fatal-warnings -Wl,-z,pack-relative-relocs)
+        check_cxx_source_runs("static int zero; int *volatile here = &zero; int main() { return *here; }"
+                              RAVD_PACKS_RELOCATIONS)
+        unset(CMAKE_REQUIRED_LINK_OPTIONS)
+        if(RAVD_PACKS_RELOCATIONS)
+            target_link_options(ravd_options INTERFACE -Wl,-z,pack-relative-relocs)
+        endif()
+    endif()
 endif()
 if(RAVD_SANITIZE)
     target_compile_options(ravd_options INTERFACE -fsanitize=${RAVD_SANITIZE} -fno-sanitize-recover=all
