@@ -19,6 +19,7 @@ constexpr int removal_rounds = 64;  // an answer lists about 50 entries
 
 constexpr std::int32_t no_reading = -100;
 constexpr std::int64_t longest_timeout_s = 1000000;
+constexpr std::int64_t joined_slack_ms = 2000;  // the kernel counts whole seconds, and answers late
 
 constexpr unsigned long wide_capability = 0x2;  // of HT: 20 and 40 MHz
 
@@ -88,8 +89,13 @@ int mainline_vap::get_stations(std::vector<rrm_sta_s>& stations) {
         const MacAddr mac{one.mac};
         station_memory& station = present[mac];
         const auto before = vap->stations.find(mac);
-        if (before != vap->stations.end() && one.connected_s >= before->second.connected_s) station = before->second;
-        station.connected_s = one.connected_s;
+        const std::int64_t joined_ms = now_ms - one.connected_s * std::int64_t{1000};
+        const bool same =
+            before != vap->stations.end() && std::abs(joined_ms - before->second.joined_ms) <= joined_slack_ms;
+        if (same)
+            station = before->second;  // with its time, so that errors do not add up
+        else
+            station.joined_ms = joined_ms;
         if (station.asked_until_ms != 0 && now_ms >= station.asked_until_ms) station.attempts = 0;
         if (!station.known) learn_ability(mac, station);
         stations.push_back(record_of(one, station));

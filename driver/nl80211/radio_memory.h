@@ -30,7 +30,7 @@ struct scan_memory {
 struct station_memory {
     bool can_transit = false;
     bool known = false;               // whether hostapd told that
-    std::uint32_t connected_s = 0;    // when last seen: less than that means another association
+    std::int64_t joined_ms = 0;       // as the kernel counts, in whole seconds; another time, another association
     int attempts = 0;                 // it was asked to go
     std::int64_t asked_until_ms = 0;  // when that is forgotten; 0: never
 };

@@ -1,36 +1,13 @@
-"""The service's orders on real radios: scans, neighbour lists, transitions, and what happens when the radios fail."""
+"""The service's orders on real radios: scans, neighbour lists, transitions."""
 import asyncio
-import json
-import os
-import signal
 import time
 
 from lab.processes import check, until
 from radio.access_point import AccessPoint, radio
-from radio.namespace import LOGS, radios_begin, wire_begin
+from radio.domain import Domain, neighbour
+from radio.namespace import radios_begin, wire_begin
 from radio.network import Network, vap
-from radio.service import Service
 from radio.station import Station
-
-
-class Domain(Service):
-    """The service of one agent."""
-
-    def __init__(self, host, ap):
-        super().__init__(host)
-        self.mac = ap.mac
-
-    async def send(self, cmd, **members):
-        message = {"version": "2.4", "service": "rrm", "cmd": cmd, "ap-mac": self.mac, **members}
-        await self.program.say(json.dumps(message))
-
-    async def scan(self, channels, active=True):
-        """Rounds of {bssid: entry}, and how long they took."""
-        mark, began = self.mark(), time.monotonic()
-        await self.send("rrm-update", **{"rrm-scan-channels": channels, "rrm-scan-delay": 0,
-                                         "quarn-rrm-scanning": int(not active)})
-        answer = await self.message(self.mac, "rrm-response", mark, seconds=90)
-        return [{bss["bssid"]: bss for bss in heard} for heard in answer["rf-environment"]], time.monotonic() - began
 
 
 class Office(AccessPoint):
@@ -44,10 +21,6 @@ class Office(AccessPoint):
 
     async def neighbours(self, number):
         return [line.split()[0] for line in (await self.hostapd_cli(number, "show_neighbor")).splitlines()]
-
-
-def neighbour(bssid, channel):
-    return {"neighbour-mac": bssid, "channel": channel, "priority": 255, "vaps": [{"ssid": "office", "mac": bssid}]}
 
 
 async def scans(ap, service, foreign, other, station):
@@ -91,58 +64,6 @@ async def lists_and_transition(ap, service, other, station):
     await station.connected(own)
 
 
-async def fails(service, ap, what, text):
-    """A scan while the first radio fails: it is answered with what the other heard, and the log has the reason."""
-    mark = ap.agent.mark()
-    rounds, seconds = await service.scan("11 149")
-    await ap.agent.line(text, since=mark)
-    check(len(rounds) == 5 and all(len(heard) == 2 for heard in rounds), "the other radio's results", rounds)
-    print(f"{what}: the other radio's results within {seconds:.1f} s")
-
-
-async def works(service, what):
-    rounds, seconds = await service.scan("11 149")
-    check(len(rounds) == 5 and all(len(heard) == 3 for heard in rounds), what, rounds)
-
-
-async def faults(ap, service):
-    # Somebody else scans all the time.
-    loop = await ap.start("scans", "sh", "-c", "while iw dev wlan0 scan >/dev/null; do :; done")
-    rounds, seconds = await service.scan("11 149")
-    check(len(rounds) == 5 and all(len(heard) >= 2 for heard in rounds), "the other radio's results", rounds)
-    print(f"a radio that others scan as well: {sum(len(heard) == 3 for heard in rounds)} of 5 rounds whole, answered "
-          f"within {seconds:.1f} s")
-    await loop.kill()
-
-    await ap.must("ip", "link", "set", "wlan0", "down")
-    await fails(service, ap, "the radio's interface down", "wlan0: cannot begin a scan: Network is down")
-    await ap.must("ip", "link", "set", "wlan0", "up")
-
-    await ap.must("iw", "dev", "wlan0", "del")
-    await fails(service, ap, "the radio's interface gone", "wlan0: cannot find the interface: No such device")
-    await ap.must("iw", "phy", ap.radios[0][0], "interface", "add", "wlan0", "type", "managed")
-    await ap.must("ip", "link", "set", "wlan0", "up")
-    await works(service, "after the interface came back")
-
-    switch = "for one in /sys/class/ieee80211/%s/rfkill*/soft; do echo %d >$one; done"
-    await ap.must("sh", "-c", switch % (ap.radios[0][0], 1))
-    await fails(service, ap, "the radio blocked", "wlan0: cannot begin a scan: ")
-    await ap.must("sh", "-c", switch % (ap.radios[0][0], 0))
-    await ap.must("ip", "link", "set", "wlan0", "up")
-    await works(service, "after the radio was unblocked")
-
-    # A silent hostapd: the list costs its time limit, and the agent stays.
-    os.kill(ap.hostapd.process.pid, signal.SIGSTOP)
-    mark, began = ap.agent.mark(), time.monotonic()
-    await service.send("rrm-info", **{"domain": "d", "802dot11k": [neighbour(f"02:00:00:00:00:{n:02}", 1)
-                                                                 for n in range(30)]})
-    await ap.agent.line("hostapd cannot list neighbours", since=mark)
-    await works(service, "scans while hostapd is silent")
-    os.kill(ap.hostapd.process.pid, signal.SIGCONT)
-    print(f"a silent hostapd held the agent for less than {time.monotonic() - began:.1f} s")
-    check("Terminating" not in "".join(ap.agent.lines) and ap.agent.runs(), "the agent went on")
-
-
 async def main():
     await radios_begin(7)
     await wire_begin("10.0.0.1/24")
@@ -165,7 +86,6 @@ async def main():
         await ap.has_station(0, station.address)
         await scans(ap, service, foreign, other, station)
         await lists_and_transition(ap, service, other, station)
-        await faults(ap, service)
         check("VIOLATION" not in "".join(service.program.lines), "the service saw a violation of the protocol")
         await ap.agent.stop(10)
     finally:
