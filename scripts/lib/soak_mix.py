@@ -259,10 +259,15 @@ async def requests_are_answered(world):
 async def settings_are_applied(world):
     await world.tell("config set /corvane/dca true", "config set /corvane/tpc true")
     channel, power = world.dice.choice([1, 6, 11]), world.dice.randrange(8, 21)
-    await world.order(message("rrm-info", use_dca=1, use_tpc=1, use_80211v=1, use_80211r=1,
-                              radios=[{"id": 0, "channel": channel, "power": power}], **LISTS))
+    order = message("rrm-info", use_dca=1, use_tpc=1, use_80211v=1, use_80211r=1,
+                    radios=[{"id": 0, "channel": channel, "power": power}], **LISTS)
+    over = None  # the link that carried it: an order of a dead link is not obeyed
 
     async def applied():
+        nonlocal over
+        if over is not world.link:
+            over = world.link
+            await world.order(order, link=over)
         radio = (await world.ask())[0]
         return (radio["channel"], radio["power"]) == (channel, power)
     await until(applied, f"channel {channel} and power {power}", LATE_S)
