@@ -49,7 +49,9 @@ std::vector<std::uint32_t> mainline_radio::frequencies(const channel_set& channe
 
 std::uint32_t mainline_radio::scan_s(const channel_set& channels) const {
     const std::size_t count = frequencies(channels).size();
-    return count == 0 ? 0 : static_cast<std::uint32_t>(count * channel_ms / 1000 + 1);
+    // One more than rounding up: a timer of whole seconds may end almost one early. Mostly the kernel's word comes
+    // first.
+    return count == 0 ? 0 : static_cast<std::uint32_t>(count * channel_ms / 1000 + 2);
 }
 
 int mainline_radio::start_scan(const channel_set& channels) const {

@@ -36,7 +36,7 @@ TEST_F(mainline_access_point, tells_channel_and_power_of_the_vap) {
 TEST_F(mainline_access_point, scans_what_is_ordered_and_reports_that_alone) {
     EXPECT_EQ(scan({1, 6, 11, 36, 200, 70000}), 0);
     EXPECT_EQ(calls(), "scan 2 flush 2412 2437 2462 5180; ");
-    EXPECT_EQ(radio()->active_scan_s({{1, 6, 11, 36}, false}), 2u);
+    EXPECT_EQ(radio()->active_scan_s({{1, 6, 11, 36}, false}), 3u);
     EXPECT_FALSE(back_ends.memory().scans_over());
     system.advance_ms(900);
     kernel.raise(wireless_event::scan_finished, 7);  // somebody else's
