@@ -4,10 +4,11 @@ import copy
 import json
 import os
 import signal
+import time
 
 from lab.bus import Peer, frame
 from lab.orders import accept, event, holders, message, neighbour, scan
-from lab.processes import PATIENCE, check, until
+from lab.processes import PATIENCE, Wrong, check, until
 
 MEGABYTE = 1 << 20
 LATE_S = 120  # until an order shows that came behind all that accidents left
@@ -256,35 +257,49 @@ async def requests_are_answered(world):
         check(link.answered == link.asked, link.answered, "answers to", link.asked, "requests")
 
 
+async def order_until(world, orders, holds, what):
+    """Orders until it shows: again over a new link, for a link's end takes its orders along, and every 20 s, for what an
+    accident ordered and a scan kept waiting may be carried out behind it."""
+    over, again = None, 0
+
+    async def shows():
+        nonlocal over, again
+        link = world.link
+        if over is not link or time.monotonic() > again:
+            over, again = link, time.monotonic() + 20
+            await world.order(*orders, link=link)
+        try:
+            return await holds()
+        except Wrong:
+            if world.fault or not link.socket.closed:
+                raise
+    await until(shows, what, LATE_S)
+
+
 async def settings_are_applied(world):
     await world.tell("config set /corvane/dca true", "config set /corvane/tpc true")
     channel, power = world.dice.choice([1, 6, 11]), world.dice.randrange(8, 21)
-    order = message("rrm-info", use_dca=1, use_tpc=1, use_80211v=1, use_80211r=1,
-                    radios=[{"id": 0, "channel": channel, "power": power}], **LISTS)
-    over = None  # the link that carried it: an order of a dead link is not obeyed
-
-    async def applied():
-        nonlocal over
-        if over is not world.link:
-            over = world.link
-            await world.order(order, link=over)
-        radio = (await world.ask())[0]
-        return (radio["channel"], radio["power"]) == (channel, power)
-    await until(applied, f"channel {channel} and power {power}", LATE_S)
     wanted = [entry["vaps"][0]["mac"] for entry in LISTS["802dot11k"]]
 
-    async def listed():
-        return [bssid for bssid, _ in await world.ap.neighbours("wlan0-va0", "standard")] == wanted
-    await until(listed, "the neighbour list", LATE_S)
+    async def applied():
+        radio = (await world.ask())[0]
+        listed = [bssid for bssid, _ in await world.ap.neighbours("wlan0-va0", "standard")]
+        return (radio["channel"], radio["power"], listed) == (channel, power, wanted)
+    await order_until(world, [message("rrm-info", use_dca=1, use_tpc=1, use_80211v=1, use_80211r=1,
+                                      radios=[{"id": 0, "channel": channel, "power": power}], **LISTS)],
+                      applied, f"channel {channel}, power {power} and the neighbour list")
 
 
 async def key_holders_are_given(world):
-    await world.order(message("rrm-info", use_80211r=1, use_80211v=1))
     mark = world.ap.mark()
-    await world.order(FBT if world.dice.randrange(2) else {**FBT, "vaps": [holders(0, 1)]})
-    await world.ask()
-    await world.order(message("fbt-info", vaps=[holders(0, 0, **{"mobility-domain": world.dice.randrange(1, 1 << 16)})]))
-    await world.ap.line("wlan0-va0: fast transition, mobility domain", mark, LATE_S)
+
+    async def given():
+        await world.ask()
+        return any("wlan0-va0: fast transition, mobility domain" in line for line in world.ap.lines[mark:])
+    domain = {"mobility-domain": world.dice.randrange(1, 1 << 16)}
+    await order_until(world, [message("rrm-info", use_80211r=1, use_80211v=1),
+                              FBT if world.dice.randrange(2) else {**FBT, "vaps": [holders(0, 1)]},
+                              message("fbt-info", vaps=[holders(0, 0, **domain)])], given, "key holders")
 
 
 async def scans_overlap(world):
