@@ -168,7 +168,7 @@ std::string radio_control::reset(bool& changed) {
     const channel_use configured = configured_channel();
     // Without a VAP on the air there is nothing to undo: hostapd begins as configured.
     if (ordered_.channel != 0 && configured.channel != 0 && vaps_.of_radio(index_)) {
-        const std::string other = go_to(configured, changed);
+        std::string other = go_to(configured, changed);
         // hostapd refuses while another switch goes on: the next reset tries again.
         if (!other.empty()) return other;
     }
