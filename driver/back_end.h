@@ -53,6 +53,8 @@ class back_end {
     // Seconds until the results of an active scan are worth fetching, at the latest; 0 when there is nothing to wait
     // for. Nothing means as long as its band has channels.
     virtual std::optional<std::uint32_t> active_scan_s(const scan_order& order) const = 0;
+    // Whether the source of this back-end learns when a scan ends (see scans_over); else only time tells.
+    virtual bool tells_scan_end() const { return false; }
 
     // What a radio may use and what it does use; 0 beside a failure.
     virtual int get_available_channels(channel_set& channels) = 0;
@@ -84,7 +86,7 @@ class back_end_source {
     // For kinds of driver that tell the end of a scan. The descriptor is readable while there is something to look at,
     // may be another at each call, and is -1 where there is none.
     virtual int event_descriptor() { return -1; }
-    // Looks at what there is, without waiting. Whether scans were begun, and none of them goes on.
+    // Looks at what there is, without waiting. Whether scans were begun whose end is told, and none of them goes on.
     virtual bool scans_over() { return false; }
 
   protected:

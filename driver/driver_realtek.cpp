@@ -151,7 +151,7 @@ int driver_realtek::start_scan(bool active, const channel_set& wlan0, const chan
 }
 // Asked whatever the rest says: what there is has to be read.
 bool driver_realtek::scan_over() {
-    return context_.back_ends.scans_over() && scans_.is_scanning() && radios_.hostapd_running();
+    return context_.back_ends.scans_over() && scans_.ends_are_told() && radios_.hostapd_running();
 }
 int driver_realtek::event_descriptor() { return context_.back_ends.event_descriptor(); }
 int driver_realtek::stop_scan(bool active) { return scans_.stop_scan(active); }

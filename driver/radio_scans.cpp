@@ -26,6 +26,7 @@ int radio_scans::start_scan(bool active, const channel_set& wlan0, const channel
     log_info(process_log, "Attempt to start %s scanning...\n", kind_name(active));
     if (!context_.radios.flags() || scan_in_progress_) return 0;
     const channel_set* channels[] = {&wlan0, &wlan1};
+    ends_are_told_ = true;
     for (std::size_t radio = 0; radio < radio_limit; ++radio) {
         if (active)
             start_active_scan(radio_names[radio], {*channels[radio], wlan0.empty() && wlan1.empty()}, wait_s);
@@ -50,7 +51,7 @@ int radio_scans::stop_scan(bool active) {
     return 0;
 }
 
-int radio_scans::start_active_scan(const char* radio_name, const scan_order& order, std::uint32_t& wait_s) const {
+int radio_scans::start_active_scan(const char* radio_name, const scan_order& order, std::uint32_t& wait_s) {
     const int radio = scan_radio(radio_name, __func__, __LINE__);
     if (radio < 0) return -1;
     if (!context_.radios.may_scan(radio)) return 0;
@@ -59,17 +60,21 @@ int radio_scans::start_active_scan(const char* radio_name, const scan_order& ord
     std::optional<std::uint32_t> needed_s = ops->active_scan_s(order);
     if (!needed_s) needed_s = band_of_chanspec(channels_.get_chanspec(radio_name)) == 2 ? 10 : 15;
     wait_s = std::max(wait_s, *needed_s);
-    return ops->start_active_scan(order) < 0 ? -1 : 0;
+    if (ops->start_active_scan(order) < 0) return -1;
+    ends_are_told_ &= ops->tells_scan_end();
+    return 0;
 }
 
-bool radio_scans::start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) const {
+bool radio_scans::start_rrm_scan(const char* radio_name, const channel_set& channels, std::uint32_t& wait_s) {
     const int radio = scan_radio(radio_name, __func__, __LINE__);
     // Without a channel there is nothing to scan, and nothing to wait for.
     if (radio < 0 || !context_.radios.may_scan(radio) || channels.empty()) return false;
     const auto ops = context_.back_end_of(radio_name);
     ops->stop_rrm_scan();
     wait_s = std::max(wait_s, rrm_scan_s);
-    return ops->start_rrm_scan(*channels.begin()) == 0;
+    if (ops->start_rrm_scan(*channels.begin()) != 0) return false;
+    ends_are_told_ &= ops->tells_scan_end();
+    return true;
 }
 
 int radio_scans::stop_active_scan(const char* radio_name) const {

@@ -82,16 +82,14 @@ struct heard_station {
     std::uint32_t inactive_ms = 0;
 };
 
-// Occupancy of a channel, as far as the radio counts it.
-struct channel_survey {
-    std::uint32_t frequency = 0;  // MHz
-    bool in_use = false;
-    std::optional<std::int32_t> noise;  // dBm
-    std::optional<std::uint64_t> active_ms;
-    std::optional<std::uint64_t> busy_ms;
+struct scan_request {
+    std::vector<std::uint32_t> frequencies;  // MHz; none: all that the radio may use
+    bool probe = true;                       // sends probe requests where that is allowed; else only listens
+    bool flush = false;                      // makes the kernel forget at its end what was heard before
 };
 
 enum class wireless_event {
+    scan_started,
     scan_finished,
     scan_aborted,
     rules_changed,  // regulatory; phy and interface are 0
@@ -104,9 +102,9 @@ struct wireless_notice {
     std::uint32_t interface;  // index
 };
 
-// A connection to nl80211, for one thread at a time. Every wait for an answer is bounded by the limit with which it was
-// opened, and dumps by a count as well; a call that the kernel itself holds up cannot be ended from here. Calls that
-// append do so up to `limit` entries and drop the rest.
+// A connection to nl80211, for one thread at a time. Every wait for a message is bounded by the limit with which it was
+// opened, and a whole answer by a few times that; a call that the kernel itself holds up cannot be ended from here.
+// Calls that append do so up to `limit` entries and drop the rest.
 class nl80211_port {
   public:
     virtual ~nl80211_port() = default;
@@ -125,10 +123,9 @@ class nl80211_port {
     // Transmit power of the radio, fixed at this many 1/100 dBm; without a number the kernel chooses.
     virtual int set_tx_power(std::uint32_t phy, std::optional<std::int32_t> power) = 0;
 
-    // Begins a scan on an interface that is up: it sends probe requests where that is allowed, and listens on exactly
-    // these frequencies (MHz; none: all that the radio may use). `flush` makes the kernel forget at its end what was
-    // heard before. -EBUSY while another one goes on.
-    virtual int trigger_scan(std::uint32_t index, const std::vector<std::uint32_t>& frequencies, bool flush) = 0;
+    // Begins a scan on an interface that is up. -EBUSY while another one goes on. Its start is told as an event behind
+    // the end of whatever went before it.
+    virtual int trigger_scan(std::uint32_t index, const scan_request& wanted) = 0;
     // Ends a scan of anybody on the interface; its end is told as an event all the same. -ENOENT when there is none.
     virtual int abort_scan(std::uint32_t index) = 0;
     // What the radio of an interface remembers to have heard.
@@ -136,7 +133,6 @@ class nl80211_port {
                          std::size_t limit = 1024) = 0;
 
     virtual int get_stations(std::uint32_t index, std::vector<heard_station>& stations, std::size_t limit = 2048) = 0;
-    virtual int get_survey(std::uint32_t index, std::vector<channel_survey>& surveys, std::size_t limit = 256) = 0;
 
     // Country of the rules in force, "00" for the world's.
     virtual int get_country(std::string& alpha2) = 0;
@@ -145,7 +141,7 @@ class nl80211_port {
     // Events. Listening begins with the first of these calls: an event before it is not told. The descriptor is
     // readable while there may be events, and belongs to the connection; -1, with errno set, when there is none.
     virtual int event_descriptor() = 0;
-    // Hands over what is there, without waiting.
+    // Hands over what is there, without waiting; of a flood only a part, and the descriptor stays readable.
     virtual int read_events(const std::function<void(const wireless_notice&)>& take) = 0;
 };
 

@@ -74,7 +74,7 @@ int mainline_radio::start_scan(const channel_set& channels) const {
         what_.memory().event_descriptor();  // listens from here
         what_.memory().take_events();       // of scans before this one
         scan.began_ms = monotonic_ms();
-        const int result = kernel->trigger_scan(interface.index, listened, phy.scan_flush);
+        const int result = kernel->trigger_scan(interface.index, {listened, phy.scan_ssids != 0, phy.scan_flush});
         if (result == 0) break;
         if (result != -EBUSY || monotonic_ms() >= give_up_ms) return what_.failed("begin a scan", result);
         sys::sleep_us(step_us);
@@ -107,8 +107,12 @@ int mainline_radio::stop_scan() const {
     nl80211_port* const kernel = what_.port();
     if (!kernel) return -1;
     scan.stopped = true;
+    const std::int64_t took_ms = monotonic_ms() - scan.began_ms;
+    if (took_ms >= static_cast<std::int64_t>(scan.channels.size() * channel_ms))
+        log_warning(process_log, "%s: the scan of %zu channels did not end within %d ms and is stopped\n", what_.name(),
+                    scan.channels.size(), static_cast<int>(took_ms));
     const int result = kernel->abort_scan(scan.interface);
-    if (result == 0 && !end_comes(scan)) log_warning(process_log, "%s: the scan does not end\n", what_.name());
+    if (result == 0 && !end_comes(scan)) log_warning(process_log, "%s: the scan cannot be stopped\n", what_.name());
     scan.over = true;
     // -ENOENT: none goes on, and its end was not told.
     return result == 0 || result == -ENOENT ? 0 : what_.failed("stop a scan", result);

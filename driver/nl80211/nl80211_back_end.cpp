@@ -17,13 +17,15 @@ class nl80211_back_end final : public back_end {
         return 0;
     }
     int stop_active_scan() override { return radio_.stop_scan(); }
-    int get_scan_results(ap_table& table) override { return radio_.get_results(table); }
+    // The caller asks no other radio behind a failure: what one cannot tell must not hide what the others heard.
+    int get_scan_results(ap_table& table) override { return radio_.get_results(table), 0; }
     int start_rrm_scan(std::uint32_t channel) override { return radio_.start_scan({channel}); }
     int stop_rrm_scan() override { return radio_.stop_scan(); }
-    int get_rrm_scan_results(ap_table& table) override { return radio_.get_results(table); }
+    int get_rrm_scan_results(ap_table& table) override { return get_scan_results(table); }
     std::optional<std::uint32_t> active_scan_s(const scan_order& order) const override {
         return order.channels.empty() && !order.whole ? 0 : radio_.scan_s(order.channels);
     }
+    bool tells_scan_end() const override { return true; }
 
     int get_available_channels(channel_set& channels) override { return radio_.get_available_channels(channels); }
     int get_chanspec(std::uint32_t& chanspec) override { return radio_.get_chanspec(chanspec); }

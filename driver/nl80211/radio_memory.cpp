@@ -38,12 +38,15 @@ void radio_memory::take_events() {
         const bool end = notice.event == wireless_event::scan_finished || notice.event == wireless_event::scan_aborted;
         for (auto& [radio, scan] : scans_) {
             if (scan.over || scan.interface != notice.interface) continue;
-            if (!end && notice.event != wireless_event::interface_removed) continue;
+            if (notice.event == wireless_event::scan_started) scan.started = true;
+            if (!(end && scan.started) && notice.event != wireless_event::interface_removed) continue;
             scan.over = true;
             const auto took_ms = static_cast<int>(monotonic_ms() - scan.began_ms);
-            if (notice.event == wireless_event::scan_finished || scan.stopped)
-                log_info(process_log, "%s: %zu channels scanned in %d ms%s\n", radio.c_str(), scan.channels.size(),
-                         took_ms, scan.stopped ? ", then stopped" : "");
+            if (notice.event == wireless_event::scan_finished)
+                log_info(process_log, "%s: %zu channels scanned in %d ms\n", radio.c_str(), scan.channels.size(),
+                         took_ms);
+            else if (scan.stopped)
+                log_info(process_log, "%s: the scan was stopped after %d ms\n", radio.c_str(), took_ms);
             else
                 log_warning(process_log, "%s: the scan was broken off after %d ms\n", radio.c_str(), took_ms);
         }

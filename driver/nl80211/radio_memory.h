@@ -18,8 +18,9 @@ namespace ravd {
 
 // The last scan of a radio, of either kind.
 struct scan_memory {
-    bool began = false;  // there is one, whose results may be asked for
-    bool over = true;    // the kernel told its end, or never will
+    bool began = false;    // there is one, whose results may be asked for
+    bool over = true;      // the kernel told its end, or never will
+    bool started = false;  // it told the start; an end before that is another program's
     bool stopped = false;
     std::uint32_t interface = 0;
     std::int64_t began_ms = 0;  // of the monotonic clock

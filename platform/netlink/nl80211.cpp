@@ -42,11 +42,10 @@ class nl80211_connection final : public nl80211_port {
                       std::uint32_t& index) override;
     int delete_interface(std::uint32_t index) override;
     int set_tx_power(std::uint32_t phy, std::optional<std::int32_t> power) override;
-    int trigger_scan(std::uint32_t index, const std::vector<std::uint32_t>& frequencies, bool flush) override;
+    int trigger_scan(std::uint32_t index, const scan_request& wanted) override;
     int abort_scan(std::uint32_t index) override;
     int get_scan(std::uint32_t index, const std::function<void(const heard_bss&)>& take, std::size_t limit) override;
     int get_stations(std::uint32_t index, std::vector<heard_station>& stations, std::size_t limit) override;
-    int get_survey(std::uint32_t index, std::vector<channel_survey>& surveys, std::size_t limit) override;
     int get_country(std::string& alpha2) override;
     int set_country(const char* alpha2) override;
     int event_descriptor() override;
@@ -118,7 +117,7 @@ int nl80211_connection::get_phy(std::uint32_t phy, phy_info& info) {
     const int result = send(request(family_, NL80211_CMD_GET_WIPHY, NLM_F_DUMP)
                                 .put_flag(NL80211_ATTR_SPLIT_WIPHY_DUMP)
                                 .put_u32(NL80211_ATTR_WIPHY, phy),
-                            [&info](std::uint8_t, attributes found) { netlink::add_to_phy(found, info); });
+                            [&](std::uint8_t, attributes found) { netlink::add_to_phy(found, phy, info); });
     const auto empty = [](const phy_band& band) { return band.channels.empty(); };
     info.bands.erase(std::remove_if(info.bands.begin(), info.bands.end(), empty), info.bands.end());
     return result == 0 && info.name.empty() ? -ENODEV : result;
@@ -149,19 +148,19 @@ int nl80211_connection::set_tx_power(std::uint32_t phy, std::optional<std::int32
     return send(message);
 }
 
-int nl80211_connection::trigger_scan(std::uint32_t index, const std::vector<std::uint32_t>& frequencies, bool flush) {
+int nl80211_connection::trigger_scan(std::uint32_t index, const scan_request& wanted) {
     request message(family_, NL80211_CMD_TRIGGER_SCAN);
     message.put_u32(NL80211_ATTR_IFINDEX, index);
     // One SSID, of no length: probes for everybody.
-    message.begin(NL80211_ATTR_SCAN_SSIDS).put_bytes(1, nullptr, 0).end();
-    if (!frequencies.empty()) {
+    if (wanted.probe) message.begin(NL80211_ATTR_SCAN_SSIDS).put_bytes(1, nullptr, 0).end();
+    if (!wanted.frequencies.empty()) {
         message.begin(NL80211_ATTR_SCAN_FREQUENCIES);
         int position = 0;
-        for (const std::uint32_t frequency : frequencies)
+        for (const std::uint32_t frequency : wanted.frequencies)
             message.put_u32(++position, frequency);
         message.end();
     }
-    if (flush) message.put_u32(NL80211_ATTR_SCAN_FLAGS, NL80211_SCAN_FLAG_FLUSH);
+    if (wanted.flush) message.put_u32(NL80211_ATTR_SCAN_FLAGS, NL80211_SCAN_FLAG_FLUSH);
     return send(message);
 }
 
@@ -184,11 +183,6 @@ int nl80211_connection::get_scan(std::uint32_t index, const std::function<void(c
 int nl80211_connection::get_stations(std::uint32_t index, std::vector<heard_station>& stations, std::size_t limit) {
     return get_list(request(family_, NL80211_CMD_GET_STATION, NLM_F_DUMP).put_u32(NL80211_ATTR_IFINDEX, index),
                     stations, limit, netlink::read_station);
-}
-
-int nl80211_connection::get_survey(std::uint32_t index, std::vector<channel_survey>& surveys, std::size_t limit) {
-    return get_list(request(family_, NL80211_CMD_GET_SURVEY, NLM_F_DUMP).put_u32(NL80211_ATTR_IFINDEX, index), surveys,
-                    limit, netlink::read_survey);
 }
 
 int nl80211_connection::get_country(std::string& alpha2) {
@@ -229,6 +223,9 @@ int nl80211_connection::read_events(const std::function<void(const wireless_noti
     return netlink::drain(events_.get(), [&take](std::uint8_t command, attributes found) {
         wireless_notice notice{wireless_event::scan_finished, 0, 0};
         switch (command) {
+            case NL80211_CMD_TRIGGER_SCAN:
+                notice.event = wireless_event::scan_started;
+                break;
             case NL80211_CMD_NEW_SCAN_RESULTS:
                 break;
             case NL80211_CMD_SCAN_ABORTED:

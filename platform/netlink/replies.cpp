@@ -44,12 +44,6 @@ std::optional<std::int32_t> signed_octet(const nlattr* attribute) {
     return static_cast<std::int8_t>(value);
 }
 
-std::optional<std::uint64_t> u64_of(const nlattr* attribute) {
-    std::uint64_t value = 0;
-    if (!get_u64(attribute, value)) return std::nullopt;
-    return value;
-}
-
 std::uint32_t megahertz(std::uint32_t width) {
     switch (width) {
         case NL80211_CHAN_WIDTH_20_NOHT:
@@ -156,19 +150,10 @@ bool read_station(attributes found, heard_station& station) {
     return true;
 }
 
-bool read_survey(attributes found, channel_survey& survey) {
-    nlattr* members[NL80211_SURVEY_INFO_MAX + 1];
-    if (!parse_nested(members, found[NL80211_ATTR_SURVEY_INFO])) return false;
-    if (!get_u32(members[NL80211_SURVEY_INFO_FREQUENCY], survey.frequency)) return false;
-    survey.in_use = members[NL80211_SURVEY_INFO_IN_USE] != nullptr;
-    survey.noise = signed_octet(members[NL80211_SURVEY_INFO_NOISE]);
-    survey.active_ms = u64_of(members[NL80211_SURVEY_INFO_TIME]);
-    survey.busy_ms = u64_of(members[NL80211_SURVEY_INFO_TIME_BUSY]);
-    return true;
-}
-
-void add_to_phy(attributes found, phy_info& info) {
-    info.index = u32_of(found[NL80211_ATTR_WIPHY]);
+void add_to_phy(attributes found, std::uint32_t phy, phy_info& info) {
+    std::uint32_t described = 0;
+    if (!get_u32(found[NL80211_ATTR_WIPHY], described) || described != phy) return;
+    info.index = phy;
     if (found[NL80211_ATTR_WIPHY_NAME]) info.name = text_of(found[NL80211_ATTR_WIPHY_NAME]);
     std::uint8_t ssids = 0;
     if (get_u8(found[NL80211_ATTR_MAX_NUM_SCAN_SSIDS], ssids)) info.scan_ssids = ssids;

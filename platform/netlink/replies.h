@@ -10,9 +10,9 @@ namespace ravd::netlink {
 bool read_interface(attributes found, wireless_interface& interface);
 bool read_bss(attributes found, heard_bss& bss);
 bool read_station(attributes found, heard_station& station);
-bool read_survey(attributes found, channel_survey& survey);
 
-// A radio is described by a sequence of messages, which is put together by calling this for each.
-void add_to_phy(attributes found, phy_info& info);
+// A radio is described by a sequence of messages, which is put together by calling this for each. Those of other
+// radios, which old kernels send as well, are left out.
+void add_to_phy(attributes found, std::uint32_t phy, phy_info& info);
 
 }  // namespace ravd::netlink

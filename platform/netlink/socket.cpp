@@ -11,19 +11,29 @@
 #include <cstring>
 #include <new>
 
+#include "platform/monotonic.h"
+
 namespace ravd::netlink {
 namespace {
 
 constexpr std::size_t message_limit = 32 * 1024;  // the kernel's own for a piece of a list
+constexpr std::int64_t answer_limit_ms = 4000;    // for all messages of an answer together
+constexpr std::int64_t events_limit_ms = 100;     // likewise of those that are there
 
 // What one exchange has come to: above 0 while its end is awaited.
 struct progress {
     const reply_reader* read;
+    std::int64_t give_up_ms;
     int result = 1;
 };
 
 int on_message(nl_msg* message, void* argument) {
     auto& state = *static_cast<progress*>(argument);
+    // Here, for the library reads a list of any length by itself.
+    if (monotonic_ms() > state.give_up_ms) {
+        state.result = -ETIMEDOUT;
+        return NL_STOP;
+    }
     if (!*state.read) return NL_SKIP;
     const nlmsghdr* const header = nlmsg_hdr(message);
     if (!genlmsg_valid_hdr(nlmsg_hdr(message), 0)) return NL_SKIP;
@@ -115,7 +125,7 @@ int exchange(nl_sock* socket, const request& message, const reply_reader& read) 
     if (!message.get()) return -EMSGSIZE;
     const callbacks_ptr callbacks(nl_cb_alloc(NL_CB_DEFAULT));
     if (!callbacks) return -ENOMEM;
-    progress state{&read};
+    progress state{&read, monotonic_ms() + answer_limit_ms};
     nl_cb_set(callbacks.get(), NL_CB_VALID, NL_CB_CUSTOM, on_message, &state);
     nl_cb_set(callbacks.get(), NL_CB_FINISH, NL_CB_CUSTOM, on_end, &state);
     nl_cb_set(callbacks.get(), NL_CB_ACK, NL_CB_CUSTOM, on_end, &state);
@@ -133,14 +143,14 @@ int exchange(nl_sock* socket, const request& message, const reply_reader& read) 
 int drain(nl_sock* socket, const reply_reader& read) {
     const callbacks_ptr callbacks(nl_cb_alloc(NL_CB_DEFAULT));
     if (!callbacks) return -ENOMEM;
-    progress state{&read};
+    progress state{&read, monotonic_ms() + events_limit_ms};
     nl_cb_set(callbacks.get(), NL_CB_SEQ_CHECK, NL_CB_CUSTOM, on_any_sequence, nullptr);
     nl_cb_set(callbacks.get(), NL_CB_VALID, NL_CB_CUSTOM, on_message, &state);
     int moved = 0;
     do
         moved = nl_recvmsgs(socket, callbacks.get());
     while (moved >= 0 && state.result > 0);
-    if (moved == -NLE_AGAIN) return 0;
+    if (moved == -NLE_AGAIN || state.result == -ETIMEDOUT) return 0;
     // The socket overflowed: what came meanwhile is lost, and it goes on.
     return moved == -NLE_NOMEM ? -ENOBUFS : -EIO;
 }
@@ -148,7 +158,6 @@ int drain(nl_sock* socket, const reply_reader& read) {
 bool get_u8(const nlattr* attribute, std::uint8_t& value) { return get_value(attribute, value); }
 bool get_u16(const nlattr* attribute, std::uint16_t& value) { return get_value(attribute, value); }
 bool get_u32(const nlattr* attribute, std::uint32_t& value) { return get_value(attribute, value); }
-bool get_u64(const nlattr* attribute, std::uint64_t& value) { return get_value(attribute, value); }
 bool get_mac(const nlattr* attribute, std::uint8_t (&mac)[6]) { return get_value(attribute, mac); }
 
 }  // namespace ravd::netlink

@@ -56,14 +56,14 @@ using reply_reader = std::function<void(std::uint8_t command, attributes found)>
 // socket is of no use then.
 int exchange(nl_sock* socket, const request& message, const reply_reader& read);
 
-// Hands over the messages of a group that are there, without waiting; 0 or a negative error number.
+// Hands over messages of a group that are there, without waiting, and of a flood only a part; 0 or a negative error
+// number.
 int drain(nl_sock* socket, const reply_reader& read);
 
 // Values of attributes; nothing when the attribute is absent or too short.
 bool get_u8(const nlattr* attribute, std::uint8_t& value);
 bool get_u16(const nlattr* attribute, std::uint16_t& value);
 bool get_u32(const nlattr* attribute, std::uint32_t& value);
-bool get_u64(const nlattr* attribute, std::uint64_t& value);
 bool get_mac(const nlattr* attribute, std::uint8_t (&mac)[6]);
 
 // Calls `read` with each member of a nested attribute.

@@ -108,10 +108,9 @@ class memory_kernel final : public nl80211_port {
     int get_country(std::string& alpha2) override { return alpha2 = "US", 0; }
     int set_country(const char*) override { return 0; }
     int list_interfaces(std::vector<wireless_interface>&, std::size_t) override { return 0; }
-    int trigger_scan(std::uint32_t, const std::vector<std::uint32_t>&, bool) override { return -EOPNOTSUPP; }
+    int trigger_scan(std::uint32_t, const scan_request&) override { return -EOPNOTSUPP; }
     int abort_scan(std::uint32_t) override { return -ENOENT; }
     int get_scan(std::uint32_t, const std::function<void(const heard_bss&)>&, std::size_t) override { return 0; }
-    int get_survey(std::uint32_t, std::vector<channel_survey>&, std::size_t) override { return 0; }
     int event_descriptor() override { return -1; }
     int read_events(const std::function<void(const wireless_notice&)>&) override { return 0; }
 };

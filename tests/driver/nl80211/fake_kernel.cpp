@@ -58,8 +58,9 @@ class port final : public nl80211_port {
         });
         return 0;
     }
-    int get_phy(std::uint32_t, phy_info& info) override {
-        replay("phy", [&](netlink::attributes found) { netlink::add_to_phy(found, info); });
+    int get_phy(std::uint32_t phy, phy_info& info) override {
+        replay("phy", [&](netlink::attributes found) { netlink::add_to_phy(found, phy, info); });
+        if (kernel().only_listens) info.scan_ssids = 0;
         return failure("get_phy");
     }
     int add_interface(std::uint32_t, const char*, wireless_type, const std::array<std::uint8_t, 6>*,
@@ -68,13 +69,17 @@ class port final : public nl80211_port {
     }
     int delete_interface(std::uint32_t) override { return -EOPNOTSUPP; }
     int set_tx_power(std::uint32_t, std::optional<std::int32_t>) override { return -EOPNOTSUPP; }
-    int trigger_scan(std::uint32_t index, const std::vector<std::uint32_t>& frequencies, bool flush) override {
-        std::string text = "scan " + std::to_string(index) + (flush ? " flush" : "");
-        for (const std::uint32_t frequency : frequencies)
+    int trigger_scan(std::uint32_t index, const scan_request& wanted) override {
+        std::string text = "scan " + std::to_string(index) + (wanted.flush ? " flush" : "");
+        if (!wanted.probe) text += " passive";
+        for (const std::uint32_t frequency : wanted.frequencies)
             text += " " + std::to_string(frequency);
         kernel().asked.push_back(text);
         if (const int error = failure("trigger_scan")) return error;
-        return kernel().busy_scans > 0 && kernel().busy_scans-- > 0 ? -EBUSY : 0;
+        if (kernel().busy_scans > 0 && kernel().busy_scans-- > 0) return -EBUSY;
+        if (kernel().other_scan_ends) kernel().raise(wireless_event::scan_finished, index);
+        kernel().raise(wireless_event::scan_started, index);
+        return 0;
     }
     int abort_scan(std::uint32_t index) override {
         kernel().asked.push_back("abort " + std::to_string(index));
@@ -104,13 +109,6 @@ class port final : public nl80211_port {
             stations.push_back(one);
         });
         return failure("get_stations");
-    }
-    int get_survey(std::uint32_t, std::vector<channel_survey>& surveys, std::size_t) override {
-        replay("survey", [&](netlink::attributes found) {
-            channel_survey one;
-            if (netlink::read_survey(found, one)) surveys.push_back(one);
-        });
-        return failure("get_survey");
     }
     int get_country(std::string&) override { return -EOPNOTSUPP; }
     int set_country(const char*) override { return -EOPNOTSUPP; }

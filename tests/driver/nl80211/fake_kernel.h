@@ -26,6 +26,8 @@ class fake_kernel {
 
     std::map<std::string, int> failing;  // error of a call by its name, until taken out
     int busy_scans = 0;                  // that are refused before one begins
+    bool other_scan_ends = false;        // another program's, right before one begins
+    bool only_listens = false;           // the radio sends no probe requests
     bool aborts_end = true;              // a scan that is aborted ends
     std::vector<std::string> asked;      // calls that change something
     std::uint32_t recorded_age_ms = 0;   // of what was recorded to be heard
