@@ -136,9 +136,12 @@ bool plan_session::propose(std::string& error) {
 std::vector<std::vector<access_point_order>> plan_session::orders(bool back) const {
     std::vector<std::vector<access_point_order>> stages;
     std::vector<std::string> whom;
-    for (const std::vector<std::string>& stage : proposal_->stages)
-        for (const std::string& mac : stage)
-            if (!back || std::find(touched_.begin(), touched_.end(), mac) != touched_.end()) whom.push_back(mac);
+    // Back from the last: who did not follow is off the air perhaps, and its neighbours stay until it shows itself.
+    if (back)
+        whom.assign(touched_.rbegin(), touched_.rend());
+    else
+        for (const std::vector<std::string>& stage : proposal_->stages)
+            whom.insert(whom.end(), stage.begin(), stage.end());
     for (const std::vector<std::string>& stage : stages_of(hearing_graph(proposal_->model), whom)) {
         stages.emplace_back();
         for (const std::string& mac : stage) {

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <map>
+#include <utility>
 
 #include "sim/common/dice.h"
 #include "sim/service/domain/building_reports.h"
@@ -26,6 +27,7 @@ class rehearsal : public domain_world {
         double busy_until = 0;
         unsigned link = 0;     // 0: gone
         bool deaf = false;     // takes orders and does nothing
+        double slow = 0;       // so much longer off the air by the next order
         configuration target;  // what it is busy with
         unsigned lists = 0;
     };
@@ -62,8 +64,8 @@ class rehearsal : public domain_world {
         if (d.link == 0) return false;
         if (settings.neighbours) ++d.lists;
         if (settings.radios.empty() || d.deaf) return true;
-        EXPECT_FALSE(busy(d)) << "two orders at once";
-        d.busy_until = now + dice_.roll(1, 9);
+        EXPECT_FALSE(busy(d) && d.busy_until < now + 10) << "two orders at once";
+        d.busy_until = now + dice_.roll(1, 9) + std::exchange(d.slow, 0);
         d.target = std::move(settings);
         for (const auto& [mac, other] : devices)
             EXPECT_FALSE(mac != ap_mac && busy(other) && within_earshot(mac, ap_mac)) << mac << ' ' << ap_mac;
@@ -183,6 +185,16 @@ TEST(PlanSession, TakesBackWhatFailsAndWhatBecameWorse) {
         world.run();
         EXPECT_EQ(world.session.now(), state::undone) << world.session.text();
         EXPECT_THAT(world.session.text(), HasSubstr("shows"));
+        EXPECT_EQ(world.setups(), before);
+    }
+    {  // one that is off the air for longer than its stage lasts: no neighbour goes before it is back
+        rehearsal world(start, 1);
+        const std::vector<radio_setup> before = world.setups();
+        ASSERT_TRUE(world.session.propose(error));
+        world.devices[world.session.last()->stages.at(1).at(0)].slow = 200;
+        ASSERT_TRUE(world.session.apply(0, error)) << error;
+        world.run();
+        EXPECT_EQ(world.session.now(), state::undone) << world.session.text();
         EXPECT_EQ(world.setups(), before);
     }
     {  // strangers on every channel as soon as the plan is applied
