@@ -1,8 +1,10 @@
-"""Three hundred recorded access points."""
+"""Three hundred recorded access points, and a log that is longer than one search."""
+import json
+
 from lab.browser import Browser
 from lab.building import Building
 from lab.processes import check, until
-from lab.recorded import write_log
+from lab.recorded import recorded, write_log
 
 AGENTS = 300
 ROWS = "document.querySelectorAll('.domain tbody tr').length"
@@ -74,4 +76,26 @@ function next(time) {
 requestAnimationFrame(next);
 """
 
-STORIES = [three_hundred]
+async def far_back():
+    """What is wanted stands before more entries than the service looks through at a time."""
+    lines = list(recorded(1, 1))
+    broken = json.loads(lines[-1])
+    said = {name: broken[name] for name in ("time", "agent")}
+    lines.append(json.dumps({**said, "event": "violation: radios: missing"}))
+    lines += [json.dumps({**said, "direction": "sent", "size": 1, "text": "x"})] * 25000
+    async with Building() as building, Browser(building.directory) as browser:
+        with open(building.path("run.jsonl"), "w", encoding="utf-8") as file:
+            file.write("".join(line + "\n" for line in lines))
+        await building.replay(building.path("run.jsonl"))
+        await building.service.line("entries read")
+        await browser.open(building.page)
+        await browser.go("Messages")
+        await browser.write("[aria-label=Direction]", "received")
+        await browser.see(".empty", "looked through so far")
+        await browser.click("button", "Show older ones")
+        await browser.see(".log li[data-bad] .badge", "violation")
+        check(len(browser.all(".log li")) == 3, "these are not the three messages of the agent")
+        await browser.holds("[...document.querySelectorAll('button')].find((one) => one.textContent === 'Show older ones').hidden")
+
+
+STORIES = [three_hundred, far_back]

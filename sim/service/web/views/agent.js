@@ -113,7 +113,7 @@ export function agent_view(context) {
         const reply = await context.ask("entries", { agent: one.id, limit: 12 });
         if (!reply.ok || agent()?.id !== one.id) return;
         const sign = { received: "→", sent: "←" };
-        keep_children(messages, message_parts, reply.entries, (entry) => entry.seq, (entry) => ({ element: h("li", { "data-bad": entry.cmd === "violation" },
+        keep_children(messages, message_parts, reply.entries, (entry) => `${entry.seq} ${entry.time}`, (entry) => ({ element: h("li", { "data-bad": entry.cmd === "violation" },
             h("time", { class: "number", text: precise_time(entry.time) }), h("span", { class: "way", "data-way": entry.direction, text: sign[entry.direction] ?? "•" }),
             h("b", { class: "cmd", text: entry.cmd || "–" }), h("span", { class: "said", text: without_envelope(entry.text ?? "") })) }), () => {});
     }

@@ -6,15 +6,18 @@ import { json_text } from "./json.js";
 
 const page_size = 150;
 const shown_limit = 600;
+// A service that was started anew counts from 1 again.
+const key_of = (entry) => `${entry.seq} ${entry.time}`;
 const ways = { received: ["→", "from the agent"], sent: ["←", "to the agent"], event: ["•", "event"] };
 
 export function messages_view(context) {
     let entries = []; // newest first
     let more = false;
+    let looked_at; // the oldest entry that the service went through for these
     let asking = 0;
     const violated = new Set(); // numbers of messages that broke the protocol
     const rows = new Map();
-    const opened = new Map(); // number of an entry -> its element with the message
+    const opened = new Map(); // key of an entry -> its element with the message
 
     const who = h("select", { "aria-label": "Agent", onchange: reload });
     const way = h("select", { "aria-label": "Direction", onchange: reload }, h("option", { value: "", text: "Both ways" }),
@@ -64,22 +67,27 @@ export function messages_view(context) {
         if (!reply.ok) return context.notify(reply.error, "bad");
         entries = reply.entries;
         more = reply.more;
+        looked_at = reply["looked-at"];
         note_violations(entries);
         redraw();
     }
 
     async function load_older() {
-        const reply = await context.ask("entries", { ...filter(), before: entries.at(-1)?.seq, limit: page_size });
+        const reply = await context.ask("entries", { ...filter(), before: looked_at, limit: page_size });
         if (!reply.ok) return context.notify(reply.error, "bad");
         live.checked = false; // or the new ones would push these out again
         entries = entries.concat(reply.entries);
-        more = reply.more && reply.entries.length > 0;
+        more = reply.more;
+        looked_at = reply["looked-at"];
         note_violations(reply.entries);
         redraw();
     }
 
     function note_violations(some) {
-        for (const entry of some) if (entry.of !== undefined) violated.add(entry.of);
+        for (const entry of some) {
+            if (entry.of !== undefined) violated.add(entry.of);
+            if (entry.violates) violated.add(entry.seq);
+        }
         if (violated.size > 5000) violated.clear();
     }
 
@@ -101,24 +109,24 @@ export function messages_view(context) {
         const open = button.getAttribute("aria-expanded") !== "true";
         set_attribute(button, "aria-expanded", String(open));
         set_hidden(body, !open);
-        if (!open || opened.has(entry.seq)) return;
-        opened.set(entry.seq, body);
+        if (!open || opened.has(key_of(entry))) return;
+        opened.set(key_of(entry), body);
         body.replaceChildren(h("p", { class: "quiet", text: "…" }));
         const reply = await context.ask("entry", { seq: entry.seq });
         body.replaceChildren(reply.ok ? json_text(reply.line.message ?? reply.line) : empty(reply.error));
-        if (!reply.ok) opened.delete(entry.seq);
+        if (!reply.ok) opened.delete(key_of(entry));
     }
 
     function redraw() {
         list_agents();
-        keep_children(list, rows, entries, (entry) => entry.seq, make_row, (part, entry) => {
+        keep_children(list, rows, entries, key_of, make_row, (part, entry) => {
             const bad = entry.cmd === "violation" || violated.has(entry.seq);
             set_attribute(part.element, "data-bad", bad);
             set_hidden(part.mark, !bad || entry.cmd === "violation");
         });
-        for (const seq of opened.keys()) if (!rows.has(seq)) opened.delete(seq);
+        for (const key of opened.keys()) if (!rows.has(key)) opened.delete(key);
         set_hidden(nothing, entries.length > 0);
-        set_text(nothing, Object.keys(filter()).length ? "No message is like that." : "Nothing has been said yet.");
+        set_text(nothing, more ? "No message is like that among those looked through so far." : Object.keys(filter()).length ? "No message is like that." : "Nothing has been said yet.");
         set_hidden(older, !more);
     }
 
@@ -137,7 +145,10 @@ export function messages_view(context) {
             if (agent) who.value = String(agent.id);
         },
         update(changes) {
-            if (changes.all) return reload();
+            if (changes.all) {
+                violated.clear();
+                return reload();
+            }
             note_violations(changes.messages);
             // A replay that runs fast does not tell of single messages.
             if (changes.clock && live.checked && context.state.clock?.playing) return reload_soon();
@@ -146,8 +157,12 @@ export function messages_view(context) {
             if (text.value || broken.checked) return reload_soon();
             const newest = entries[0]?.seq ?? -1;
             const fresh = changes.messages.filter((entry) => entry.seq > newest && fits(entry)).reverse();
-            more = more || entries.length + fresh.length > shown_limit;
-            entries = fresh.concat(entries).slice(0, shown_limit);
+            entries = fresh.concat(entries);
+            if (entries.length > shown_limit) {
+                entries = entries.slice(0, shown_limit);
+                more = true;
+                looked_at = entries.at(-1).seq;
+            }
             redraw();
         },
     };
