@@ -17,6 +17,7 @@ namespace ravd::sim {
 namespace {
 
 constexpr std::int64_t lock_period_ms = 2000;
+constexpr std::int64_t look_period_ms = 1000;  // without notifications
 constexpr std::int64_t lock_settles_ms = 100;  // the kernel tells of a closed file a moment before it frees its lock
 constexpr std::size_t name_size = 12;
 
@@ -90,16 +91,23 @@ bool air_directory::open(const std::string& directory, const mac_octets& base, s
         return false;
     }
     if (!take_place(reason)) return false;
-    watch_.reset(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    if (!watch_ || inotify_add_watch(watch_.get(), directory.c_str(),
-                                     IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE | IN_ONLYDIR) < 0) {
-        reason = failure(directory);
-        return false;
-    }
-    loop_.watch(watch_.get(), POLLIN, [this](short) { read_events(); });
+    watch();
     read_all();
     check_later();
     return true;
+}
+
+// A user has 128 of these by default, fewer than a large building has access points.
+void air_directory::watch() {
+    watch_.reset(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    if (watch_ && inotify_add_watch(watch_.get(), directory_.c_str(),
+                                    IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE | IN_ONLYDIR) >= 0) {
+        loop_.watch(watch_.get(), POLLIN, [this](short) { read_events(); });
+        return;
+    }
+    log_.line("air", "no notifications of %s; it is looked at every second", failure(directory_).c_str());
+    watch_.reset();
+    look_later();
 }
 
 void air_directory::publish(const presence& what) {
@@ -213,6 +221,20 @@ bool air_directory::read_one(const std::string& name) {
     if (known == peers_.end()) log_.line("air", "\"%s\" is there, at %s", fresh.is.name.c_str(), name.c_str());
     peers_[name] = std::move(fresh);
     return true;
+}
+
+// Every change of a file is a rename, which changes the directory. It is read once more after that, for what came in
+// the same moment of a coarse clock.
+void air_directory::look_later() {
+    loop_.after(look_period_ms, [this] {
+        struct stat found {};
+        const bool known = stat(directory_.c_str(), &found) == 0 && found.st_mtim.tv_sec == seen_.tv_sec &&
+                           found.st_mtim.tv_nsec == seen_.tv_nsec;
+        seen_ = found.st_mtim;
+        if (!known || !std::exchange(seen_twice_, true)) read_all();
+        if (!known) seen_twice_ = false;
+        look_later();
+    });
 }
 
 void air_directory::check_locks() {

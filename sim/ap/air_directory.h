@@ -1,6 +1,7 @@
 // The shared air as a directory: a file for each access point, written by it alone and read by all others.
 #pragma once
 
+#include <ctime>
 #include <functional>
 #include <map>
 #include <set>
@@ -39,6 +40,8 @@ class air_directory {
 
   private:
     bool take_place(std::string& reason);
+    void watch();
+    void look_later();
     void read_events();
     void read_all();
     // False when nothing changed.
@@ -55,7 +58,9 @@ class air_directory {
     std::string directory_;
     std::string own_;  // name of its files, without what follows the dot
     unique_fd lock_;
-    unique_fd watch_;
+    unique_fd watch_;     // none: the directory is looked at now and then
+    timespec seen_ = {};  // its last change then
+    bool seen_twice_ = false;
     std::string published_;
     struct peer {
         std::string text;

@@ -1,19 +1,26 @@
 // The pieces of the simulated access point that decide what the daemon hears.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
 
 #include "platform/sim/radio_protocol.h"
 #include "sim/ap/air.h"
+#include "sim/ap/air_directory.h"
 #include "sim/ap/command_record.h"
 #include "sim/ap/faults.h"
 #include "sim/ap/neighbour_text.h"
 #include "sim/common/text.h"
+#include "tests/support/fake_system.h"
 
 namespace ravd::sim {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
 scenario office() {
     scenario s;
@@ -134,6 +141,48 @@ TEST(Faults, RefusedWithAReason) {
         EXPECT_FALSE(parse_fault(words, one, reason)) << line;
         EXPECT_THAT(reason, HasSubstr(expected)) << line;
     }
+}
+
+TEST(AirDirectory, IsLookedAtWhereNotificationsAreNotToBeHad) {
+    char directory[] = "/tmp/ravd-air-XXXXXX";
+    ASSERT_NE(mkdtemp(directory), nullptr);
+    ravd::testing::fake_system& clock = ravd::testing::fake_system::get();
+    clock.reset();
+    event_loop loop;
+    const event_log log(true);
+    std::vector<std::string> heard;
+    presence who;
+    who.base = {2, 0, 0, 0, 0, 2};
+    who.name = "one";
+    air_directory other(loop, log, [] {});
+    air_directory listener(loop, log, [&] {
+        for (const presence& one : listener.others())
+            heard.push_back(one.name);
+        who.name = "two";
+        other.publish(who);
+    });
+    const int next = dup(0);
+    close(next);
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit one_more = {static_cast<rlim_t>(next + 1), before.rlim_max};  // for its lock
+    setrlimit(RLIMIT_NOFILE, &one_more);
+    std::string reason;
+    const bool opened = listener.open(directory, {2, 0, 0, 0, 0, 1}, reason);
+    setrlimit(RLIMIT_NOFILE, &before);
+    ASSERT_TRUE(opened && other.open(directory, who.base, reason)) << reason;
+    other.publish(who);
+    int turns = 0;
+    const std::function<void()> turn = [&] {
+        clock.advance_ms(100);
+        if (heard.size() > 1 || ++turns > 100) return loop.stop();
+        loop.soon(turn);
+    };
+    turn();
+    loop.run();
+    EXPECT_THAT(heard, ElementsAre("one", "two"));
+    for (const char* file : {"/020000000001.lock", "/020000000002.lock", "/020000000002.json", ""})
+        remove((directory + std::string(file)).c_str());
 }
 
 }  // namespace
