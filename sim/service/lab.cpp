@@ -230,7 +230,12 @@ void lab::tell_verdict(const agent& who, const json_ptr& verdict) {
 void lab::note_accepted(agent& who) {
     who.subscribed = true;
     console_.event("subscribed", who.number);
-    if (!options_.automatic.enabled) return;
+    begin_automatic(who);
+}
+
+// Waits for a plan of the domain that is on its way.
+void lab::begin_automatic(agent& who) {
+    if (!options_.automatic.enabled || !who.subscribed || !planner_.session().at_rest()) return;
     if (!who.autopilot) who.autopilot = make_pilot(who);
     who.autopilot->subscribed(monotonic_seconds());
 }
@@ -244,6 +249,7 @@ void lab::look_at_clock() {
     for (auto& entry : agents_) {
         agent& who = entry.second;
         tell_progress(who, who.scan.turn(now));
+        if (!who.autopilot) begin_automatic(who);
         if (!who.autopilot || who.pilot_counted) continue;
         who.autopilot->turn(now);
         if (!who.autopilot->done()) continue;

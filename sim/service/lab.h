@@ -63,6 +63,7 @@ class lab : public server_listener, public line_handler {
     void note_accepted(agent& who);
     void tell_progress(const agent& who, const std::string& text);
     std::unique_ptr<pilot> make_pilot(agent& who);
+    void begin_automatic(agent& who);
     void tell_verdict(const agent& who, const json_ptr& verdict);
     void look_at_clock();
     void check_automatic_end();

@@ -79,6 +79,12 @@ bool agent_world::overload(const std::string& ap_mac, int radio, int clients, js
     return send_(*who, message);
 }
 
+const agent* agent_world::automatic() const {
+    for (const auto& [number, who] : agents_)
+        if (who.autopilot && !who.autopilot->done()) return &who;
+    return nullptr;
+}
+
 // --- the commands
 
 plan_desk::plan_desk(std::map<unsigned, agent>& agents, agent_world::sender send,
@@ -157,6 +163,12 @@ bool plan_desk::run(const std::vector<argument>& args, double now, std::string& 
         return false;
     }
     session_.options() = options;
+    // Each would take the other's orders for its own, or for a fault.
+    const agent* busy = step == "scan" || step == "apply" || step == "undo" ? world_.automatic() : nullptr;
+    if (busy) {
+        reply = "the automatic mode (--auto) is not done with " + busy->name() + "; one planner at a time";
+        return false;
+    }
     if (step == "scan") return session_.scan(now, reply);
     if (step == "apply") return session_.apply(now, reply);
     if (step == "undo") return session_.undo(now, reply);

@@ -25,6 +25,8 @@ class agent_world : public domain_world {
     bool ask(const std::string& ap_mac) override;
     bool scan(const std::string& ap_mac, const std::string& channels) override;
     bool overload(const std::string& ap_mac, int radio, int clients, json_ptr neighbours) override;
+    // One that the automatic mode is not done with; null when there is none.
+    const agent* automatic() const;
 
   private:
     agent* find(const std::string& ap_mac) const;

@@ -303,6 +303,11 @@ TEST(PlanDesk, SaysWhatItDoesNotTake) {
     EXPECT_THAT(reply, HasSubstr("plan scan"));
     EXPECT_TRUE(desk.run({{"", "status"}}, 0, reply));
     EXPECT_THAT(reply, HasSubstr("max-changes=3 width=40"));
+    who.autopilot = std::make_unique<pilot>(
+        auto_options(), who.orders, [](const json_ptr&) { return true; }, [](const std::string&) {},
+        [](const json_ptr&) {});
+    EXPECT_FALSE(desk.run({{"", "scan"}}, 0, reply));
+    EXPECT_THAT(reply, HasSubstr("one planner at a time"));
 }
 
 }  // namespace
