@@ -148,7 +148,7 @@ class story {
             case 5:
                 return answer(module, sizes[next() % std::size(sizes)]);
             case 6:
-                return restart(module);
+                return restart(module, what & 0x80);
             case 7:
                 return join_crowd(module);
             case 8:
@@ -239,10 +239,15 @@ class story {
             continue;
     }
 
-    void restart(int module) {
+    void restart(int module, bool keeps_good_ones) {
         end& one = *ends_[index(module)];
         one.lossy = true;
-        one.exchange.close_all();
+        if (keeps_good_ones) {
+            one.exchange.pause();
+            one.exchange.resume();
+        } else {
+            one.exchange.close_all();
+        }
         drop_waiting(module);
     }
 

@@ -36,7 +36,8 @@ int mbus_get_moduleloop(mbus_endpoint* bus);
 
 // Starts and stops the exchange of messages. A start that fails leaves the loop state 0. A stop gives accepted
 // messages that are not yet written up to 200 ms; a stopped endpoint keeps its number, drops what was received and not
-// taken, and closes its connections: an answer to a request from before the stop never arrives.
+// taken, and closes its connections, but for those on which nothing is owed: an answer to a request from before the
+// stop never arrives.
 void mbus_peer_start(mbus_endpoint* bus);
 void mbus_peer_stop(mbus_endpoint* bus);
 

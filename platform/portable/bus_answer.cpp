@@ -29,7 +29,7 @@ ctree* wait_bus_answer(bus_endpoint& bus, std::uint64_t request, const char* ans
         // Looked at before the messages are, so that none that came before the end is missed.
         const bool open = bus.is_open(request);
         bus_message message;
-        while (bus.receive_answer(message)) {
+        while (bus.take(message)) {
             // What comes over a connection that never carried a request of ours answers an earlier one, if any.
             if (message.connection == request || bus.has_sent_over(message.connection))
                 if (ctree* tree = match_answer(message, answer)) return tree;
@@ -37,7 +37,7 @@ ctree* wait_bus_answer(bus_endpoint& bus, std::uint64_t request, const char* ans
         }
         const std::int64_t left = end - monotonic_ms();
         if (!open || left <= 0) return nullptr;
-        // Closed since the look: receive_answer() has taken the notice of that, so that nothing would end the wait.
+        // Closed since the look: take() has taken the notice of that, so that nothing would end the wait.
         if (bus.is_open(request)) bus.wait(static_cast<int>(left));
     }
 }

@@ -82,7 +82,7 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
         done = static_cast<std::size_t>(n);
         transferred_ += done;
     }
-    carried_ = carried_ || header.kind == bus_frame_kind::message;
+    if (header.kind == bus_frame_kind::message) ++sent_;
     if (done == whole) return bus_result::accepted;
     const std::size_t head_done = std::min(done, head_size);
     try {
@@ -109,6 +109,10 @@ void bus_connection::flush() {
         output_.pop_front();
         front_done_ = 0;
     }
+}
+
+bool bus_connection::in_step() const {
+    return sent_ > 0 && sent_ == received_ && reader_.held() == 0 && backlog_ == 0 && !write_failed_ && !ended_;
 }
 
 bool bus_connection::drained() const {

@@ -45,7 +45,11 @@ class bus_connection {
     // Bytes that wait in its socket.
     std::size_t unread() const;
     // Whether a message was accepted for it.
-    bool carried() const { return carried_; }
+    bool carried() const { return sent_ > 0; }
+    void count_received() { ++received_; }
+    // Whether it stands as after an exchange that went well: each message of ours was answered by one, and nothing of
+    // either side is unfinished.
+    bool in_step() const;
 
     // The first frame brings a hello along, in one piece.
     void begin_with_hello() { hello_due_ = true; }
@@ -78,10 +82,11 @@ class bus_connection {
     bool ended_ = false;
     bool watching_ = false;
     bool left_ = false;
-    bool carried_ = false;
     bool write_failed_ = false;
     bool hello_due_ = false;
     std::size_t missed_ = 0;
+    std::uint64_t sent_ = 0;  // messages, and those that came
+    std::uint64_t received_ = 0;
     std::uint64_t held_by_ = 0;
     bus_frame_reader reader_;
     std::deque<std::string> output_;

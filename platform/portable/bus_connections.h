@@ -45,6 +45,10 @@ class bus_connections {
         return true;
     }
     void clear();
+    // Only those stay that we opened, with every message of ours answered by one and no more.
+    void keep_in_step();
+    // Ends those on which something waits to be read.
+    void end_unread();
 
   private:
     struct census {

@@ -53,7 +53,7 @@ void bus_endpoint::call_on_arrival(void (*call)(void*), void* context) {
     exchange_->notice().call_instead(call, context);
 }
 
-bool bus_endpoint::start(bool by_calls) {
+bool bus_endpoint::start(stage wanted) {
     {
         const guard lock(mutex_);
         moved_ = false;
@@ -61,12 +61,16 @@ bool bus_endpoint::start(bool by_calls) {
     if (running()) return true;
     stop();
     const guard lock(mutex_);
-    if (by_calls) {
+    set_awaited(wanted == stage::exchanges);
+    if (wanted == stage::by_calls) {
         poll_set_.reserve(usual_descriptors);  // idle turns allocate nothing
+        exchange_->resume();
         stage_ = stage::by_calls;
         return running_ = true;
     }
-    running_ = listen() && start_thread();
+    exchange_->close_all();
+    running_ = listen() && (wanted == stage::polled || start_thread());
+    if (running_) stage_ = wanted;
     if (!running_) hide();
     return running_;
 }
@@ -102,6 +106,12 @@ void bus_endpoint::stop() {
         running_ = false;
         if (stage_ == stage::by_calls) {
             hide();
+            exchange_->pause();
+            stage_ = stage::idle;
+            return;
+        }
+        if (stage_ == stage::polled && !flush_by_thread()) {
+            hide();
             exchange_->close_all();
             stage_ = stage::idle;
             return;
@@ -128,19 +138,16 @@ bool bus_endpoint::running() const {
 
 bool bus_endpoint::receive(bus_message& message) {
     {
-        const guard lock(mutex_);
+        std::unique_lock<std::mutex> lock(mutex_);
         if (stage_ == stage::by_calls && running_ && !listener_) running_ = listen();
+        if (stage_ == stage::by_calls && running_ && !exchange_->has_received()) turn_by_call(lock, 0);
     }
-    return receive_answer(message);
+    return take(message);
 }
 
-bool bus_endpoint::receive_answer(bus_message& message) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    bool received = exchange_->receive(message);
-    if (!received && stage_ == stage::by_calls && running_) {
-        turn_by_call(lock, 0);
-        received = exchange_->receive(message);
-    }
+bool bus_endpoint::take(bus_message& message) {
+    const guard lock(mutex_);
+    const bool received = exchange_->receive(message);
     moved_ = moved_ || received;
     return received;
 }
@@ -206,8 +213,19 @@ bus_result bus_endpoint::send_over(std::uint64_t connection, std::string_view te
 
 // What does not go out at once must not wait for the next call.
 bus_result bus_endpoint::sent(bus_result result) {
-    if (stage_ == stage::by_calls && exchange_->connections().unsent() > 0) (void)start_thread();
+    if (stage_ == stage::by_calls) (void)flush_by_thread();
     return result;
+}
+
+bool bus_endpoint::flush_by_thread() {
+    if (exchange_->connections().unsent() == 0) return false;
+    set_awaited(true);
+    return start_thread();
+}
+
+void bus_endpoint::set_awaited(bool awaited) {
+    exchange_->wake().set_awaited(awaited);
+    exchange_->notice().set_awaited(awaited);
 }
 
 void* bus_endpoint::thread_entry(void* self) {
@@ -240,33 +258,61 @@ void bus_endpoint::turn_by_call(std::unique_lock<std::mutex>& lock, int longest_
     } catch (const std::bad_alloc&) {
         // Ends as one that broke.
     }
+    break_down();
+}
+
+void bus_endpoint::break_down() {
     hide();
     running_ = false;
 }
 
+int bus_endpoint::fill(std::vector<pollfd>& set) {
+    const guard lock(mutex_);
+    return stage_ == stage::polled && running_ ? prepare(set) : -1;
+}
+
+void bus_endpoint::serve(const pollfd* entries, std::size_t count) {
+    const guard lock(mutex_);
+    if (stage_ != stage::polled || !running_ || count == 0) return;
+    try {
+        move(entries, count);
+    } catch (const std::bad_alloc&) {
+        break_down();
+    }
+}
+
+// The first two entries are for ourselves, the others for the connections.
+int bus_endpoint::prepare(std::vector<pollfd>& set) {
+    set.push_back({exchange_->wake().descriptor(), POLLIN, 0});
+    set.push_back({listener_rests_ ? -1 : listener_.get(), POLLIN, 0});
+    const int wanted = exchange_->fill_poll_set(set, reads());
+    still_.stands = wanted == bus_exchange::stall_limit_ms;
+    if (!still_.stands || still_.bytes != exchange_->received())
+        still_ = {still_.stands, monotonic_ms(), exchange_->received()};
+    return listener_rests_ ? listener_rest_ms : wanted;
+}
+
+void bus_endpoint::move(const pollfd* entries, std::size_t count) {
+    listener_rests_ = false;
+    if (entries[0].revents) exchange_->wake().clear();
+    exchange_->serve(entries + 2, count - 2, reads());
+    if (entries[1].revents & POLLIN) listener_rests_ = !exchange_->accept_waiting();
+    if (still_.stands && still_.bytes == exchange_->received() &&
+        monotonic_ms() - still_.since_ms >= bus_exchange::stall_limit_ms)
+        exchange_->end_stalled();
+}
+
 bool bus_endpoint::turn(std::unique_lock<std::mutex>& lock, int longest_ms) {
-    const bool reading = stage_ == stage::exchanges || stage_ == stage::by_calls;
-    if (!reading) hide();
+    if (!reads()) hide();
     poll_set_.clear();
-    poll_set_.push_back({exchange_->wake().descriptor(), POLLIN, 0});
-    poll_set_.push_back({listener_rests_ ? -1 : listener_.get(), POLLIN, 0});
-    const int wanted = exchange_->fill_poll_set(poll_set_, reading);
-    int limit = listener_rests_ ? listener_rest_ms : wanted;
+    int limit = prepare(poll_set_);
     if (longest_ms >= 0 && (limit < 0 || limit > longest_ms)) limit = longest_ms;
-    const bool stalls = wanted == bus_exchange::stall_limit_ms;
-    if (!stalls || still_.bytes != exchange_->received()) still_ = {monotonic_ms(), exchange_->received()};
     lock.unlock();
     const int ready = ::poll(poll_set_.data(), static_cast<nfds_t>(poll_set_.size()), limit);
     const int reason = errno;
     lock.lock();
-    if (stalls && still_.bytes == exchange_->received() &&
-        monotonic_ms() - still_.since_ms >= bus_exchange::stall_limit_ms)
-        exchange_->end_stalled();
-    listener_rests_ = false;
-    if (ready <= 0) return ready == 0 || reason == EINTR || reason == ENOMEM;
-    if (poll_set_[0].revents) exchange_->wake().clear();
-    exchange_->serve(poll_set_.data() + 2, poll_set_.size() - 2, reading);
-    if (poll_set_[1].revents & POLLIN) listener_rests_ = !exchange_->accept_waiting();
+    if (ready < 0) return reason == EINTR || reason == ENOMEM;
+    move(poll_set_.data(), poll_set_.size());
     return true;
 }
 

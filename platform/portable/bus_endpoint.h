@@ -50,6 +50,15 @@ enum class bus_result {
 };
 
 class bus_endpoint {
+    enum class stage {
+        idle,      // neither thread nor connections
+        by_calls,  // no thread
+        polled,    // no thread either
+        exchanges,
+        flushes,    // only what is accepted is still written
+        abandoned,  // and now not even that
+    };
+
   public:
     // Registers `module` in `directory`, which is created (0700, its parents too). Null when the number is taken or the
     // directory is not usable or not ours alone; `error`, when given, then says why.
@@ -62,12 +71,21 @@ class bus_endpoint {
     int module() const;
 
     // Begins to listen. False when that is not possible; true when it already does.
-    bool start() { return start(false); }
+    bool start() { return start(stage::exchanges); }
     // For who sends and waits for answers: without a thread, since the calls below move the bytes, until some cannot be
     // written at once; and others find nobody under this number before the first receive(). (A thread and a socket in
-    // the directory cost ten times what a request does.) One thread makes all calls; descriptor() and call_on_arrival()
-    // are of no use.
-    bool start_by_calls() { return start(true); }
+    // the directory cost ten times what a request does.) A stop() leaves connections open for the next start where each
+    // message was answered by one; should anything more come over them until then, they are closed. One thread makes
+    // all calls; descriptor() and call_on_arrival() are of no use.
+    bool start_by_calls() { return start(stage::by_calls); }
+    // For who has a poll() of its own: without a thread, too. Before each of its polls comes fill(), after it serve()
+    // with the entries that fill() appended. One thread makes all calls; descriptor(), wait() and call_on_arrival() are
+    // of no use.
+    bool start_polled() { return start(stage::polled); }
+    // Milliseconds until serve() wants to be called at the latest; -1: only when an entry has something.
+    int fill(std::vector<pollfd>& set);
+    // Moves what can be moved; receive() then has what came.
+    void serve(const pollfd* entries, std::size_t count);
     // Gives what was accepted and is not yet written up to 200 ms, then closes all connections and drops what was
     // received and not taken. The number stays ours.
     void stop();
@@ -76,8 +94,8 @@ class bus_endpoint {
 
     // Takes the next received message; false when there is none. Never blocks.
     bool receive(bus_message& message);
-    // The same for who only waits for answers.
-    bool receive_answer(bus_message& message);
+    // The same for who only waits for answers: what wait() has found.
+    bool take(bus_message& message);
     // Waits until there is something to receive or a connection was closed, at most `limit_ms`; may also return early.
     void wait(int limit_ms);
     // Readable when receive() has something, or a connection was closed; receive() until false clears it. Owned by the
@@ -106,17 +124,9 @@ class bus_endpoint {
     std::uint64_t transferred() const;
 
   private:
-    enum class stage {
-        idle,      // neither thread nor connections
-        by_calls,  // no thread
-        exchanges,
-        flushes,    // only what is accepted is still written
-        abandoned,  // and now not even that
-    };
-
     explicit bus_endpoint(std::unique_ptr<bus_registration> registration);
     static void* thread_entry(void* self);
-    bool start(bool by_calls);
+    bool start(stage wanted);
     bool listen();
     bool start_thread();
     void run();
@@ -124,7 +134,14 @@ class bus_endpoint {
     // the endpoint broke.
     bool turn(std::unique_lock<std::mutex>& lock, int longest_ms);
     void turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms);
+    // The two halves of a turn, and what ends the endpoint when they fail.
+    int prepare(std::vector<pollfd>& set);
+    void move(const pollfd* entries, std::size_t count);
+    void break_down();
     bus_result sent(bus_result result);
+    bool flush_by_thread();  // false: there is nothing to write, or no thread to be had
+    bool reads() const { return stage_ == stage::exchanges || stage_ == stage::by_calls || stage_ == stage::polled; }
+    void set_awaited(bool awaited);  // whether somebody sleeps until the exchange's events
     void hide();
 
     std::unique_ptr<bus_registration> registration_;
@@ -141,6 +158,7 @@ class bus_endpoint {
     bool listener_rests_ = false;  // no descriptors or no room: accepting is tried again a little later
     // Since when nothing came in, while an unfinished message keeps others waiting.
     struct {
+        bool stands;
         std::int64_t since_ms;
         std::uint64_t bytes;
     } still_{};

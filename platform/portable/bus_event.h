@@ -10,8 +10,8 @@
 
 namespace ravd {
 
-// Its descriptor is readable while the event is set; or, once call_instead() was used, each setting calls back. Used
-// under the endpoint's lock.
+// Its descriptor is readable while the event is set; or, once call_instead() was used, each setting calls back; neither
+// while nobody waits for it. Used under the endpoint's lock.
 class bus_event {
   public:
     bus_event() : fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
@@ -20,17 +20,21 @@ class bus_event {
     void set() {
         if (set_) return;
         set_ = true;
-        const std::uint64_t one = 1;
-        if (call_)
-            call_(context_);
-        else
-            (void)!::write(fd_.get(), &one, sizeof one);
+        tell();
     }
     void clear() {
         if (!set_) return;
         set_ = false;
         std::uint64_t count;
-        (void)!::read(fd_.get(), &count, sizeof count);
+        if (awaited_ && !call_) (void)!::read(fd_.get(), &count, sizeof count);
+    }
+    // False: nobody waits for it, so that it costs no system call. True is the beginning.
+    void set_awaited(bool awaited) {
+        if (awaited == awaited_) return;
+        const bool was_set = set_;
+        clear();
+        awaited_ = awaited;
+        if (was_set) set();
     }
     void call_instead(void (*call)(void*), void* context) {
         clear();
@@ -39,8 +43,18 @@ class bus_event {
     }
 
   private:
+    void tell() {
+        const std::uint64_t one = 1;
+        if (!awaited_) return;
+        if (call_)
+            call_(context_);
+        else
+            (void)!::write(fd_.get(), &one, sizeof one);
+    }
+
     unique_fd fd_;
     bool set_ = false;
+    bool awaited_ = true;
     void (*call_)(void*) = nullptr;
     void* context_ = nullptr;
 };

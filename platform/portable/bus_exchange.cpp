@@ -185,6 +185,15 @@ bool bus_exchange::accept_waiting() {
 
 void bus_exchange::close_all() {
     connections_.clear();
+    forget_received();
+}
+
+void bus_exchange::pause() {
+    connections_.keep_in_step();
+    forget_received();
+}
+
+void bus_exchange::forget_received() {
     inbox_.messages.clear();
     inbox_.bytes = unfinished_bytes_ = watchers_ = 0;
     wake_.clear();
@@ -241,6 +250,7 @@ bool bus_exchange::handle_frame(bus_connection& connection) {
     if (connection.nameless()) return greet(connection, header.kind, header.source);
     if (header.kind != bus_frame_kind::message || header.source != connection.peer()) return false;
     show(header, message.text());
+    connection.count_received();
     inbox_.messages.push_back(std::move(message));
     inbox_.bytes += header.length + message_overhead;
     notice_.set();

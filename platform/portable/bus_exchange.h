@@ -33,6 +33,7 @@ class bus_exchange {
 
     // The users' calls: those of bus_endpoint.
     bool receive(bus_message& message);
+    bool has_received() const { return !inbox_.messages.empty(); }
     bus_result send(int destination, std::string_view text, std::uint64_t* used);
     bus_result send_over(std::uint64_t id, std::string_view text);
     const bus_connections& connections() const { return connections_; }
@@ -49,6 +50,10 @@ class bus_exchange {
     // left, or no room, but there will be some once what came in is read.
     bool accept_waiting();
     void close_all();
+    // The end of an exchange that may be followed by another: closes all but the connections that are as good as new,
+    // where each request was answered by one message. What such a one says meanwhile ends it in resume().
+    void pause();
+    void resume() { connections_.end_unread(); }
     // -1 for none. Stays the caller's.
     void set_listener(int fd) { listener_ = fd; }
 
@@ -67,6 +72,7 @@ class bus_exchange {
     bool handle_frame(bus_connection& connection);
     bool greet(bus_connection& connection, bus_frame_kind kind, int source);
     void remove_ended();
+    void forget_received();
 
     const bus_registration& registration_;
     bus_event wake_;

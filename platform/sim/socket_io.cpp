@@ -39,15 +39,17 @@ bool send_all(int fd, const char* bytes, std::size_t size) {
     return true;
 }
 
-bool receive_all(int fd, char* bytes, std::size_t size) {
-    while (size > 0) {
-        const ssize_t n = recv(fd, bytes, size, 0);
+std::size_t receive_some(int fd, char* bytes, std::size_t least, std::size_t most) {
+    std::size_t got = 0;
+    while (got < least) {
+        const ssize_t n = recv(fd, bytes + got, most - got, 0);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        bytes += n;
-        size -= static_cast<std::size_t>(n);
+        if (n <= 0) break;
+        got += static_cast<std::size_t>(n);
     }
-    return true;
+    return got;
 }
+
+bool receive_all(int fd, char* bytes, std::size_t size) { return receive_some(fd, bytes, size, size) == size; }
 
 }  // namespace ravd::sim

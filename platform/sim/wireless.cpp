@@ -1,5 +1,5 @@
-// Wireless ioctls of the simulation: each crosses the radio socket, on a connection of its own, so that a simulated
-// access point may end and start again beneath a running daemon.
+// Wireless ioctls of the simulation: they cross the radio socket. A simulated access point may end and start again
+// beneath a running daemon.
 #include <linux/wireless.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -26,22 +26,39 @@ std::size_t used_bytes(const char* block, std::size_t size) {
     return size;
 }
 
-// Waits as long as the access point lets it: a driver call that hangs must be able to hang here too.
-bool exchange(const sim::radio_request& request, sim::radio_reply& reply) {
-    const unique_fd radio = sim::connect_unix(device_path("/") + sim::radio_socket_name);
-    if (!radio) return false;
-    const int fd = radio.get();
-    const std::string message = sim::encode(request);
-    char head[4];
-    bool ok = sim::send_all(fd, message.data(), message.size()) && sim::receive_all(fd, head, sizeof head);
-    const std::uint32_t size = ok ? sim::load_u32(head) : 0;
-    if (size < sim::radio_reply_head || size > sim::radio_reply_head + sim::command_record_size) ok = false;
-    if (ok) {
-        std::vector<char> bytes(size);
-        ok = sim::receive_all(fd, bytes.data(), bytes.size()) && sim::decode(bytes.data(), bytes.size(), reply);
+// The way to the access point of one thread, kept from call to call.
+class radio_connection {
+  public:
+    // Waits as long as the access point lets it: a driver call that hangs must be able to hang here too.
+    bool exchange(const sim::radio_request& request, sim::radio_reply& reply) {
+        const std::string message = sim::encode(request);
+        if (radio_ && ask(message, reply)) return true;
+        // The access point of before is gone, and with it whatever it took of this. Perhaps there is another.
+        radio_ = sim::connect_unix(device_path("/") + sim::radio_socket_name);
+        if (radio_ && ask(message, reply)) return true;
+        radio_.reset();
+        return false;
     }
-    return ok;
-}
+
+  private:
+    bool ask(const std::string& message, sim::radio_reply& reply) {
+        if (!sim::send_all(radio_.get(), message.data(), message.size())) return false;
+        // Most replies come whole with the first piece; nothing follows one until the next request.
+        char first[4 + sim::radio_reply_head + 1024];
+        const std::size_t got = sim::receive_some(radio_.get(), first, 4, sizeof first);
+        const std::size_t size = got >= 4 ? sim::load_u32(first) : 0;
+        if (size < sim::radio_reply_head || size > sim::radio_reply_head + sim::command_record_size) return false;
+        if (got == 4 + size) return sim::decode(first + 4, size, reply);
+        if (got > 4 + size) return false;
+        std::vector<char> bytes(size);
+        std::copy(first + 4, first + got, bytes.begin());
+        const std::size_t held = got - 4;
+        return sim::receive_all(radio_.get(), bytes.data() + held, size - held) &&
+               sim::decode(bytes.data(), size, reply);
+    }
+
+    unique_fd radio_;
+};
 
 }  // namespace
 
@@ -63,8 +80,9 @@ int wireless_ioctl(int sock, unsigned long request, iwreq* req) {
     message.flags = req->u.data.flags;
     if (used > 0) message.block.assign(block, used);
 
+    thread_local radio_connection radio;
     sim::radio_reply reply;
-    if (!exchange(message, reply)) {
+    if (!radio.exchange(message, reply)) {
         errno = ENODEV;
         return -1;
     }

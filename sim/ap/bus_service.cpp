@@ -26,19 +26,20 @@ bus_service::~bus_service() { close(); }
 
 void bus_service::close() {
     if (!endpoint_) return;
-    loop_.forget(endpoint_->descriptor());
+    loop_.leave(member_);
     endpoint_.reset();
 }
 
 bool bus_service::open(std::string& reason) {
     endpoint_ = bus_endpoint::open(directory_, module_, &reason);
     if (!endpoint_) return false;
-    if (!endpoint_->start()) {
+    if (!endpoint_->start_polled()) {
         reason = directory_ + ": module " + std::to_string(module_) + " cannot listen";
         endpoint_.reset();
         return false;
     }
-    loop_.watch(endpoint_->descriptor(), POLLIN, [this](short) { serve(); });
+    member_ = loop_.join([this](std::vector<pollfd>& set) { return endpoint_->fill(set); },
+                         [this](const pollfd* entries, std::size_t count) { serve(entries, count); });
     return true;
 }
 
@@ -58,8 +59,9 @@ bool bus_service::send(int destination, const std::string& text) {
     return endpoint_ && endpoint_->send(destination, text) == bus_result::accepted;
 }
 
-void bus_service::serve() {
+void bus_service::serve(const pollfd* entries, std::size_t count) {
     bus_message message;
+    endpoint_->serve(entries, count);
     // A handler may close the endpoint.
     while (endpoint_ && endpoint_->receive(message))
         take(message);

@@ -33,7 +33,7 @@ class bus_service {
     bool send(int destination, const std::string& text);
 
   private:
-    void serve();
+    void serve(const pollfd* entries, std::size_t count);
     void take(const bus_message& message);
     void close();
 
@@ -45,6 +45,7 @@ class bus_service {
     std::string directory_;
     handler answer_;
     std::unique_ptr<bus_endpoint> endpoint_;
+    std::uint64_t member_ = 0;  // of the loop, while there is an endpoint
 };
 
 // {"command": "NAME-response", "status": "ok"}; with a reason: "status" "error" and "reason".

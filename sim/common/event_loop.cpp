@@ -38,22 +38,46 @@ int event_loop::wait_ms() const {
     return static_cast<int>(std::clamp<std::int64_t>(timers_.begin()->first - monotonic_ms(), 0, 60000));
 }
 
+std::uint64_t event_loop::join(poll_filler fill, poll_server serve) {
+    members_[next_number_] = {std::move(fill), std::move(serve)};
+    return next_number_++;
+}
+
+void event_loop::leave(std::uint64_t member) { members_.erase(member); }
+
 void event_loop::run_descriptors() {
-    std::vector<pollfd> entries;
-    std::vector<std::uint64_t> numbers;
+    entries_.clear();
+    numbers_.clear();
+    shares_.clear();
+    int limit = wait_ms();
     for (const auto& [fd, one] : watchers_) {
         if (one.events == 0) continue;
-        entries.push_back({fd, one.events, 0});
-        numbers.push_back(one.number);
+        entries_.push_back({fd, one.events, 0});
+        numbers_.push_back(one.number);
     }
-    if (poll(entries.data(), static_cast<nfds_t>(entries.size()), wait_ms()) <= 0) return;
-    for (std::size_t i = 0; i < entries.size() && !stopped_; ++i) {
-        if (entries[i].revents == 0) continue;
+    for (const auto& [number, one] : members_) {
+        const std::size_t before = entries_.size();
+        const int wanted = one.fill(entries_);
+        if (wanted >= 0 && (limit < 0 || wanted < limit)) limit = wanted;
+        shares_.emplace_back(number, entries_.size() - before);
+    }
+    if (poll(entries_.data(), static_cast<nfds_t>(entries_.size()), limit) < 0) return;
+    for (std::size_t i = 0; i < numbers_.size() && !stopped_; ++i) {
+        if (entries_[i].revents == 0) continue;
         // An earlier action may have forgotten it.
-        const auto found = watchers_.find(entries[i].fd);
-        if (found == watchers_.end() || found->second.number != numbers[i]) continue;
+        const auto found = watchers_.find(entries_[i].fd);
+        if (found == watchers_.end() || found->second.number != numbers_[i]) continue;
         const descriptor_action run = found->second.run;
-        run(entries[i].revents);
+        run(entries_[i].revents);
+    }
+    std::size_t at = numbers_.size();
+    for (const auto& [number, count] : shares_) {
+        const auto found = members_.find(number);
+        if (found != members_.end() && !stopped_) {
+            const poll_server serve = found->second.serve;
+            serve(entries_.data() + at, count);
+        }
+        at += count;
     }
 }
 

@@ -136,5 +136,31 @@ TEST_F(mbus, late_answer_is_never_taken) {
     EXPECT_EQ(wait(20), "in time");
 }
 
+// A connection serves the next request only where nothing is owed and nothing more was said.
+TEST_F(mbus, connection_outlives_an_answered_request) {
+    const raw_peer service(8, true);
+    unique_fd talk;
+    const auto ask = [&](bool anew, const std::string& answers) {
+        mbus_peer_start(bus_);
+        EXPECT_EQ(send(8), 0);
+        if (anew) talk.reset(accept(service.fd(), nullptr, nullptr));
+        std::string asked((anew ? 2 : 1) * mbus_header_size + request.size(), '\0');
+        EXPECT_EQ(recv(talk.get(), asked.data(), asked.size(), MSG_WAITALL), static_cast<ssize_t>(asked.size()));
+        EXPECT_EQ(::send(talk.get(), answers.data(), answers.size(), 0), static_cast<ssize_t>(answers.size()));
+        const std::string value = wait(20);
+        mbus_peer_stop(bus_);
+        return value;
+    };
+    const auto framed = [](const std::string& value) { return frame(8, 28, answer(value)); };
+    EXPECT_EQ(ask(true, framed("first")), "first");
+    EXPECT_EQ(ask(false, framed("second")), "second");
+    EXPECT_GT(::send(talk.get(), framed("late").data(), framed("late").size(), 0), 0);
+    EXPECT_EQ(ask(true, framed("third") + framed("late")), "third");
+    EXPECT_EQ(ask(true, framed("fourth") + "half"), "fourth");
+    EXPECT_EQ(ask(true, framed("fifth")), "fifth");
+    talk.reset();
+    EXPECT_EQ(ask(true, framed("sixth")), "sixth");
+}
+
 }  // namespace
 }  // namespace ravd::testing
