@@ -1,9 +1,13 @@
-// Building and reading JSON messages: thin wrappers over json-c that fix the envelope, the compact form and what a
-// missing member reads as.
+// Building and reading JSON messages: they fix the envelope, the compact form and what a missing member reads as.
+// Messages are written as text at once; what comes is read by json-c, as whose texts ours look.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
+
+#include "message/json_text.h"
 
 struct json_object;
 
@@ -11,9 +15,9 @@ namespace ravd {
 
 class safe_queue;
 
-// One node of a message under construction, on the stack of the code that builds it. The root owns the whole tree;
-// a child belongs to its parent's tree and must not outlive the root. An array holds either scalar values or child
-// containers, never both. Members are serialised in the order in which they were added.
+// One container of a message under construction, on the stack of the code that builds it. The root owns the message's
+// text; the other containers of it must not outlive it. Everything is written down in the order in which it is added:
+// adding to a container completes those within it, which take nothing more from then on.
 class json_writer {
   public:
     // Root object with "version" "2.4", then "service", "cmd" and "ap-mac", each left out when null or empty.
@@ -24,28 +28,24 @@ class json_writer {
     explicit json_writer(bool is_array);
     json_writer(const json_writer&) = delete;
     json_writer& operator=(const json_writer&) = delete;
-    ~json_writer();
+    ~json_writer() = default;
 
-    // In an array the key is ignored and values take positions 0, 1, 2 ... A null value is left out. Strings that are
-    // not UTF-8 go out with U+FFFD for what cannot be read.
+    // In an array the key is ignored. A null value is left out. What is not UTF-8 in a key or text goes out as U+FFFD.
+    // Keys of one object must differ.
     void add_string(const char* key, const char* value);
     void add_int(const char* key, std::int32_t value);
-    // A value whose JSON text is there already; it goes out as it is. Costs the text, not its tree.
-    void add_text(const char* key, const char* json);
 
-    // False when json-c could not allocate the container; adding to it then does nothing.
-    bool valid() const { return object_ != nullptr; }
-    bool is_array() const { return is_array_; }
-    // Compact text, owned by the tree and valid until it changes; "null" for an invalid root.
-    const char* text() const;
+    // False when the container could not be begun; adding to it then does nothing.
+    bool valid() const { return place_ != json_text::nowhere; }
+    // Bytes of the message so far.
+    std::size_t size() const { return text_->size(); }
+    // Compact text of the whole message, valid until something is added; null when memory ran out.
+    const char* text() const { return text_->finished(); }
 
   private:
-    void add(const char* key, json_object* value);
-
-    json_object* object_;
-    bool is_array_;
-    json_writer* parent_;
-    std::int32_t next_index_ = 0;
+    std::unique_ptr<json_text> own_;  // of the root
+    json_text* text_;
+    json_text::place place_;
 };
 
 // Read-only view of a received text or of one value in it. Only the reader made by parsing owns its tree; those it
@@ -80,7 +80,7 @@ class json_reader {
     bool owned_;
 };
 
-// Serialises the root and pushes it. False when the queue refused it or memory ran out: the message is lost.
+// Pushes the message of `root`. False when the queue refused it or memory ran out: the message is lost.
 // `internal` marks it as made by a worker of this process for another.
 bool send_json(safe_queue& queue, const json_writer& root, bool internal = false);
 

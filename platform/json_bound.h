@@ -2,6 +2,7 @@
 // the configuration tree.
 #pragma once
 
+#include <array>
 #include <cstddef>
 
 namespace ravd {
@@ -19,6 +20,28 @@ struct json_bound {
     bool holds() const { return containers <= json_container_limit && commas <= json_comma_limit; }
 };
 
+// Bytes that mean something between strings.
+inline constexpr std::array<bool, 256> json_marks = [] {
+    std::array<bool, 256> marks{};
+    for (const char mark : {'\0', '"', '\'', '{', '[', ',', '/'})
+        marks[static_cast<unsigned char>(mark)] = true;
+    return marks;
+}();
+// Bytes that may end a string, or take the meaning of the next one.
+inline constexpr std::array<bool, 256> json_string_marks = [] {
+    std::array<bool, 256> marks{};
+    for (const char mark : {'\0', '"', '\'', '\\'})
+        marks[static_cast<unsigned char>(mark)] = true;
+    return marks;
+}();
+
+// The first byte from `text` on that is one of `marks`, which include the final NUL.
+inline const char* find_mark(const char* text, const std::array<bool, 256>& marks) {
+    while (!marks[static_cast<unsigned char>(*text)])
+        ++text;
+    return text;
+}
+
 // Objects and arrays, and commas, that `text` may hold, strings left out; counting ends above a limit. Where it cannot
 // be sure that the parser sees the same strings, it counts too many, never too few: the parser accepts comments, whose
 // end it finds in its own way, so from the first slash outside a string on everything counts.
@@ -26,13 +49,14 @@ inline json_bound bound_of_json(const char* text) {
     json_bound bound;
     bool plain = true;
     while (bound.holds()) {
+        text = find_mark(text, json_marks);
         const char c = *text;
         if (c == '\0') break;
         ++text;
         if ((c == '"' || c == '\'') && plain) {
-            while (*text != c && *text != '\0') {
+            for (text = find_mark(text, json_string_marks); *text != c && *text != '\0';) {
                 if (*text == '\\' && text[1] != '\0') ++text;
-                ++text;
+                text = find_mark(text + 1, json_string_marks);
             }
             if (*text == c) ++text;
         } else if (c == '{' || c == '[') {

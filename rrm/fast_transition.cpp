@@ -1,7 +1,13 @@
 #include "rrm/fast_transition.h"
 
+#include <array>
 #include <cstdio>
 #include <cstring>
+#include <deque>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "core/ifname.h"
 #include "core/logger.h"
@@ -19,10 +25,9 @@ constexpr int fbt_reset = 0;
 constexpr std::size_t holder_text_limit = 512;
 // Bytes of one request as it leaves. A full one of 14 VAPs with honest texts has less than 5 MiB.
 constexpr std::size_t request_limit = 6u * 1024 * 1024;
-// What stands around the texts of a remote, and of a VAP.
+// What stands around the texts of a remote.
 constexpr std::size_t remote_frame =
     sizeof R"("":{"name":"","index":"1024","r0-kh-id":"","r1-kh-id":"","r0-kh-key":"","r1-kh-key":""},)";
-constexpr std::size_t vap_frame = 384;
 
 // An identity or key; null when it is absent or too long.
 const char* holder_text(const json_reader& object, const char* key) {
@@ -30,18 +35,81 @@ const char* holder_text(const json_reader& object, const char* key) {
     return text && std::strlen(text) <= holder_text_limit ? text : nullptr;
 }
 
-// Bytes of a text within the request: some characters are escaped, and what is not UTF-8 goes out as U+FFFD.
+// Bytes of a text within the request; all of it is UTF-8. Some characters are escaped.
 std::size_t length_in_json(const char* text) {
-    const std::size_t length = std::strlen(text);
     std::size_t bytes = 0;
-    for (std::size_t at = 0; at < length;) {
-        const std::size_t sequence = utf8_sequence_length(text + at, length - at);
-        const bool escaped = static_cast<unsigned char>(text[at]) < ' ' || std::strchr("\"\\", text[at]);
-        bytes += sequence == 0 ? 3 : escaped ? 6 : sequence;
-        at += sequence == 0 ? 1 : sequence;
-    }
+    for (; *text; ++text)
+        bytes += static_cast<unsigned char>(*text) < ' ' || std::strchr("\"\\", *text) ? 6 : 1;
     return bytes;
 }
+
+// Finds the place of a text among those before it.
+class text_places {
+  public:
+    // The place of an equal text, or `next`, which it has from now on. `text_at` gives the text of a place.
+    template <typename Text_at>
+    std::size_t place_of(const char* text, std::size_t next, Text_at text_at) {
+        std::size_t slot = std::hash<std::string_view>()(text);
+        for (;; ++slot) {
+            std::uint16_t& taken = slots_[slot % slots_.size()];
+            if (taken != 0 && std::strcmp(text_at(taken - 1u), text) != 0) continue;
+            if (taken == 0) taken = static_cast<std::uint16_t>(next + 1);
+            return taken - 1u;
+        }
+    }
+
+  private:
+    std::array<std::uint16_t, 2048> slots_{};  // place plus 1; 0 is free
+    static_assert(remote_limit < 2048, "a slot stays free");
+};
+
+// The remotes of a VAP whose identities and keys are all there; the message's tree holds the texts. Of those with the
+// same identity the last one counts, in the place of the first.
+class remote_holders {
+  public:
+    struct holder {
+        std::int32_t index;
+        const char* r1_id;
+        const char* r0_id;
+        const char* r1_key;
+    };
+
+    explicit remote_holders(const json_reader& remotes) {
+        text_places places;
+        for (std::int32_t i = 0; i < remote_limit; ++i) {
+            const json_reader remote = remotes.at(i);
+            if (!remote.valid()) break;
+            take({i, holder_text(remote, "remote-r1-kh-id"), holder_text(remote, "remote-r0-kh-id"),
+                  holder_text(remote, "remote-r1-kh-key")},
+                 places);
+        }
+    }
+
+    const std::vector<holder>& all() const { return all_; }
+    // What those that were replaced would have taken in the request, about.
+    std::size_t replaced_bytes() const { return replaced_bytes_; }
+
+  private:
+    void take(holder remote, text_places& places) {
+        if (!remote.r1_id || !remote.r0_id || !remote.r1_key) return;
+        const std::size_t length = std::strlen(remote.r1_id);
+        if (!is_utf8(remote.r1_id, length))
+            remote.r1_id = mended_.emplace_back(replace_non_utf8(remote.r1_id, length)).c_str();
+        const std::size_t next = all_.size();
+        const std::size_t place =
+            places.place_of(remote.r1_id, next, [this](std::size_t at) { return all_[at].r1_id; });
+        if (place == next) {
+            all_.push_back(remote);
+        } else {
+            all_[place] = remote;
+            replaced_bytes_ += remote_frame + 3 * length_in_json(remote.r1_id);
+        }
+    }
+
+    std::vector<holder> all_;
+    std::deque<std::string> mended_;  // identities that were not UTF-8
+    std::size_t replaced_bytes_ = 0;
+};
 
 }  // namespace
 
@@ -95,8 +163,9 @@ bool fast_transition::add_fbt_vap(const json_reader& entry) {
     config.add_string("r1-key-holder-id", r1_holder);
     const json_reader remotes = entry.child("remotes");
     if (!remotes.valid()) return true;
-    request_bytes_ += vap_frame + length_in_json(r0_holder) + length_in_json(r1_holder);
-    add_fbt_remotes(remotes, holder_text(entry, "fbt-rrb-key"), config);
+    const char* rrb_key = holder_text(entry, "fbt-rrb-key");
+    add_fbt_remotes(remotes, rrb_key, config);
+    request_bytes_ += root.size();
     if (request_bytes_ > request_limit) {
         log_error(process_log, "Error: fbt-info asks for more than %zu bytes of key-holder settings\n", request_limit);
         return false;
@@ -109,26 +178,20 @@ bool fast_transition::add_fbt_vap(const json_reader& entry) {
 // A remote without one of its identities or keys is left out whole: the network daemon can do nothing with a part.
 void fast_transition::add_fbt_remotes(const json_reader& remotes, const char* rrb_key, json_writer& parent) {
     json_writer macs(false, parent, "mac");
-    for (std::int32_t i = 0; i < remote_limit && request_bytes_ <= request_limit; ++i) {
-        const json_reader remote = remotes.at(i);
-        if (!remote.valid()) break;
-        const char* r1_id = holder_text(remote, "remote-r1-kh-id");
-        const char* r0_id = holder_text(remote, "remote-r0-kh-id");
-        const char* r1_key = holder_text(remote, "remote-r1-kh-key");
-        if (!r1_id || !r0_id || !r1_key || !rrb_key) continue;
-        request_bytes_ += remote_frame + 3 * length_in_json(r1_id) + length_in_json(r0_id) + length_in_json(r1_key) +
-                          length_in_json(rrb_key);
+    if (!rrb_key) return;
+    const remote_holders holders(remotes);
+    request_bytes_ += holders.replaced_bytes();
+    for (const remote_holders::holder& remote : holders.all()) {
+        if (request_bytes_ + macs.size() > request_limit) return;
         char index[12];
-        std::snprintf(index, sizeof index, "%d", i);
-        // Keys, unlike values, go out as they are.
-        const std::size_t length = std::strlen(r1_id);
-        json_writer object(false, macs, is_utf8(r1_id, length) ? r1_id : replace_non_utf8(r1_id, length).c_str());
-        object.add_string("name", r1_id);
+        std::snprintf(index, sizeof index, "%d", remote.index);
+        json_writer object(false, macs, remote.r1_id);
+        object.add_string("name", remote.r1_id);
         object.add_string("index", index);
-        object.add_string("r0-kh-id", r0_id);
-        object.add_string("r1-kh-id", r1_id);
+        object.add_string("r0-kh-id", remote.r0_id);
+        object.add_string("r1-kh-id", remote.r1_id);
         object.add_string("r0-kh-key", rrb_key);
-        object.add_string("r1-kh-key", r1_key);
+        object.add_string("r1-kh-key", remote.r1_key);
     }
 }
 

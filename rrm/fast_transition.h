@@ -23,7 +23,7 @@ class fast_transition {
     const configuration& settings_;
     std::int32_t fbt_reassoc_deadline_ = 1000;
     bool fbt_over_ds_ = true;
-    std::size_t request_bytes_ = 0;  // of the request under construction, as it will leave; never too few
+    std::size_t request_bytes_ = 0;  // of the request under construction, what was replaced within it included
 };
 
 }  // namespace ravd

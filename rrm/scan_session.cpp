@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <string_view>
 
 #include "core/logger.h"
 #include "driver/chanspec.h"
@@ -21,7 +20,7 @@ namespace {
 constexpr int syslog_informational = 6;
 constexpr std::int32_t longest_delay_s = 1000000;
 constexpr long first_5g_channel = 36;
-constexpr std::size_t entries_a_tree = 256;
+constexpr std::size_t entries_a_tick = 256;
 constexpr long channel_limit = 65536;  // a scan order has 16 bits for each
 
 void add_heard_bss(json_writer& round, const scan_record& bss, const char* sideband) {
@@ -148,23 +147,14 @@ void scan_session::report_rounds(const ap_table* rounds, std::size_t count) {
         reported_entries_ += rounds[i].size();
 }
 
-// As text, a few entries at a time: one tree of five full rounds would take twelve times their text.
 void scan_session::add_round(json_writer& environment, const ap_table& heard) {
-    std::string text = "[";
-    for (std::size_t first = 0; first < heard.size(); first += entries_a_tree) {
-        context_.progress.tick();
-        json_writer part(true);
-        if (!part.valid()) return;
-        const std::size_t end = std::min(heard.size(), first + entries_a_tree);
-        for (std::size_t i = first; i < end; ++i)
-            add_heard_bss(part, heard[i], sideband_name(heard[i].sideband, heard[i].bandwidth));
-        const std::string_view entries = part.text();
-        if (first != 0) text += ',';
-        text.append(entries.substr(1, entries.size() - 2));
+    json_writer round(true, environment, nullptr);
+    std::size_t written = 0;
+    for (const scan_record& bss : heard) {
+        if (written++ % entries_a_tick == 0) context_.progress.tick();
+        add_heard_bss(round, bss, sideband_name(bss.sideband, bss.bandwidth));
     }
-    text += ']';
-    environment.add_text(nullptr, text.c_str());
-    if (heard.size() > entries_a_tree) context_.memory.large_freed();
+    if (heard.size() > entries_a_tick) context_.memory.large_freed();
 }
 
 void scan_session::stop() {

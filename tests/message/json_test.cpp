@@ -1,8 +1,11 @@
 #include "message/json.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <json-c/json.h>
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "core/safe_queue.h"
 #include "message/mac_addr.h"
@@ -51,9 +54,37 @@ TEST(JsonWriter, WritesTheEnvelopeAndMembersInOrder) {
     below.add_string("x", "y");
     EXPECT_EQ(sent(root), R"({"version":"2.4","service":"rrm","cmd":"a\/b","ap-mac":"00:11","flag":1,)"
                           R"("list":[-1,"x"],"objects":[{"name":"p"},{"name":"q"}],"last":-2147483648})");
+    json_writer stale(true, root, "stale");
+    root.add_int("then", 1);
+    stale.add_int(nullptr, 2);  // complete by then
+    json_writer below_stale(true, stale, nullptr);
+    EXPECT_FALSE(below_stale.valid());
+    EXPECT_THAT(root.text(), ::testing::EndsWith(R"(,"stale":[],"then":1})"));
     root.add_string("long", std::string(queue_limit, 'x').c_str());
     safe_queue queue;
     EXPECT_FALSE(send_json(queue, root));
+}
+
+// Its texts are those of json-c, byte for byte, and containers may be as deep as 16.
+TEST(JsonWriter, WritesAsJsonC) {
+    std::string all = "caf\xC3\xA9 \xF0\x9F\x93\xB6 \x7F";
+    for (char c = 1; c != '\x7F'; ++c)
+        all += c;
+    json_writer root(false);
+    root.add_string(all.c_str(), all.c_str());
+    root.add_string("cut \xC3", "");
+    std::vector<std::unique_ptr<json_writer>> inner;
+    json_writer* last = &root;
+    while (last->valid()) {
+        inner.push_back(std::make_unique<json_writer>(inner.size() % 2 == 0, *last, "key"));
+        last = inner.back().get();
+    }
+    EXPECT_EQ(inner.size(), 16u);
+    json_object* read = json_tokener_parse(root.text());
+    EXPECT_STREQ(json_object_to_json_string_ext(read, JSON_C_TO_STRING_PLAIN), root.text());
+    EXPECT_STREQ(json_object_get_string(json_object_object_get(read, all.c_str())), all.c_str());
+    EXPECT_NE(json_object_object_get(read, "cut \uFFFD"), nullptr);
+    json_object_put(read);
 }
 
 TEST(Utf8, ReplacesWhatBelongsToNoSequence) {

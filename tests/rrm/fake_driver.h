@@ -15,7 +15,7 @@
 
 namespace ravd::testing {
 
-class fake_driver final : public driver_interface {
+class fake_driver : public driver_interface {
   public:
     struct vap {
         std::string ssid, mac;
