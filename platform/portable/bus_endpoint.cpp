@@ -283,7 +283,7 @@ void bus_endpoint::serve(const pollfd* entries, std::size_t count) {
 
 // The first two entries are for ourselves, the others for the connections.
 int bus_endpoint::prepare(std::vector<pollfd>& set) {
-    set.push_back({exchange_->wake().descriptor(), POLLIN, 0});
+    set.push_back({exchange_->wake().awaited() ? exchange_->wake().descriptor() : -1, POLLIN, 0});
     set.push_back({listener_rests_ ? -1 : listener_.get(), POLLIN, 0});
     const int wanted = exchange_->fill_poll_set(set, reads());
     still_.stands = wanted == bus_exchange::stall_limit_ms;

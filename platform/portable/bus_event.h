@@ -28,6 +28,7 @@ class bus_event {
         std::uint64_t count;
         if (awaited_ && !call_) (void)!::read(fd_.get(), &count, sizeof count);
     }
+    bool awaited() const { return awaited_; }
     // False: nobody waits for it, so that it costs no system call. True is the beginning.
     void set_awaited(bool awaited) {
         if (awaited == awaited_) return;

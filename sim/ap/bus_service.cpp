@@ -3,6 +3,12 @@
 #include <utility>
 
 namespace ravd::sim {
+namespace {
+
+constexpr std::size_t known_limit = 64;
+constexpr std::size_t known_text_limit = 256;
+
+}  // namespace
 
 json_ptr make_answer(const std::string& command, const std::string& reason) {
     json_ptr answer = new_json_object();
@@ -67,12 +73,22 @@ void bus_service::serve(const pollfd* entries, std::size_t count) {
         take(message);
 }
 
-void bus_service::take(const bus_message& message) {
+json_ptr bus_service::parse(std::string_view text) {
     std::string error;
-    const json_ptr request = parse_json(message.text(), error);
+    if (text.size() > known_text_limit) return parse_json(text, error);
+    auto found = known_.find(text);
+    if (found == known_.end()) {
+        if (known_.size() == known_limit) known_.clear();
+        found = known_.emplace(text, parse_json(text, error)).first;
+    }
+    return json_ptr(json_object_get(found->second.get()));
+}
+
+void bus_service::take(const bus_message& message) {
+    const json_ptr request = parse(message.text());
     json_object* member = json_member(request.get(), "command");
     const std::string command = json_object_is_type(member, json_type_string) ? json_object_get_string(member) : "";
-    const auto fault = faults_.strike({name_});
+    const auto fault = faults_.none() ? std::nullopt : faults_.strike({name_});
     std::string reply;
     if (fault && fault->kind == fault_kind::hang) {
         log_.line("fault", "%s does not answer %s", name_, command.c_str());
@@ -82,18 +98,17 @@ void bus_service::take(const bus_message& message) {
     } else if (fault && fault->kind == fault_kind::fail) {
         log_.line("fault", "%s refuses %s", name_, command.c_str());
         reply = json_compact(make_answer(command, "fault injected").get());
-    } else if (const json_ptr answer = answer_(command, request.get())) {
-        reply = json_compact(answer.get());
+    } else {
+        reply = answer_(command, request.get());
     }
     if (reply.empty()) return;
-    const std::uint64_t connection = message.connection;
-    const auto send_now = [this, connection, reply] {
-        if (endpoint_) endpoint_->send_over(connection, reply);
+    const auto send = [this, connection = message.connection](const std::string& text) {
+        if (endpoint_) endpoint_->send_over(connection, text);
     };
     if (fault && fault->kind == fault_kind::late)
-        loop_.after(fault->value, send_now);
+        loop_.after(fault->value, [send, reply] { send(reply); });
     else
-        send_now();
+        send(reply);
 }
 
 }  // namespace ravd::sim

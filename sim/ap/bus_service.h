@@ -2,8 +2,10 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/portable/bus_endpoint.h"
 #include "sim/ap/event_log.h"
@@ -15,8 +17,9 @@ namespace ravd::sim {
 
 class bus_service {
   public:
-    // The answer to a request; null for none. `command` is its "command" member.
-    using handler = std::function<json_ptr(const std::string& command, json_object* request)>;
+    // The text of the answer to a request; empty for none. `command` is its "command" member. The request stays as it
+    // is: it may serve again.
+    using handler = std::function<std::string(const std::string& command, json_object* request)>;
 
     // `name` is the service's name in fault commands and in the log.
     bus_service(event_loop& loop, const event_log& log, fault_list& faults, const char* name, int module,
@@ -35,6 +38,7 @@ class bus_service {
   private:
     void serve(const pollfd* entries, std::size_t count);
     void take(const bus_message& message);
+    json_ptr parse(std::string_view text);
     void close();
 
     event_loop& loop_;
@@ -46,6 +50,8 @@ class bus_service {
     handler answer_;
     std::unique_ptr<bus_endpoint> endpoint_;
     std::uint64_t member_ = 0;  // of the loop, while there is an endpoint
+    // Short requests and what they say: an agent asks the same again and again. Null for what is no JSON.
+    std::map<std::string, json_ptr, std::less<>> known_;
 };
 
 // {"command": "NAME-response", "status": "ok"}; with a reason: "status" "error" and "reason".

@@ -31,11 +31,15 @@ json_ptr copy_as_texts(json_object* value) {
 
 json_object* config_store::find(const std::string& path) const {
     json_object* at = root_.get();
-    const auto names = names_of(path);
-    if (names.empty()) return nullptr;
-    for (const std::string& name : names)
-        if (!json_object_is_type(at, json_type_object) || !json_object_object_get_ex(at, name.c_str(), &at))
+    if (path.empty() || path[0] != '/') return nullptr;
+    std::string name;
+    for (std::size_t begin = 1, end = 0; end != std::string::npos; begin = end + 1) {
+        end = path.find('/', begin);
+        name.assign(path, begin, end == std::string::npos ? end : end - begin);
+        if (name.empty() || !json_object_is_type(at, json_type_object) ||
+            !json_object_object_get_ex(at, name.c_str(), &at))
             return nullptr;
+    }
     return at;
 }
 

@@ -36,6 +36,7 @@ class fault_list {
     int clear(const std::string& target);
     // The first fault that strikes a call: `names` are all names under which it may be known. Counts it as struck.
     std::optional<fault> strike(const std::vector<std::string>& names, const std::string& ifname = {});
+    bool none() const { return faults_.empty(); }
     // Whether a target has a fault of a kind, without striking.
     bool has(const std::string& target, fault_kind kind) const;
     // One line, each fault as it was given.

@@ -26,20 +26,19 @@ std::string ft_path(const std::string& vap) { return vap_config_path(vap, "vap/f
 
 }  // namespace
 
-json_ptr configuration_service::answer(const std::string& command, json_object* request) const {
+std::string configuration_service::answer(const std::string& command, json_object* request) const {
     if (command != "get") {
         log_.line("config", "request \"%s\" is not known", command.c_str());
-        return make_answer(command, "unknown command");
+        return json_compact(make_answer(command, "unknown command").get());
     }
     const std::string path = text_member(request, "path");
     json_object* value = ap_.config.find(path);
-    if (!value) return make_answer(command, "not found");
-    json_ptr answer = make_answer(command);
-    json_put(answer.get(), "value", json_ptr(json_object_get(value)));
-    return answer;
+    if (!value) return json_compact(make_answer(command, "not found").get());
+    // Without a tree: nothing is asked for as often.
+    return "{\"command\":\"get-response\",\"status\":\"ok\",\"value\":" + json_compact(value) + "}";
 }
 
-json_ptr network_daemon::answer(const std::string& command, json_object* request) {
+std::string network_daemon::answer(const std::string& command, json_object* request) {
     struct row {
         const char* command;
         std::string (network_daemon::*run)(json_object*);
@@ -52,7 +51,7 @@ json_ptr network_daemon::answer(const std::string& command, json_object* request
         std::find_if(std::begin(rows), std::end(rows), [&](const row& one) { return command == one.command; });
     const std::string reason = found == std::end(rows) ? "unknown command" : (this->*found->run)(request);
     if (!reason.empty()) log_.line("porterd", "%s refused: %s", command.c_str(), reason.c_str());
-    return make_answer(command, reason);
+    return json_compact(make_answer(command, reason).get());
 }
 
 radio_state* network_daemon::radio_named_in(json_object* request) {

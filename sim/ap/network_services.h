@@ -23,7 +23,7 @@ constexpr int module_agent = 31;
 class configuration_service {
   public:
     configuration_service(const access_point& ap, const event_log& log) : ap_(ap), log_(log) {}
-    json_ptr answer(const std::string& command, json_object* request) const;
+    std::string answer(const std::string& command, json_object* request) const;
 
   private:
     const access_point& ap_;
@@ -35,7 +35,7 @@ class network_daemon {
   public:
     network_daemon(access_point& ap, const event_log& log, std::function<void()> changed)
         : ap_(ap), log_(log), changed_(std::move(changed)) {}
-    json_ptr answer(const std::string& command, json_object* request);
+    std::string answer(const std::string& command, json_object* request);
 
   private:
     // Each: empty, or the reason of a refusal.

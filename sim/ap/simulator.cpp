@@ -105,9 +105,9 @@ simulator::body::body(const scenario& from, const simulator_options& options)
           loop_, log_, faults_, "porterd", module_porterd, options.directory + "/run/ravd-bus",
           [this](const std::string& command, json_object* request) { return porterd_.answer(command, request); }),
       peer_bus_(loop_, log_, faults_, "peer", module_peer, options.directory + "/run/ravd-bus",
-                [this](const std::string& command, json_object*) -> json_ptr {
+                [this](const std::string& command, json_object*) {
                     log_.line("peer", "the agent sent \"%s\"", command.c_str());
-                    return nullptr;
+                    return std::string();
                 }),
       radio_server_(loop_, driver_),
       command_server_(loop_, ap_, hostapd_, faults_, log_),

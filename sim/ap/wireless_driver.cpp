@@ -55,37 +55,38 @@ void overwrite(std::string& block, std::size_t offset, const std::string& bytes)
 }  // namespace
 
 // What a request number means on a radio.
-struct wireless_driver::call {
-    enum kind { unknown, custom, transition_request, get, set, rrm_start } what = unknown;
-    std::vector<std::string> names;  // for faults
-};
+enum class wireless_driver::call { unknown, custom, transition_request, get, set, rrm_start };
 
-wireless_driver::call wireless_driver::classify(const radio_request& request, const radio_state& radio) const {
+wireless_driver::call wireless_driver::classify(const radio_request& request, const radio_state& radio) {
     const auto chip = static_cast<std::size_t>(radio.kind);
     const bool classic = radio.kind == chip_kind::rtl8192cd;
+    if (request.number == request_custom[chip]) return call::custom;
+    if (request.number == request_transition[chip]) return call::transition_request;
+    if (request.number == request_rrm_start) return call::rrm_start;
+    if (classic && request.number == request_get_mib) return call::get;
+    if (classic && request.number == request_set_mib) return call::set;
+    return call::unknown;
+}
+
+// The names under which faults know it, the plainest last.
+std::vector<std::string> wireless_driver::names_of(call what, const radio_request& request) {
     char number[16];
     std::snprintf(number, sizeof number, "0x%x", request.number);
-    call result;
-    result.names = {"any", number};
-    const auto name = [&](const std::string& text) { result.names.push_back(text); };
-    if (request.number == request_custom[chip]) {
-        result.what = call::custom;
+    std::vector<std::string> names = {"any", number};
+    if (what == call::custom) {
         const std::uint32_t command = command_number(request.block);
-        if (command < std::size(command_names)) name(command_names[command]);
-    } else if (request.number == request_transition[chip]) {
-        result.what = call::transition_request;
-        name("bss-transition");
-    } else if (request.number == request_rrm_start) {
-        result.what = call::rrm_start;
-        name("rrm-start");
-    } else if (classic && (request.number == request_get_mib || request.number == request_set_mib)) {
-        result.what = request.number == request_get_mib ? call::get : call::set;
+        if (command < std::size(command_names)) names.emplace_back(command_names[command]);
+    } else if (what == call::transition_request) {
+        names.emplace_back("bss-transition");
+    } else if (what == call::rrm_start) {
+        names.emplace_back("rrm-start");
+    } else if (what == call::get || what == call::set) {
         const std::string text = text_of(request.block);
-        const std::string verb = result.what == call::get ? "get-mib" : "set-mib";
-        name(verb);
-        name(verb + ":" + text.substr(0, text.find('=')));
+        const std::string verb = what == call::get ? "get-mib" : "set-mib";
+        names.push_back(verb);
+        names.push_back(verb + ":" + text.substr(0, text.find('=')));
     }
-    return result;
+    return names;
 }
 
 std::optional<wireless_driver::answer> wireless_driver::handle(const radio_request& request) {
@@ -95,22 +96,25 @@ std::optional<wireless_driver::answer> wireless_driver::handle(const radio_reque
         return answer{failed(ENODEV)};
     }
     const call what = classify(request, *radio);
-    const auto fault = faults_.strike(what.names, request.ifname);
+    if (faults_.none()) return answer{perform(what, request, *radio)};
+    const std::vector<std::string> names = names_of(what, request);
+    const std::string& name = names.back();
+    const auto fault = faults_.strike(names, request.ifname);
     if (fault && fault->kind == fault_kind::hang) {
-        log_.line("fault", "%s: %s hangs", request.ifname.c_str(), what.names.back().c_str());
+        log_.line("fault", "%s: %s hangs", request.ifname.c_str(), name.c_str());
         return std::nullopt;
     }
     if (fault && fault->kind == fault_kind::fail) {
-        log_.line("fault", "%s: %s fails", request.ifname.c_str(), what.names.back().c_str());
+        log_.line("fault", "%s: %s fails", request.ifname.c_str(), name.c_str());
         return answer{failed(static_cast<int>(fault->value))};
     }
     if (fault && fault->kind == fault_kind::silent) {
-        log_.line("fault", "%s: %s succeeds without a word", request.ifname.c_str(), what.names.back().c_str());
+        log_.line("fault", "%s: %s succeeds without a word", request.ifname.c_str(), name.c_str());
         return answer{done(request)};
     }
     answer result{perform(what, request, *radio)};
     if (!fault) return result;
-    log_.line("fault", "%s: %s gets a false answer", request.ifname.c_str(), what.names.back().c_str());
+    log_.line("fault", "%s: %s gets a false answer", request.ifname.c_str(), name.c_str());
     switch (fault->kind) {
         case fault_kind::late:
             result.delay_ms = fault->value;
@@ -132,9 +136,9 @@ std::optional<wireless_driver::answer> wireless_driver::handle(const radio_reque
     return result;
 }
 
-radio_reply wireless_driver::perform(const call& what, const radio_request& request, radio_state& radio) {
+radio_reply wireless_driver::perform(call what, const radio_request& request, radio_state& radio) {
     const std::int64_t now = monotonic_ms();
-    switch (what.what) {
+    switch (what) {
         case call::get:
             return read_mib(request, radio);
         case call::set:

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "platform/sim/radio_protocol.h"
 #include "sim/ap/access_point.h"
@@ -29,9 +31,10 @@ class wireless_driver {
     std::optional<answer> handle(const radio_request& request);
 
   private:
-    struct call;
-    call classify(const radio_request& request, const radio_state& radio) const;
-    radio_reply perform(const call& what, const radio_request& request, radio_state& radio);
+    enum class call;
+    static call classify(const radio_request& request, const radio_state& radio);
+    static std::vector<std::string> names_of(call what, const radio_request& request);
+    radio_reply perform(call what, const radio_request& request, radio_state& radio);
     radio_reply custom_command(const radio_request& request, radio_state& radio, std::int64_t now_ms);
     radio_reply read_mib(const radio_request& request, const radio_state& radio) const;
     radio_reply write_mib(const radio_request& request, radio_state& radio);
