@@ -73,10 +73,10 @@ ctree* ipc_helper::exchange(const ctree* tree, const char* answer, int destinati
 
 int ipc_helper::getconf(const char* path, std::string& output) {
     if (!path || !*path) return -1;
-    const ctree_ptr request = new_request("get");
-    ctree_set_param(request.get(), "path", path);
+    if (!get_request_) get_request_ = new_request("get");
+    ctree_set_param(get_request_.get(), "path", path);
     const ctree_ptr answer(
-        send_request(request.get(), "get-response", bus_module_configuration, "Error: can't get config\n"));
+        send_request(get_request_.get(), "get-response", bus_module_configuration, "Error: can't get config\n"));
     if (answer && read_value(answer.get(), output)) return 0;
     log_error(process_log, "Error: path (%s) reason (not found)\n", path);
     return -1;

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "core/activity.h"
+#include "ipc/ctree_ptr.h"
 #include "ipc/hung_service.h"
 
-struct ctree;
 struct mbus_endpoint;
 
 namespace ravd {
@@ -89,6 +89,7 @@ class ipc_helper {
     std::uint32_t requests_ = 0;
     std::uint32_t slow_ = 0;
     hung_service configuration_;
+    ctree_ptr get_request_;  // of the last "get", for the next
     activity* progress_ = nullptr;
 };
 

@@ -19,21 +19,27 @@ constexpr std::uint32_t start_rrm_scan_request = 0x8b18;
 constexpr std::uint16_t command_length = 0xfffe;  // the record is longer: the driver knows its size
 
 // Pages of their own, which the system hands out zeroed and takes back at once: in the heap the record would stay
-// with the process, and every one of its pages would be touched to clear it.
+// with the process, and every one of its pages would be touched to clear it. The addresses are kept.
 class zeroed_record {
   public:
-    zeroed_record() : pages_(mmap(nullptr, sizeof(quarn_command_t), PROT_READ | PROT_WRITE, flags, -1, 0)) {}
+    zeroed_record() {
+        if (pages_ == MAP_FAILED) pages_ = mmap(nullptr, sizeof(quarn_command_t), PROT_READ | PROT_WRITE, flags, -1, 0);
+    }
     zeroed_record(const zeroed_record&) = delete;
     zeroed_record& operator=(const zeroed_record&) = delete;
     ~zeroed_record() {
-        if (pages_ != MAP_FAILED) munmap(pages_, sizeof(quarn_command_t));
+        if (pages_ == MAP_FAILED || madvise(pages_, sizeof(quarn_command_t), MADV_DONTNEED) == 0) return;
+        munmap(pages_, sizeof(quarn_command_t));
+        pages_ = MAP_FAILED;
     }
     quarn_command_t* get() const { return pages_ == MAP_FAILED ? nullptr : static_cast<quarn_command_t*>(pages_); }
 
   private:
     static constexpr int flags = MAP_PRIVATE | MAP_ANONYMOUS;
-    void* pages_;
+    static thread_local void* pages_;
 };
+
+thread_local void* zeroed_record::pages_ = MAP_FAILED;
 
 // A 64-bit kernel copies private requests in and out as struct ifreq, which is longer than the wireless one.
 union request_block {

@@ -1,5 +1,6 @@
 // Wireless ioctls of the simulation: they cross the radio socket. A simulated access point may end and start again
 // beneath a running daemon.
+#include <fcntl.h>
 #include <linux/wireless.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -67,7 +68,11 @@ class radio_connection {
 
 }  // namespace
 
-int wireless_socket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
+// Any will do, and one more of the same is cheaper.
+int wireless_socket() {
+    static const unique_fd first(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    return fcntl(first.get(), F_DUPFD_CLOEXEC, 0);
+}
 
 int wireless_ioctl(int sock, unsigned long request, iwreq* req) {
     if (sock < 0) {

@@ -21,13 +21,22 @@ struct flood {
     }
 };
 
-class bus_limits : public ::testing::Test {
+// By calls, and polled.
+class bus_limits : public ::testing::TestWithParam<bool> {
   protected:
     bus_limits() {
         fake_system::get().reset();
         bus = bus_endpoint::open(bus_directory(), 40);
         bus_message none;
-        EXPECT_TRUE(bus && bus->start_by_calls() && !bus->receive(none));  // others find it from here on
+        EXPECT_TRUE(bus && (GetParam() ? bus->start_polled() : bus->start_by_calls()));
+        EXPECT_FALSE(bus->receive(none));  // others find it from here on
+    }
+    void turn() {
+        if (!GetParam()) return bus->wait(0);
+        std::vector<pollfd> set;
+        (void)bus->fill(set);
+        EXPECT_GE(poll(set.data(), set.size(), 0), 0);
+        bus->serve(set.data(), set.size());
     }
     // Until nothing moves; a turn that accepts moves no bytes.
     void move() {
@@ -35,7 +44,7 @@ class bus_limits : public ::testing::Test {
             const std::uint64_t before = bus->transferred();
             for (flood& one : peers)
                 one.push();
-            bus->wait(0);
+            turn();
             if (bus->transferred() != before) still = 0;
         }
     }
@@ -44,7 +53,7 @@ class bus_limits : public ::testing::Test {
     std::deque<flood> peers;
 };
 
-TEST_F(bus_limits, what_is_received_and_not_taken_is_bounded) {
+TEST_P(bus_limits, what_is_received_and_not_taken_is_bounded) {
     for (int i = 0; i < 6; ++i)
         peers.emplace_back();
     constexpr int each = 6;
@@ -66,7 +75,7 @@ TEST_F(bus_limits, what_is_received_and_not_taken_is_bounded) {
         }
 }
 
-TEST_F(bus_limits, an_unfinished_message_gives_way_after_two_seconds_without_a_byte) {
+TEST_P(bus_limits, an_unfinished_message_gives_way_after_two_seconds_without_a_byte) {
     peers.emplace_back();
     peers.emplace_back();
     peers[0].rest = hello(50, 40) + frame(50, 40, std::string(16 * mib, 'x'));
@@ -79,19 +88,25 @@ TEST_F(bus_limits, an_unfinished_message_gives_way_after_two_seconds_without_a_b
     move();
     EXPECT_FALSE(bus->receive(message));
     fake_system::get().advance_ms(1900);
+    turn();
     EXPECT_FALSE(bus->receive(message));
 
     // A byte, and it has two seconds again.
     peers[0].rest += last.substr(0, 1);
     move();
     fake_system::get().advance_ms(1900);
+    turn();
     EXPECT_FALSE(bus->receive(message));
     fake_system::get().advance_ms(200);
-    for (int turns = 0; turns < 3 && !message.block; ++turns)
+    for (int turns = 0; turns < 3 && !message.block; ++turns) {
+        turn();
         (void)bus->receive(message);
+    }
     EXPECT_EQ(text_of(message), "waits");
     EXPECT_EQ(peers[0].peer.read(1), "");
 }
+
+INSTANTIATE_TEST_SUITE_P(modes, bus_limits, ::testing::Bool());
 
 }  // namespace
 }  // namespace ravd::testing
