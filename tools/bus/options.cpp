@@ -101,6 +101,7 @@ const char* usage_text() {
            "  --as MODULE      send, call, get: register under this number (default: a free one from 1000)\n"
            "  --timeout TENTHS send, call, get: how long to wait, in tenths of a second (default 20)\n"
            "  --help           this text\n"
+           "  --version        the version\n"
            "\n"
            "Status: 0 success, 1 failure (number taken, nobody serves the destination, no value), 2 wrong usage.\n";
 }
