@@ -122,6 +122,9 @@ void json_append(json_object* array, json_ptr value) { json_object_array_add(arr
 
 json_ptr new_json_object() { return json_ptr(json_object_new_object()); }
 json_ptr new_json_array() { return json_ptr(json_object_new_array()); }
+json_ptr json_decimal(double value, const std::string& text) {
+    return json_ptr(json_object_new_double_s(value, text.c_str()));
+}
 
 std::string json_compact(json_object* object) {
     const char* text = json_object_to_json_string_ext(object, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);

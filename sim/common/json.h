@@ -49,6 +49,17 @@ void json_put(json_object* object, const char* key, json_ptr value);
 void json_append(json_object* array, json_ptr value);
 json_ptr new_json_object();
 json_ptr new_json_array();
+// A number that is written as `text`, or with six digits behind the point.
+json_ptr json_decimal(double value, const std::string& text);
+inline json_ptr json_decimal(double value) { return json_decimal(value, std::to_string(value)); }
+// An array of texts.
+template <typename Texts>
+json_ptr json_texts(const Texts& texts) {
+    json_ptr list = new_json_array();
+    for (const std::string& text : texts)
+        json_append(list.get(), json_ptr(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
+    return list;
+}
 
 // No spaces, slashes as they are.
 std::string json_compact(json_object* object);

@@ -10,10 +10,6 @@ namespace {
 
 constexpr std::size_t neighbour_limit = 256;
 
-void put_double(json_object* object, const char* key, double value) {
-    json_object_object_add(object, key, json_object_new_double_s(value, std::to_string(value).c_str()));
-}
-
 void put_known(json_object* object, const char* key, int value) {
     if (value >= 0) json_put(object, key, value);
 }
@@ -37,14 +33,11 @@ json_ptr client_object(const station_view& client) {
 }
 
 void put_locks(json_object* object, const radio_view& radio) {
-    json_ptr locked = new_json_array();
-    const auto add = [&](bool on, const char* name) {
-        if (on) json_append(locked.get(), json_ptr(json_object_new_string(name)));
-    };
-    add(radio.locked_for_dca, "channel");
-    add(radio.locked_for_tpc, "power");
-    add(radio.locked_for_80211v, "steering");
-    json_put(object, "locked", std::move(locked));
+    std::vector<std::string> locked;
+    if (radio.locked_for_dca) locked.push_back("channel");
+    if (radio.locked_for_tpc) locked.push_back("power");
+    if (radio.locked_for_80211v) locked.push_back("steering");
+    json_put(object, "locked", json_texts(locked));
 }
 
 json_ptr radio_object(const radio_view& radio, const scan_report* report) {
@@ -65,7 +58,7 @@ json_ptr radio_object(const radio_view& radio, const scan_report* report) {
     put_locks(one.get(), radio);
     if (report)
         for (const channel_load& load : report->load)
-            if (load.channel == radio.channel) put_double(one.get(), "load", load.load);
+            if (load.channel == radio.channel) json_put(one.get(), "load", json_decimal(load.load));
     json_ptr vaps = new_json_array();
     for (const vap_view& vap : radio.vaps)
         json_append(vaps.get(), vap_object(vap));
@@ -129,7 +122,7 @@ json_ptr scan_object(const scan_progress::state& scan) {
 json_ptr load_row(const channel_load& load) {
     json_ptr row = new_json_array();
     json_append(row.get(), json_ptr(json_object_new_int(load.channel)));
-    json_append(row.get(), json_ptr(json_object_new_double_s(load.load, std::to_string(load.load).c_str())));
+    json_append(row.get(), json_decimal(load.load));
     json_append(row.get(), json_ptr(json_object_new_int64(load.bss)));
     json_object_array_add(row.get(), load.bss == 0 ? nullptr : json_object_new_int(load.loudest));
     json_append(row.get(), json_ptr(json_object_new_int(load.in_use ? 1 : 0)));

@@ -110,10 +110,7 @@ json_ptr answer_preview(lab& service, json_object* request, const std::vector<un
         json_put(one.get(), "agent", static_cast<std::int64_t>(who.number));
         json_put(one.get(), "message", json_ptr(json_object_get(message.get())));
         if (!verdict.fault.empty()) json_put(one.get(), "fault", verdict.fault);
-        json_ptr warnings = new_json_array();
-        for (const std::string& warning : verdict.warnings)
-            json_append(warnings.get(), json_ptr(json_object_new_string(warning.c_str())));
-        json_put(one.get(), "warnings", std::move(warnings));
+        json_put(one.get(), "warnings", json_texts(verdict.warnings));
         json_append(list.get(), std::move(one));
     }
     json_ptr reply = new_json_object();

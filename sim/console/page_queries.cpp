@@ -176,8 +176,7 @@ json_ptr answer_history(const page_state& state, json_object* request, std::stri
     for (const std::vector<double>& slot : grid.load) {
         json_ptr row = new_json_array();
         for (const double value : slot)
-            json_object_array_add(row.get(),
-                                  value < 0 ? nullptr : json_object_new_double_s(value, std::to_string(value).c_str()));
+            json_append(row.get(), value < 0 ? nullptr : json_decimal(value));
         json_append(load.get(), std::move(row));
     }
     json_ptr reply = new_json_object();

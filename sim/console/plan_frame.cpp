@@ -28,7 +28,7 @@ const char* state_for_page(state now) {
     }
 }
 
-std::vector<const char*> may(const plan_session& session) {
+std::vector<std::string> may(const plan_session& session) {
     switch (session.now()) {
         case state::proposed:
             if (session.last()->changes.empty()) return {"start", "propose"};
@@ -46,10 +46,6 @@ std::vector<const char*> may(const plan_session& session) {
         default:
             return {};
     }
-}
-
-void put_decimal(json_object* object, const char* key, double value) {
-    json_put(object, key, json_ptr(json_object_new_double_s(value, std::to_string(value).c_str())));
 }
 
 json_ptr setup_object(const radio_setup& setup) {
@@ -93,7 +89,7 @@ json_ptr change_object(const proposal& plan, const radio_change& change, const d
     json_put(one.get(), "radio", radio.id);
     json_put(one.get(), "from", setup_object(change.from));
     json_put(one.get(), "to", setup_object(change.to));
-    put_decimal(one.get(), "gain", change.gain);
+    json_put(one.get(), "gain", json_decimal(change.gain));
     json_put(one.get(), "reason", change.reason);
     json_put(one.get(), "stage", stage_of(plan, radio.ap_mac));
     json_put(one.get(), "state", who && shows(*who, radio.id, change.to) ? "done" : "open");
@@ -133,23 +129,17 @@ json_ptr plan_frame(const plan_session& session, const domain_model& domain) {
     json_ptr frame = bare_frame("plan");
     json_put(frame.get(), "state", state_for_page(session.now()));
     json_put(frame.get(), "text", session.text());
-    json_ptr allowed = new_json_array();
-    for (const char* step : may(session))
-        json_append(allowed.get(), json_ptr(json_object_new_string(step)));
-    json_put(frame.get(), "may", std::move(allowed));
+    json_put(frame.get(), "may", json_texts(may(session)));
     json_ptr changes = new_json_array();
     if (const auto& plan = session.last()) {
-        put_decimal(frame.get(), "before", plan->before.interference());
-        put_decimal(frame.get(), "after", plan->after.interference());
+        json_put(frame.get(), "before", json_decimal(plan->before.interference()));
+        json_put(frame.get(), "after", json_decimal(plan->after.interference()));
         json_put(frame.get(), "stages", static_cast<std::int64_t>(plan->stages.size()));
         for (const radio_change& change : plan->changes)
             json_append(changes.get(), change_object(*plan, change, domain));
-        json_ptr silent = new_json_array();
-        for (const std::string& mac : plan->model.silent)
-            json_append(silent.get(), json_ptr(json_object_new_string(mac.c_str())));
-        json_put(frame.get(), "silent", std::move(silent));
+        json_put(frame.get(), "silent", json_texts(plan->model.silent));
     }
-    if (session.measured()) put_decimal(frame.get(), "measured", session.measured()->interference());
+    if (session.measured()) json_put(frame.get(), "measured", json_decimal(session.measured()->interference()));
     json_put(frame.get(), "changes", std::move(changes));
     return frame;
 }

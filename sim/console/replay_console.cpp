@@ -151,11 +151,11 @@ json_ptr replay_console::clock_frame() const {
     const bool some = log_.count() > 0;
     json_put(frame.get(), "time", time_ms_);
     json_put_flag(frame.get(), "playing", speed_ > 0);
-    json_put(frame.get(), "speed", json_ptr(json_object_new_double_s(speed_, std::to_string(speed_).c_str())));
+    json_put(frame.get(), "speed", json_decimal(speed_));
     json_put(frame.get(), "from", some ? log_.time_of(1) : 0);
     json_put(frame.get(), "to", some ? log_.time_of(log_.count()) : 0);
     const double part = loading_ ? log_.loaded() : 1;
-    json_put(frame.get(), "loaded", json_ptr(json_object_new_double_s(part, std::to_string(part).c_str())));
+    json_put(frame.get(), "loaded", json_decimal(part));
     return frame;
 }
 

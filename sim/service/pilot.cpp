@@ -114,9 +114,8 @@ json_ptr pilot::verdict(const decision& d, const std::string& fault) const {
     json_put(object.get(), "bandwidth", d.bandwidth);
     json_put(object.get(), "primary-channel", d.primary);
     json_put(object.get(), "power", d.power);
-    json_put(object.get(), "load", json_ptr(json_object_new_double_s(d.load, two_digits(d.load).c_str())));
-    json_put(object.get(), "load-before",
-             json_ptr(json_object_new_double_s(d.current_load, two_digits(d.current_load).c_str())));
+    json_put(object.get(), "load", json_decimal(d.load, two_digits(d.load)));
+    json_put(object.get(), "load-before", json_decimal(d.current_load, two_digits(d.current_load)));
     json_put(object.get(), "reason", d.reason);
     json_put_flag(object.get(), "passed", fault.empty());
     if (!fault.empty()) json_put(object.get(), "fault", fault);

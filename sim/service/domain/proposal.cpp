@@ -32,7 +32,7 @@ void add_changes(proposal& p, const interference& costs) {
     }
 }
 
-json_ptr decimal(double value) { return json_ptr(json_object_new_double_s(value, two_digits(value).c_str())); }
+json_ptr decimal(double value) { return json_decimal(value, two_digits(value)); }
 
 json_ptr setup_json(const radio_setup& setup) {
     json_ptr object = new_json_object();
@@ -153,17 +153,10 @@ json_ptr proposal_json(const proposal& p) {
     }
     json_put(object.get(), "radios", std::move(radios));
     json_ptr stages = new_json_array();
-    for (const std::vector<std::string>& stage : p.stages) {
-        json_ptr list = new_json_array();
-        for (const std::string& mac : stage)
-            json_append(list.get(), json_ptr(json_object_new_string(mac.c_str())));
-        json_append(stages.get(), std::move(list));
-    }
+    for (const std::vector<std::string>& stage : p.stages)
+        json_append(stages.get(), json_texts(stage));
     json_put(object.get(), "stages", std::move(stages));
-    json_ptr silent = new_json_array();
-    for (const std::string& mac : p.model.silent)
-        json_append(silent.get(), json_ptr(json_object_new_string(mac.c_str())));
-    json_put(object.get(), "silent", std::move(silent));
+    json_put(object.get(), "silent", json_texts(p.model.silent));
     return object;
 }
 

@@ -305,10 +305,7 @@ json_ptr plan_session::json() const {
     json_put(object.get(), "why", why_);
     if (rollout_) json_put(object.get(), "stage", static_cast<int>(rollout_->stage()));
     if (measured_) json_put(object.get(), "measured", cost_json(*measured_));
-    json_ptr waiting = new_json_array();
-    for (const std::string& mac : awaited_)
-        json_append(waiting.get(), json_ptr(json_object_new_string(mac.c_str())));
-    json_put(object.get(), "waiting-for", std::move(waiting));
+    json_put(object.get(), "waiting-for", json_texts(awaited_));
     return object;
 }
 
