@@ -1,6 +1,8 @@
 // Both ends of a bridge between a websocket and the local bus, and what crosses it: throughput, latency, a large
 // message, and what the bridge's process used meanwhile.
-//   bridge_load PORT BUS_DIRECTORY      prints "ready", reads the bridge's process id from standard input, measures
+//   bridge_load PORT BUS_DIRECTORY [to_bus|to_service IN_FLIGHT COUNT]
+// prints "ready", reads the bridge's process id from standard input, measures; with a direction only that throughput
+#include <dirent.h>
 #include <libwebsockets.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -149,11 +151,17 @@ class websocket {
 
 class bench {
   public:
+    // Messages that are under way at once at most, and how many cross in all.
+    struct load {
+        std::size_t in_flight;
+        std::size_t count;
+    };
+
     bench(int port, const char* directory) : server_(port), bus_(ravd::bus_endpoint::open(directory, peer_module)) {
         if (!bus_ || !bus_->start()) fail("the bus cannot be used");
     }
 
-    void run() {
+    void wait_for_bridge() {
         std::printf("ready\n");
         std::fflush(stdout);
         if (std::scanf("%d", &bridge_) != 1) fail("no process id");
@@ -162,12 +170,41 @@ class bench {
         const double settled = now_s() + 1;
         while (now_s() < settled)
             turn(100);
-        for (const auto& way : ways)
-            measure(way.name, way.to_bus);
+    }
+
+    void run() {
+        for (const auto& way : ways) {
+            for (const load& one : loads)
+                measure_throughput(way.name, way.to_bus, one);
+            measure_delays(way.name, way.to_bus);
+        }
+        measure_round_trips();
         std::printf("rss_kb %ld\n", status_kb("VmRSS:"));
         for (const auto& way : ways)
             measure_large(way.name, way.to_bus);
         std::printf("rss_after_kb %ld\n", status_kb("VmRSS:"));
+    }
+
+    void measure_throughput(const char* name, bool to_bus, const load& what) {
+        std::size_t& arrived = to_bus ? at_bus_ : at_service_;
+        const std::string text(200, 'x');
+        turn_until_one_more(arrived, to_bus, text);
+        const std::size_t start = arrived;
+        std::size_t sent = 0;
+        const double cpu = cpu_s();
+        const double begin = now_s();
+        while (arrived - start < what.count) {
+            while (sent < what.count && sent - (arrived - start) < what.in_flight) {
+                send(to_bus, text);
+                ++sent;
+            }
+            turn(1);
+            if (now_s() - begin > limit_ms / 1000.0) fail("messages are missing");
+        }
+        const double took = now_s() - begin;
+        const auto count = static_cast<double>(what.count);
+        std::printf("%s_%zu_per_s %.0f\n", name, what.in_flight, count / took);
+        std::printf("%s_%zu_cpu_us %.2f\n", name, what.in_flight, (cpu_s() - cpu) * 1e6 / count);
     }
 
   private:
@@ -176,52 +213,62 @@ class bench {
         bool to_bus;
     } ways[] = {{"to_bus", true}, {"to_service", false}};
 
-    void measure(const char* name, bool to_bus) {
-        std::size_t& arrived = to_bus ? at_bus_ : at_service_;
-        send(to_bus, std::string(200, 'w'));
-        const std::size_t warm = arrived;
-        turn_until([&] { return arrived > warm; });
+    // The largest fits into the daemon's queue of 16 MiB.
+    static constexpr load loads[] = {{1, 20000}, {64, 300000}, {2000, 600000}, {49152, 1000000}};
 
-        // The window fits into the daemon's queue of 16 MiB. It bounds the throughput of a bridge that waits: each time
-        // all of it has arrived the daemon rests, for up to 100 ms.
-        constexpr std::size_t count = 1000000;
-        constexpr std::size_t window = 49152;
-        const std::string text(200, 'x');
-        const std::size_t start = arrived;
-        std::size_t sent = 0;
-        const double cpu = cpu_s();
-        const double begin = now_s();
-        while (arrived - start < count) {
-            while (sent < count && sent - (arrived - start) < window) {
-                send(to_bus, text);
-                ++sent;
-            }
-            turn(1);
-            if (now_s() - begin > limit_ms / 1000.0) fail("messages are missing");
-        }
-        const double took = now_s() - begin;
-        std::printf("%s_per_s %.0f\n%s_cpu_us %.2f\n", name, count / took, name, (cpu_s() - cpu) * 1e6 / count);
-
+    void measure_delays(const char* name, bool to_bus) {
         std::vector<double> delays;
         for (int i = 0; i < 200; ++i) {
-            usleep(static_cast<useconds_t>(1000 + std::rand() % 20000));
-            const std::size_t before = arrived;
+            rest();
             const double at = now_s();
-            send(to_bus, text);
-            turn_until([&] { return arrived > before; });
+            turn_until_one_more(to_bus ? at_bus_ : at_service_, to_bus, std::string(200, 'x'));
             delays.push_back(now_s() - at);
         }
+        print_delays(name, delays);
+    }
+
+    // From the service to the bus, whose answer goes back.
+    void measure_round_trips() {
+        std::vector<double> delays;
+        for (int i = 0; i < 1000; ++i) {
+            rest();
+            const double at = now_s();
+            turn_until_one_more(at_bus_, true, std::string(200, 'x'));
+            turn_until_one_more(at_service_, false, std::string(200, 'x'));
+            delays.push_back(now_s() - at);
+        }
+        print_delays("round_trip", delays);
+    }
+
+    static void rest() { usleep(static_cast<useconds_t>(1000 + std::rand() % 4000)); }
+
+    static void print_delays(const char* name, std::vector<double>& delays) {
         std::sort(delays.begin(), delays.end());
-        std::printf("%s_p50_ms %.2f\n%s_p99_ms %.2f\n", name, delays[100] * 1e3, name, delays[198] * 1e3);
+        std::printf("%s_p50_ms %.3f\n%s_p99_ms %.3f\n", name, delays[delays.size() / 2] * 1e3, name,
+                    delays[delays.size() * 99 / 100] * 1e3);
     }
 
     void measure_large(const char* name, bool to_bus) {
         std::size_t& arrived = to_bus ? at_bus_ : at_service_;
-        const std::size_t before = arrived;
+        const long before_kb = status_kb("VmRSS:");
+        forget_peak();
         const double at = now_s();
-        send(to_bus, std::string(5000000, 'y'));
+        turn_until_one_more(arrived, to_bus, std::string(5000000, 'y'));
+        const double took = now_s() - at;
+        const double peak = static_cast<double>(status_kb("VmHWM:") - before_kb) * 1024 / 5000000;
+        std::printf("%s_5mb_s %.3f\n%s_5mb_peak %.2f\n", name, took, name, peak);
+    }
+
+    // The largest memory of the bridge is told from here on.
+    void forget_peak() const {
+        std::FILE* file = std::fopen(("/proc/" + std::to_string(bridge_) + "/clear_refs").c_str(), "w");
+        if (!file || std::fputs("5", file) < 0 || std::fclose(file) != 0) fail("the bridge's peak cannot be reset");
+    }
+
+    void turn_until_one_more(const std::size_t& arrived, bool to_bus, const std::string& text) {
+        const std::size_t before = arrived;
+        send(to_bus, text);
         turn_until([&] { return arrived > before; });
-        std::printf("%s_5mb_s %.3f\n", name, now_s() - at);
     }
 
     void send(bool to_bus, const std::string& text) {
@@ -251,16 +298,19 @@ class bench {
             ++at_bus_;
     }
 
+    // Of all its threads, to the nanosecond.
     double cpu_s() const {
-        std::FILE* file = std::fopen(("/proc/" + std::to_string(bridge_) + "/stat").c_str(), "r");
-        if (!file) fail("the bridge is gone");
-        unsigned long user = 0;
-        unsigned long kernel = 0;
-        const int read =
-            std::fscanf(file, "%*d (%*[^)]) %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user, &kernel);
-        std::fclose(file);
-        if (read != 2) fail("the bridge's times cannot be read");
-        return static_cast<double>(user + kernel) / static_cast<double>(sysconf(_SC_CLK_TCK));
+        const std::string tasks = "/proc/" + std::to_string(bridge_) + "/task";
+        const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(tasks.c_str()), closedir);
+        if (!directory) fail("the bridge is gone");
+        double total = 0;
+        while (const dirent* entry = readdir(directory.get())) {
+            std::FILE* file = std::fopen((tasks + "/" + entry->d_name + "/schedstat").c_str(), "r");
+            unsigned long long ns = 0;
+            if (file && std::fscanf(file, "%llu", &ns) == 1) total += static_cast<double>(ns) / 1e9;
+            if (file) std::fclose(file);
+        }
+        return total;
     }
 
     long status_kb(const char* key) const {
@@ -284,7 +334,13 @@ class bench {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) return 2;
-    bench(std::atoi(argv[1]), argv[2]).run();
+    if (argc != 3 && argc != 6) return 2;
+    bench both(std::atoi(argv[1]), argv[2]);
+    both.wait_for_bridge();
+    if (argc == 3)
+        both.run();
+    else
+        both.measure_throughput(argv[3], std::strcmp(argv[3], "to_bus") == 0,
+                                {std::strtoul(argv[4], nullptr, 10), std::strtoul(argv[5], nullptr, 10)});
     return 0;
 }

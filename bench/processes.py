@@ -1,7 +1,7 @@
 """Whole processes, measured in this run: the roaming bridge beside a Node script, what a filling of the table of radios and
 VAPs asks of a simulated access point, an idle agent beside a bare client.
 
-    processes.py --build DIRECTORY [--all]      --all adds the slow ones
+    processes.py --build DIRECTORY [--rounds N] [--only bridge|context|idle] [--all]      --all adds the slow ones
 """
 
 import argparse
@@ -9,6 +9,7 @@ import asyncio
 import json
 import os
 import shutil
+import statistics
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -36,18 +37,22 @@ async def measure_bridge(kind):
         return {name: float(value) for name, value in (line.split() for line in load.lines[1:])}
 
 
-async def bridge():
-    ours = await measure_bridge("ravd")
+async def bridge(rounds):
+    """Medians of `rounds` runs of each kind, in turns, so that what else the machine does hits both alike."""
+    kinds = ["ravd", "node"]
     if not shutil.which("node") or not os.path.isdir(os.path.join(HERE, "node_modules/ws")):
         print("  (no Node with the ws package here: the daemon's figures only)")
-        node = {}
-    else:
-        node = await measure_bridge("node")
-    print(f"  {'roaming bridge':22} {'ravd':>12} {'Node + ws':>12} {'ratio':>8}")
-    for name, value in ours.items():
-        other = node.get(name)
-        ratio = f"{value / other:8.2f}" if other else ""
-        print(f"  {name:22} {value:12.2f} {other if other is not None else float('nan'):12.2f} {ratio}")
+        kinds.remove("node")
+    runs = {kind: [] for kind in kinds}
+    for number in range(rounds * len(kinds)):
+        kind = kinds[number % len(kinds)]
+        runs[kind].append(await measure_bridge(kind))
+    medians = {kind: {name: statistics.median(run[name] for run in runs[kind]) for name in runs[kind][0]} for kind in kinds}
+    print(f"  {'roaming bridge':24} " + "".join(f"{kind:>12}" for kind in kinds) + f"   ratio, medians of {rounds}")
+    for name in medians["ravd"]:
+        values = [medians[kind][name] for kind in kinds]
+        ratio = f"{values[0] / values[1]:8.2f}" if len(values) > 1 and values[1] else ""
+        print(f"  {name:24} " + "".join(f"{value:12.3f}" for value in values) + ratio)
 
 
 def described_settings(scenario):
@@ -123,14 +128,18 @@ async def idle(seconds=60):
 
 async def main(arguments):
     Build.directory = arguments.build
-    await bridge()
-    await context()
-    if arguments.all:
+    if arguments.only in (None, "bridge"):
+        await bridge(arguments.rounds)
+    if arguments.only in (None, "context"):
+        await context()
+    if arguments.only == "idle" or (arguments.all and not arguments.only):
         await idle()
 
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True)
+    parser.add_argument("--rounds", type=int, default=3, help="of the bridge beside Node")
+    parser.add_argument("--only", choices=["bridge", "context", "idle"])
     parser.add_argument("--all", action="store_true")
     asyncio.run(main(parser.parse_args()))
