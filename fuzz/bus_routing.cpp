@@ -104,6 +104,8 @@ class story {
     void run() {
         while (at_ < size_)
             step();
+        for (const auto& one : ends_)
+            one->exchange.end_rows();
         // Accepting moves no bytes: the end is where two rounds saw none.
         for (int still = 0; still < 2; ++still) {
             const std::uint64_t before = moved();
@@ -138,7 +140,7 @@ class story {
         switch (what % 12) {
             case 0:
             case 1:
-                return send(module, next() % modules, sizes[next() % std::size(sizes)]);
+                return send(module, next() % modules, sizes[next() % std::size(sizes)], what >= 128);
             case 2:
             case 3:
                 return turn(module);
@@ -171,11 +173,12 @@ class story {
         return text + ' ' + std::string(size, static_cast<char>('a' + number % 26));
     }
 
-    void send(int source, int destination, std::size_t size) {
+    void send(int source, int destination, std::size_t size, bool more) {
         end& from = *ends_[index(source)];
         const stream key{source, destination, 0};
         std::uint64_t used = 0;
-        const bus_result result = from.exchange.send(destination, text_of(key, streams_[key].sent + 1, size), &used);
+        const std::string text = text_of(key, streams_[key].sent + 1, size);
+        const bus_result result = from.exchange.send(destination, text, &used, more);
         if (result != bus_result::accepted) return;
         ++streams_[key].sent;
         const bus_connection* connection = from.exchange.connections().find(used);

@@ -8,6 +8,7 @@
 #include "message/status_page.h"
 #include "platform/mbus.h"
 #include "platform/mbus_arrival.h"
+#include "platform/mbus_row.h"
 
 namespace ravd {
 namespace {
@@ -81,10 +82,13 @@ void ipc_worker::wake() {
 
 bool ipc_worker::move_one() {
     if (void* block = mbus_get_msg_from_queue_no_wait(bus_)) {
+        mbus_end_row(bus_);
         forward(static_cast<unsigned char*>(block));
         return true;
     }
-    return in_queue_.pop([this](const std::shared_ptr<buffer_info_t>& buffer) { send_to_bus(buffer); });
+    if (in_queue_.pop([this](const std::shared_ptr<buffer_info_t>& buffer) { send_to_bus(buffer); })) return true;
+    mbus_end_row(bus_);
+    return false;
 }
 
 void ipc_worker::forward(unsigned char* block) {
@@ -104,7 +108,8 @@ void ipc_worker::forward(unsigned char* block) {
 
 void ipc_worker::send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) {
     if (!buffer || !buffer->data || !buffer->size) return;
-    mbus_msg_send(bus_, buffer->data, bus_module_peer, buffer->size);
+    const auto send = in_queue_.size() > 0 ? mbus_msg_send_in_row : mbus_msg_send;
+    send(bus_, buffer->data, bus_module_peer, buffer->size);
     ++sent_;
 }
 

@@ -44,6 +44,7 @@ void bus_connection::fail() {
     output_.clear();
     front_done_ = 0;
     backlog_ = 0;
+    kept_back_ = false;
 }
 
 void bus_connection::keep(std::string_view head, std::string_view payload) {
@@ -62,7 +63,7 @@ void bus_connection::keep(std::string_view head, std::string_view payload) {
     backlog_ += whole;
 }
 
-bus_result bus_connection::write(const bus_frame_header& header, std::string_view payload) {
+bus_result bus_connection::write(const bus_frame_header& header, std::string_view payload, bool more) {
     const std::size_t head_size = hello_due_ ? 2 * mbus_header_size : mbus_header_size;
     const std::size_t whole = head_size + payload.size();
     if (write_failed_) return bus_result::not_served;
@@ -71,8 +72,11 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
     if (hello_due_) encode_bus_header({header.source, header.destination, 0, bus_frame_kind::hello}, head);
     encode_bus_header(header, head + head_size - mbus_header_size);
     hello_due_ = false;
+    const bool free = output_.empty() && held_by_ == 0;
+    const bool keeps_back = free && more && in_row_;
+    in_row_ = more;
     std::size_t done = 0;
-    if (output_.empty() && held_by_ == 0) {
+    if (free && !keeps_back) {
         iovec parts[2] = {{head, head_size}, {const_cast<char*>(payload.data()), payload.size()}};
         const ssize_t n = write_some(fd(), parts, 2);
         if (n < 0) {
@@ -92,10 +96,18 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
         if (done > 0) fail();  // nothing may follow half a frame
         throw;
     }
-    return bus_result::accepted;
+    kept_back_ = kept_back_ || keeps_back;
+    if (kept_back_ && (!more || backlog_ >= piece_size)) flush();
+    return write_failed_ ? bus_result::not_served : bus_result::accepted;
+}
+
+void bus_connection::end_row() {
+    in_row_ = false;
+    if (kept_back_) flush();
 }
 
 void bus_connection::flush() {
+    kept_back_ = false;
     while (!output_.empty()) {
         std::string& front = output_.front();
         iovec part{front.data() + front_done_, front.size() - front_done_};

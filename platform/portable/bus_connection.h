@@ -53,11 +53,16 @@ class bus_connection {
 
     // The first frame brings a hello along, in one piece.
     void begin_with_hello() { hello_due_ = true; }
-    // Writes a frame as far as the socket takes it and keeps the rest. `not_served` when the other end is gone.
-    bus_result write(const bus_frame_header& header, std::string_view payload);
+    // Writes a frame as far as the socket takes it and keeps the rest. `not_served` when the other end is gone. With
+    // `more` it is one of a row: but for the first, they are kept back and joined, until there are many or the row
+    // ends.
+    bus_result write(const bus_frame_header& header, std::string_view payload, bool more = false);
     // Writes what is kept, as far as the socket takes it.
     void flush();
+    void end_row();
     std::size_t backlog() const { return backlog_; }
+    // Output is left because the socket did not take it.
+    bool waits() const { return backlog_ > 0 && !kept_back_; }
     // Bytes read and written; who reads them counts them.
     std::uint64_t transferred() const { return transferred_; }
     void count_transferred(std::size_t bytes) { transferred_ += bytes; }
@@ -68,7 +73,10 @@ class bus_connection {
 
     // Keeps output back until the connection of that id (0: none) is drained, so that a sender's messages stay in order
     // when they move from one connection to another.
-    void hold_after(std::uint64_t id) { held_by_ = id; }
+    void hold_after(std::uint64_t id) {
+        held_by_ = id;
+        kept_back_ = kept_back_ && id == 0;
+    }
     std::uint64_t held_by() const { return held_by_; }
 
   private:
@@ -84,6 +92,8 @@ class bus_connection {
     bool left_ = false;
     bool write_failed_ = false;
     bool hello_due_ = false;
+    bool in_row_ = false;
+    bool kept_back_ = false;  // all output, for the rest of its row
     std::size_t missed_ = 0;
     std::uint64_t sent_ = 0;  // messages, and those that came
     std::uint64_t received_ = 0;

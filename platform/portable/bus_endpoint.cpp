@@ -116,6 +116,7 @@ void bus_endpoint::stop() {
             stage_ = stage::idle;
             return;
         }
+        exchange_->end_rows();
         stage_ = stage::flushes;
         exchange_->wake().set();
         (void)ended_.wait_for(lock, flush_limit, [this] { return stage_ == stage::abandoned; });
@@ -186,17 +187,22 @@ std::uint64_t bus_endpoint::transferred() const {
     return exchange_->connections().transferred();
 }
 
-bus_result bus_endpoint::send(int destination, std::string_view text, std::uint64_t* connection) {
+bus_result bus_endpoint::send(int destination, std::string_view text, std::uint64_t* connection, bool more) {
     if (connection) *connection = 0;
     if (text.size() > mbus_message_limit) return bus_result::too_long;
     const guard lock(mutex_);
     if (!running_ || destination < 0) return bus_result::not_served;
     moved_ = true;
     try {
-        return sent(exchange_->send(destination, text, connection));
+        return sent(exchange_->send(destination, text, connection, more));
     } catch (const std::bad_alloc&) {
         return bus_result::full;
     }
+}
+
+void bus_endpoint::end_rows() {
+    const guard lock(mutex_);
+    exchange_->end_rows();
 }
 
 bus_result bus_endpoint::send_over(std::uint64_t connection, std::string_view text) {

@@ -109,7 +109,10 @@ class bus_endpoint {
     // Sends to a module: over the connection of that module's that brought the message taken last from it while that is
     // open, else over one that this endpoint opened. Messages to one module arrive in the order of these calls.
     // `connection`, when given, receives the connection used (0 when not accepted). Never blocks.
-    bus_result send(int destination, std::string_view text, std::uint64_t* connection = nullptr);
+    // With `more` another call follows at once: the message may be kept back until then and joined with others, for as
+    // long as this goes on and no more than 64 KiB wait; end_rows() ends it where no call follows.
+    bus_result send(int destination, std::string_view text, std::uint64_t* connection = nullptr, bool more = false);
+    void end_rows();
     // Answers over the connection that brought a message. Never blocks.
     bus_result send_over(std::uint64_t connection, std::string_view text);
     bool is_open(std::uint64_t connection) const;

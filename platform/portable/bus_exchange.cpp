@@ -55,6 +55,7 @@ bus_connection* bus_exchange::choose(int destination) const {
     if (!asked || asked->write_failed() || asked->peer() != destination) return own;
     if (own) {
         // Both ends dialled each other. From here on this module is talked to where it asks.
+        own->end_row();
         if (!own->drained()) asked->hold_after(own->id());
         own->leave();
     }
@@ -74,24 +75,24 @@ bus_result bus_exchange::dial(int destination, bus_connection*& made) {
     return bus_result::accepted;
 }
 
-bus_result bus_exchange::write(bus_connection& connection, std::string_view text) {
+bus_result bus_exchange::write(bus_connection& connection, std::string_view text, bool more) {
     const bus_frame_header header{registration_.module(), connection.peer(), static_cast<std::uint32_t>(text.size()),
                                   bus_frame_kind::message};
-    const bool waited = connection.backlog() > 0;
-    const bus_result result = connection.write(header, text);
+    const bool waited = connection.waits();
+    const bus_result result = connection.write(header, text, more);
     // What fails here may have kept another connection back.
-    if (connection.write_failed() || (!waited && connection.backlog() > 0)) wake_.set();
+    if (connection.write_failed() || (!waited && connection.waits())) wake_.set();
     if (result == bus_result::accepted) show(header, text);
     return result;
 }
 
-bus_result bus_exchange::send(int destination, std::string_view text, std::uint64_t* used) {
+bus_result bus_exchange::send(int destination, std::string_view text, std::uint64_t* used, bool more) {
     // A connection whose other end went away unnoticed fails here, and the next one is tried.
     for (;;) {
         bus_connection* connection = choose(destination);
         const bool fresh = !connection;
         bus_result result = fresh ? dial(destination, connection) : bus_result::accepted;
-        if (result == bus_result::accepted) result = write(*connection, text);
+        if (result == bus_result::accepted) result = write(*connection, text, more);
         if (result == bus_result::not_served && !fresh) continue;
         if (result == bus_result::accepted && used) *used = connection->id();
         return result;
@@ -100,7 +101,14 @@ bus_result bus_exchange::send(int destination, std::string_view text, std::uint6
 
 bus_result bus_exchange::send_over(std::uint64_t id, std::string_view text) {
     bus_connection* connection = connections_.find(id);
-    return connection && connection->peer() >= 0 ? write(*connection, text) : bus_result::not_served;
+    return connection && connection->peer() >= 0 ? write(*connection, text, false) : bus_result::not_served;
+}
+
+void bus_exchange::end_rows() {
+    for (const auto& connection : connections_) {
+        connection->end_row();
+        if (connection->write_failed() || connection->waits()) wake_.set();
+    }
 }
 
 // A copy to each watcher. What a slow one misses is counted, and told before the next copy.
@@ -144,7 +152,7 @@ int bus_exchange::fill_poll_set(std::vector<pollfd>& set, bool reading) {
             reading_rests_ = true;
             stalled = reading && inbox_.bytes < received_limit;
         }
-        if (connection->backlog() > 0 && connection->held_by() == 0) events |= POLLOUT;
+        if (connection->waits() && connection->held_by() == 0) events |= POLLOUT;
         // A descriptor with nothing to do is left out: its hang-up would be reported over and over.
         set.push_back({events && !connection->ended() ? connection->fd() : -1, events, 0});
     }

@@ -34,7 +34,8 @@ class bus_exchange {
     // The users' calls: those of bus_endpoint.
     bool receive(bus_message& message);
     bool has_received() const { return !inbox_.messages.empty(); }
-    bus_result send(int destination, std::string_view text, std::uint64_t* used);
+    bus_result send(int destination, std::string_view text, std::uint64_t* used, bool more = false);
+    void end_rows();
     bus_result send_over(std::uint64_t id, std::string_view text);
     const bus_connections& connections() const { return connections_; }
 
@@ -63,7 +64,7 @@ class bus_exchange {
   private:
     bus_connection* choose(int destination) const;
     bus_result dial(int destination, bus_connection*& made);
-    bus_result write(bus_connection& connection, std::string_view text);
+    bus_result write(bus_connection& connection, std::string_view text, bool more);
     void remember(const bus_message& message);
     void show(const bus_frame_header& header, std::string_view text);
     bool may_read(const bus_connection& connection) const;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/mbus_arrival.h"
+#include "platform/mbus_row.h"
 #include "platform/portable/bus_answer.h"
 #include "platform/portable/bus_endpoint.h"
 #include "platform/system.h"
@@ -14,7 +15,18 @@ struct mbus_endpoint {
     std::unique_ptr<ravd::bus_endpoint> bus;
     std::uint64_t request = 0;  // connection of the last send; 0 when it was not accepted
     bool announces = false;
+    bool in_row = false;
 };
+
+namespace {
+
+int send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length, bool more) {
+    const std::string_view text(static_cast<const char*>(bytes), length);
+    bus->in_row = more;
+    return bus->bus->send(destination, text, &bus->request, more) == ravd::bus_result::accepted ? 0 : -1;
+}
+
+}  // namespace
 
 mbus_endpoint* mbus_init(int module, const void*, std::size_t) {
     auto bus = ravd::bus_endpoint::open(ravd::sys::device_path("/run/ravd-bus"), module);
@@ -48,8 +60,16 @@ bool mbus_call_on_arrival(mbus_endpoint* bus, void (*call)(void*), void* context
 }
 
 int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length) {
-    const std::string_view text(static_cast<const char*>(bytes), length);
-    return bus->bus->send(destination, text, &bus->request) == ravd::bus_result::accepted ? 0 : -1;
+    return send(bus, bytes, destination, length, false);
+}
+
+int mbus_msg_send_in_row(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length) {
+    return send(bus, bytes, destination, length, true);
+}
+
+void mbus_end_row(mbus_endpoint* bus) {
+    if (bus->in_row) bus->bus->end_rows();
+    bus->in_row = false;
 }
 
 ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char*, int timeout) {

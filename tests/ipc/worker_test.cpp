@@ -33,18 +33,26 @@ TEST_F(IpcWorker, ServesTheBusFirstAndOneBufferAStep) {
     const std::string zeros("\0{}\0", 4);
     for (const std::string& text : {std::string("one"), std::string(), zeros})
         bus.deliver(31, text);
-    for (const char* text : {"a", "", "b"})
+    for (const char* text : {"a", "b", "", "c", ""})
         in.push(message(text));
     for (const std::string& text : {std::string("one"), std::string("null"), zeros}) {
         EXPECT_FALSE(worker.process());
         EXPECT_EQ(forwarded(), text);
         EXPECT_TRUE(bus.sent.empty());
     }
-    for (const std::size_t sent : {1u, 1u, 2u}) {
+    // What is kept back of a row goes before what comes from the bus, and before a rest.
+    EXPECT_FALSE(worker.process());
+    EXPECT_FALSE(worker.process());
+    EXPECT_TRUE(bus.sent.empty());
+    bus.deliver(31, "two");
+    EXPECT_FALSE(worker.process());
+    EXPECT_EQ(forwarded(), "two");
+    EXPECT_EQ(bus.sent.size(), 2u);
+    for (int step = 0; step < 3; ++step)
         EXPECT_FALSE(worker.process());
-        EXPECT_EQ(bus.sent.size(), sent);
-    }
+    EXPECT_EQ(bus.sent.size(), 2u);
     EXPECT_TRUE(worker.process());
+    EXPECT_EQ(bus.sent.size(), 3u);
     EXPECT_EQ(forwarded(), "-");
     EXPECT_EQ(bus.sent[1].text, "b");
     EXPECT_EQ(bus.sent[1].destination, 3);

@@ -9,6 +9,7 @@
 #include "platform/ctree.h"
 #include "platform/mbus.h"
 #include "platform/mbus_arrival.h"
+#include "platform/mbus_row.h"
 #include "tests/support/fake_system.h"
 
 struct mbus_endpoint {
@@ -20,6 +21,7 @@ struct mbus_endpoint {
     std::function<void()> on_arrival;
     std::string last_text;
     int last_destination = -1;
+    std::vector<ravd::testing::fake_bus::message> row;  // kept back
 };
 
 namespace ravd::testing {
@@ -131,8 +133,20 @@ int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::s
     if (fake_bus::get().absent[destination]) return -1;
     bus->last_destination = destination;
     bus->last_text.assign(static_cast<const char*>(bytes), length);
+    mbus_end_row(bus);
     fake_bus::get().sent.push_back({bus->module, destination, bus->last_text});
     return 0;
+}
+
+int mbus_msg_send_in_row(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length) {
+    bus->row.push_back({bus->module, destination, std::string(static_cast<const char*>(bytes), length)});
+    return 0;
+}
+
+void mbus_end_row(mbus_endpoint* bus) {
+    auto& sent = fake_bus::get().sent;
+    sent.insert(sent.end(), bus->row.begin(), bus->row.end());
+    bus->row.clear();
 }
 
 ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char*, int timeout) {

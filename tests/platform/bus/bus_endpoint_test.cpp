@@ -105,6 +105,39 @@ TEST(bus_endpoint, largest_messages_cross_both_ways_and_from_many_at_once) {
     EXPECT_EQ(text_of(take(*two)), "");
 }
 
+// A row goes out with its first message, each time that much waits, and with its last or its end.
+TEST(bus_endpoint, rows_are_joined_and_never_stay_behind) {
+    auto from = started(40);
+    auto to = started(41);
+    const auto send = [&](int number, std::size_t size, bool more) {
+        EXPECT_EQ(from->send(41, numbered(number, size), nullptr, more), bus_result::accepted);
+    };
+    const auto expect = [&](int first, int last) {
+        for (int number = first; number <= last; ++number)
+            EXPECT_EQ(number_of(take(*to)), number);
+        bus_message message;
+        EXPECT_FALSE(to->receive(message));
+    };
+    send(0, 200, true);
+    send(1, 200, true);
+    EXPECT_GT(from->unsent(), 0u);
+    expect(0, 0);
+    send(2, 200, false);
+    expect(1, 2);
+    send(3, 200, true);
+    send(4, 200, true);
+    from->end_rows();
+    expect(3, 4);
+    send(5, 200, true);
+    send(6, 100000, true);
+    expect(5, 6);
+    // Nor when the sender stops.
+    send(7, 200, true);
+    send(8, 200, true);
+    from->stop();
+    expect(7, 8);
+}
+
 // All begin at the same moment, so that some dial each other at once.
 TEST(bus_endpoint, streams_of_all_to_all_stay_in_order) {
     constexpr int modules = 3;
@@ -120,7 +153,8 @@ TEST(bus_endpoint, streams_of_all_to_all_stay_in_order) {
                 for (int other = 40; sent < count && other < 40 + modules; ++other) {
                     const std::string text = numbered(sent, sent % 1000 == 0 ? mib / 4 : 200);
                     if (other == bus->module()) continue;
-                    ASSERT_EQ(bus->send(other, text), bus_result::accepted);
+                    const bool more = sent % 7 != 0 && sent + 1 < count;  // in rows of seven
+                    ASSERT_EQ(bus->send(other, text, nullptr, more), bus_result::accepted);
                 }
                 ++sent;
                 for (bus_message message; bus->receive(message); ++taken)
