@@ -1,5 +1,7 @@
 // Elements of beacons and probe responses, extended capabilities of stations, and hostapd's lists. The first byte
 // chooses the reader, the second is the channel.
+//
+// Aims at: driver/nl80211/bss_elements.cpp
 
 #include "driver/nl80211/bss_elements.h"
 

@@ -1,4 +1,6 @@
 // Frames of the bus: whatever arrives, in whatever pieces, every frame that comes out is whole and within its bounds.
+//
+// Aims at: platform/portable/bus_frame.cpp
 
 #include "platform/portable/bus_frame.h"
 

@@ -1,6 +1,9 @@
 // Routing of the bus: three endpoints and a crowd of bare sockets that connect, write pieces of frames, watch and
 // close, in any order. What an endpoint was given whole arrives whole, once, in order, and where it was sent; an answer
 // goes over the connection that asked; and where nobody restarted and nothing was crowded out, everything arrives.
+//
+// Aims at: platform/portable/bus_connection.cpp platform/portable/bus_connections.cpp
+//          platform/portable/bus_exchange.cpp platform/portable/bus_frame.cpp
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -1,5 +1,8 @@
 // The lab service's console: lines of a log, and what a page asks about them. A line that is no entry is taken for a
 // request.
+//
+// Aims at: sim/console/agent_record.cpp sim/console/domain_model.cpp sim/console/frames.cpp sim/console/history.cpp
+//          sim/console/log_file.cpp sim/console/memory_entries.cpp sim/console/page_queries.cpp
 #include <algorithm>
 #include <cstdint>
 #include <string>

@@ -1,5 +1,7 @@
 // Replies of the Wi-Fi driver to custom commands. A record is as long as the input, in a block of its own, so that
 // reading beyond it is seen, and no run works on more than there is.
+//
+// Aims at: driver/realtek/quarn_command.cpp
 
 #include <algorithm>
 #include <vector>

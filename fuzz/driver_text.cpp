@@ -1,5 +1,7 @@
 // What the Wi-Fi drivers' files and iwpriv print, settings of radios and VAPs, and names on their way to a command. The
 // first byte chooses the reader.
+//
+// Aims at: core/ifname.cpp driver/converters.cpp driver/realtek/device_text.cpp
 
 #include <algorithm>
 #include <cstdint>

@@ -1,4 +1,6 @@
 // A text on its way to the service: only what parsing shows to be for the link worker is consumed by it.
+//
+// Aims at: link/internal_message.cpp
 
 #include <strings.h>
 

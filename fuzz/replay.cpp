@@ -1,4 +1,4 @@
-// Feeds every file of a corpus to a fuzzer's code once.
+// Feeds every file of some directories to a fuzzer's code once.
 
 #include <dirent.h>
 
@@ -10,14 +10,20 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-int main(int argc, char** argv) {
-    DIR* directory = argc == 2 ? opendir(argv[1]) : nullptr;
+namespace {
+
+// The number of its files; -1 when one cannot be read.
+int feed(const std::string& path) {
+    DIR* directory = opendir(path.c_str());
     int count = 0;
-    while (const dirent* entry = directory ? readdir(directory) : nullptr) {
+    while (const dirent* entry = directory && count >= 0 ? readdir(directory) : nullptr) {
         if (entry->d_name[0] == '.') continue;
-        const std::string path = std::string(argv[1]) + "/" + entry->d_name;
-        std::FILE* file = std::fopen(path.c_str(), "rb");
-        if (!file) return std::perror(path.c_str()), 1;
+        std::FILE* file = std::fopen((path + "/" + entry->d_name).c_str(), "rb");
+        if (!file) {
+            std::perror(entry->d_name);
+            count = -1;
+            continue;
+        }
         std::string bytes;
         char piece[4096];
         while (const std::size_t n = std::fread(piece, 1, sizeof piece, file))
@@ -30,6 +36,18 @@ int main(int argc, char** argv) {
         ++count;
     }
     if (directory) closedir(directory);
-    std::printf("%d inputs\n", count);
-    return count > 0 ? 0 : 1;
+    return count;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int sum = 0;
+    for (int i = 1; i < argc; ++i) {
+        const int count = feed(argv[i]);
+        if (count < 0) return 1;
+        sum += count;
+    }
+    std::printf("%d inputs\n", sum);
+    return sum > 0 ? 0 : 1;
 }

@@ -1,5 +1,9 @@
 // Messages that reach the agent: the input is a story, one message a line, told to a subscribed agent. What it sends is
 // JSON, and a scan never goes on without its timer.
+//
+// Aims at: rrm/client_events.cpp rrm/configuration.cpp rrm/dispatch.cpp rrm/fast_transition.cpp
+//          rrm/load_balancing.cpp rrm/order_check.cpp rrm/scan_session.cpp rrm/station_tables.cpp
+//          rrm/subscription.cpp
 
 #include <json-c/json.h>
 

@@ -100,12 +100,12 @@ bool client_table::compare(const std::string& vap, const std::vector<std::string
     return !gone.empty() || !come.empty();
 }
 
-void client_table::begin(const std::string& vap, const std::vector<std::string>& present) {
+void client_table::begin(const std::string& vap, const std::string& ssid, const std::vector<std::string>& present) {
     auto& stations = vaps_[vap];
     stations.clear();
     for (const std::string& mac : present) {
         if (stations.size() >= limit) return;
-        stations[mac] = {look_(vap, mac).ssid, {}, 0};
+        stations[mac] = {ssid, {}, 0};
     }
 }
 

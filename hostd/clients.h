@@ -45,7 +45,7 @@ class client_table {
     bool compare(const std::string& vap, const std::vector<std::string>& present,
                  const std::vector<std::string>& settled, std::int64_t now_ms);
     // Who is there at the start: nothing is told.
-    void begin(const std::string& vap, const std::vector<std::string>& present);
+    void begin(const std::string& vap, const std::string& ssid, const std::vector<std::string>& present);
     // hostapd ended: its stations are gone, and the agent knows.
     void forget(const std::string& vap) { vaps_.erase(vap); }
     std::size_t size() const;

@@ -1,6 +1,7 @@
 #include "hostd/configuration.h"
 
 #include "core/ifname.h"
+#include "hostd/lines.h"
 
 namespace ravd::hostd {
 namespace {
@@ -15,19 +16,18 @@ bool cut_prefix(std::string& text, const char* prefix) {
     return true;
 }
 
-// "wlan0-vap1", as some paths have it, is "wlan0-va1".
-std::string plain_vap_name(std::string name) {
-    const std::size_t at = name.find("-vap");
-    if (at != std::string::npos) name.erase(at + 3, 1);
-    return name;
+// What the service orders stands before our own file's value.
+bool is_ordered(const std::string& path) {
+    const std::string key = "/wlan/radio/tx-power";
+    return path.size() > key.size() && path.compare(path.size() - key.size(), key.size(), key) == 0;
 }
 
 }  // namespace
 
 std::optional<std::string> configuration::value(const std::string& path) const {
-    const auto own = own_.values.find(path);
-    if (own != own_.values.end()) return own->second;
-    std::string rest = path;
+    std::string rest = plain_path(path);
+    const auto own = own_.values.find(rest);
+    if (own != own_.values.end() && !is_ordered(rest)) return own->second;
     if (cut_prefix(rest, "/corvane/")) {
         const bool is_switch = rest == "dca" || rest == "tpc" || rest == "load-balance-80211v";
         return is_switch ? std::optional<std::string>("true") : std::nullopt;
@@ -35,7 +35,7 @@ std::optional<std::string> configuration::value(const std::string& path) const {
     if (!cut_prefix(rest, "/interface/")) return std::nullopt;
     const std::size_t slash = rest.find('/');
     if (slash == std::string::npos) return std::nullopt;
-    const std::string name = plain_vap_name(rest.substr(0, slash));
+    const std::string name = rest.substr(0, slash);
     const std::string key = rest.substr(slash + 1);
     return name.find('-') == std::string::npos ? radio_value(name, key) : vap_value(name, key);
 }

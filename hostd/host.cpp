@@ -58,11 +58,13 @@ host::host(settings own, nl80211_port& kernel, const std::string& bus_directory)
 
 void host::vap_began(const vap& on_air, bool anew) {
     if (!anew) return;
-    clients_.begin(on_air.name(), station_addresses(kernel_, on_air.name()));
+    std::vector<heard_station> present;
+    find_stations(kernel_, on_air.name(), present);
+    clients_.begin(on_air.name(), configuration_.ssid(on_air.name()), addresses_of(present));
     holders_.hostapd_started(on_air.name());
     // Once a radio.
     const auto index = static_cast<std::size_t>(on_air.radio());
-    if (vaps_.of_radio(on_air.radio()) == &on_air) radios_[index]->hostapd_started();
+    if (vaps_.of_radio(on_air.radio()) == &on_air) radios_[index]->hostapd_started(on_air.process());
 }
 
 void host::vap_ended(const std::string& vap_name) {
@@ -88,6 +90,8 @@ void host::look(std::int64_t now_ms) {
     bus_network_.look();
     life_.look(now_ms);
     holders_.continue_slow();
+    for (const auto& radio : radios_)
+        radio->follow();
     compare_clients(now_ms);
     next_look_ms_ = now_ms + look_ms;
 }
@@ -97,14 +101,16 @@ void host::compare_clients(std::int64_t now_ms) {
     next_compare_ms_ = now_ms + compare_ms;
     for (const auto& one : vaps_.all()) {
         if (!one->description().enabled) continue;
-        const std::string& name = one->name();
-        if (clients_.compare(name, station_addresses(kernel_, name), station_addresses(kernel_, name, settled_s),
-                             now_ms))
+        std::vector<heard_station> present;
+        // A list that the kernel could not give says of nobody that he left.
+        if (!find_stations(kernel_, one->name(), present)) continue;
+        if (clients_.compare(one->name(), addresses_of(present), addresses_of(present, settled_s), now_ms))
             one->attach_again();
     }
 }
 
 void host::turn(std::int64_t now_ms) {
+    vaps_.time().renew();
     take_events(now_ms);
     if (now_ms >= next_look_ms_) look(now_ms);
     bus_configuration_.serve();

@@ -17,10 +17,13 @@ constexpr const char* bss_keys[] = {"rrm_neighbor_report",
                                     "r1kh",
                                     "reassociation_deadline",
                                     "ft_over_ds",
-                                    "ft_psk_generate_local",
-                                    "rxkh_file"};
-constexpr const char* radio_keys[] = {"channel",    "hw_mode",     "ht_capab",    "vht_oper_chwidth",
-                                      "ieee80211n", "ieee80211ac", "country_code"};
+                                    "ft_psk_generate_local"};
+constexpr const char* radio_keys[] = {"channel",    "hw_mode",     "ht_capab",    "vht_oper_chwidth", "he_oper_chwidth",
+                                      "ieee80211n", "ieee80211ac", "ieee80211ax", "country_code"};
+
+constexpr std::size_t value_limit = 512;
+
+bool is_control(char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; }
 
 template <std::size_t Count>
 bool is_among(const char* const (&keys)[Count], const std::string& key) {
@@ -52,6 +55,8 @@ void hostapd_config::add(const std::string& text) {
         if (line.empty() || line[0] == '#' || equals == std::string::npos) continue;
         const std::string key = line.substr(0, equals);
         const std::string value = line.substr(equals + 1);
+        // Parts of it become requests to hostapd, which would not have taken it either.
+        if (value.size() > value_limit || std::any_of(value.begin(), value.end(), is_control)) continue;
         if (key == "interface" || key == "bss") {
             bss = value;
             added.bss[bss];
@@ -95,7 +100,6 @@ configured_holders hostapd_config::holders(const std::string& interface_name) co
     result.ft_psk_generate_local = last_of(*bss, "ft_psk_generate_local");
     result.r0kh = all_of(*bss, "r0kh");
     result.r1kh = all_of(*bss, "r1kh");
-    result.in_a_file = !last_of(*bss, "rxkh_file").empty();
     return result;
 }
 
@@ -109,7 +113,9 @@ channel_use hostapd_config::channel(const std::string& interface_name) const {
     const std::string capabilities = value("ht_capab");
     if (value("ieee80211n") == "1" && capabilities.find("[HT40") != std::string::npos) use.width = 40;
     use.upper = capabilities.find("[HT40-]") != std::string::npos;
-    if (value("ieee80211ac") == "1" && value("vht_oper_chwidth") == "1") use.width = 80;
+    if ((value("ieee80211ac") == "1" && value("vht_oper_chwidth") == "1") ||
+        (value("ieee80211ax") == "1" && value("he_oper_chwidth") == "1"))
+        use.width = 80;
     return use;
 }
 

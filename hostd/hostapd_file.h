@@ -19,7 +19,6 @@ struct configured_holders {
     std::string ft_over_ds;
     std::string ft_psk_generate_local;
     std::vector<std::string> r0kh, r1kh;  // the lines' texts
-    bool in_a_file = false;               // rxkh_file names one
 };
 
 class hostapd_config {

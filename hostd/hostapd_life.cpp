@@ -57,7 +57,7 @@ void hostapd_life::look(std::int64_t now_ms) {
     int process = 0;
     std::map<std::string, seen> now;
     for (const auto& one : vaps_.all()) {
-        one->follow(now_ms);
+        one->follow();
         if (one->process() != 0) process = one->process();
         if (one->description().enabled) now[one->name()] = {one->description(), one->process()};
     }

@@ -1,23 +1,23 @@
 #include "hostd/key_holders.h"
 
+#include <strings.h>
 #include <sys/random.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
 
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "hostd/lines.h"
-#include "platform/monotonic.h"
 
 namespace ravd::hostd {
 namespace {
 
-constexpr std::int64_t time_for_one_request_ms = 1200;  // the agent waits 2 s for its answer
-constexpr int reload_ms = 1500;
+constexpr int end_wait_ms = 10000;  // of an orderly end
 
-const char* too_slow = "hostapd is slow: the rest follows";
+const char* const too_slow = "hostapd is slow: the rest follows";
 
 char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
 
@@ -50,9 +50,10 @@ std::string written_form(const std::string& key, std::string text) {
 }
 
 // Empty, or why hostapd did not take it.
-std::string order(vap& target, const std::string& request, int wait_ms = hostapd_wait_ms) {
+std::string order(vap& target, const std::string& request, patience& time, int longest_ms = hostapd_wait_ms) {
     std::string reply;
-    const hostapd_result result = target.control().request(request, reply, wait_ms);
+    const hostapd_result result = time.ask(target.control(), request, reply, longest_ms);
+    if (result == hostapd_result::no_answer) return too_slow;
     if (result != hostapd_result::answered) return text_of(result);
     // Without the key.
     return reply == "OK" ? "" : "hostapd refuses \"" + request.substr(0, request.rfind(' ')) + "\"";
@@ -89,23 +90,24 @@ std::string key_holders::withdrawal(const std::string& vap_name, const remote& w
     for (const std::string& line : what.first == "r0kh" ? written.r0kh : written.r1kh) {
         const std::vector<std::string> words = words_of(line);
         const std::vector<std::string> wanted = words_of(what.second);
-        if (words.size() == 3 && words[1] == wanted[1]) return "SET " + what.first + " " + line;
+        // An R1 key holder's identity is an address, which may be written in capitals.
+        const auto compare = what.first == "r0kh" ? ::strcmp : ::strcasecmp;
+        if (words.size() == 3 && compare(words[1].c_str(), wanted[1].c_str()) == 0)
+            return "SET " + what.first + " " + line;
     }
     const std::string key = unknown_key();
     return key.empty() ? key : "SET " + what.first + " " + what.second + " " + key;
 }
 
-std::string key_holders::set_remotes(vap& target, state& held, bool& changed) {
-    const std::int64_t end_ms = monotonic_ms() + time_for_one_request_ms;
+std::string key_holders::set_remotes(vap& target, state& held, patience& time, bool& changed) {
     auto& known = held.in_effect.remotes;
     for (auto one = known.begin(); one != known.end();) {
         if (held.wanted.remotes.count(one->first) != 0) {
             ++one;
             continue;
         }
-        if (monotonic_ms() > end_ms) return too_slow;
         const std::string request = withdrawal(target.name(), one->first);
-        std::string reason = request.empty() ? "no random numbers" : order(target, request);
+        std::string reason = request.empty() ? "no random numbers" : order(target, request, time);
         if (!reason.empty()) return reason;
         one = known.erase(one);
         changed = true;
@@ -113,10 +115,9 @@ std::string key_holders::set_remotes(vap& target, state& held, bool& changed) {
     for (const auto& [what, key] : held.wanted.remotes) {
         const auto found = known.find(what);
         if (found != known.end() && found->second == key) continue;
-        if (monotonic_ms() > end_ms) return too_slow;
         std::string request = "SET ";
         request.append(what.first).append(" ").append(what.second).append(" ").append(key);
-        std::string reason = order(target, request);
+        std::string reason = order(target, request, time);
         if (!reason.empty()) return reason;
         known[what] = key;
         changed = true;
@@ -124,7 +125,7 @@ std::string key_holders::set_remotes(vap& target, state& held, bool& changed) {
     return {};
 }
 
-std::string key_holders::set_identity(vap& target, state& held, bool& changed) {
+std::string key_holders::set_identity(vap& target, state& held, patience& time, bool& changed) {
     holder_identity& known = held.in_effect.own;
     const holder_identity& wanted = held.wanted.own;
     const bool reload = !known.same_names(wanted);
@@ -134,7 +135,7 @@ std::string key_holders::set_identity(vap& target, state& held, bool& changed) {
     for (const auto& [key, member] : identity_fields) {
         const std::string& to = wanted.*member;
         if (!reason.empty() || known.*member == to || to.empty()) continue;
-        reason = order(target, std::string("SET ") + key + " " + written_form(key, to));
+        reason = order(target, std::string("SET ") + key + " " + written_form(key, to), time);
         if (reason.empty()) known.*member = to;
     }
     if (!reason.empty() || !reload) return reason;
@@ -144,16 +145,17 @@ std::string key_holders::set_identity(vap& target, state& held, bool& changed) {
                 target.name().c_str(), wanted.mobility_domain.c_str(), wanted.nas_identifier.c_str(),
                 wanted.r1_key_holder.c_str());
     changed = true;
-    return order(target, "RELOAD", reload_ms);
+    // Sent once: an answer that comes later than that changes nothing.
+    reason = order(target, "RELOAD", time, order_wait_ms);
+    return reason == too_slow ? text_of(hostapd_result::no_answer) : reason;
 }
 
-std::string key_holders::apply(const std::string& vap_name, state& held, bool& changed) {
+std::string key_holders::apply(const std::string& vap_name, state& held, patience& time, bool& changed) {
     vap* target = vaps_.find(vap_name);
     if (!target || !target->attached()) return "hostapd does not run it";
-    held.unfinished = true;
-    std::string reason = set_remotes(*target, held, changed);
-    if (reason.empty()) reason = set_identity(*target, held, changed);
-    if (reason != too_slow) held.unfinished = false;
+    std::string reason = set_remotes(*target, held, time, changed);
+    if (reason.empty()) reason = set_identity(*target, held, time, changed);
+    held.unfinished = reason == too_slow;
     return reason;
 }
 
@@ -179,29 +181,31 @@ std::string key_holders::update(const json_reader& request, bool& changed) {
         return first_reason.empty();
     });
     if (!first_reason.empty()) return first_reason;
+    patience time(order_wait_ms);
     for (auto& [name, wanted] : orders) {
         const bool is_new = orders_.count(name) == 0;
         state& held = orders_[name];
         if (is_new) held.in_effect.own = configured_identity(*vaps_.find(name));
         held.wanted = std::move(wanted);
         held.ending = false;
-        refuse(name, apply(name, held, changed));
+        refuse(name, apply(name, held, time, changed));
         log_info(process_log, "%s: %zu key holder entries\n", name.c_str(), held.wanted.remotes.size());
     }
     return first_reason;
 }
 
-std::string key_holders::reset_one(const std::string& vap_name, bool& changed) {
+std::string key_holders::reset_one(const std::string& vap_name, patience& time, bool& changed) {
     const auto found = orders_.find(vap_name);
     if (found == orders_.end()) return {};
     state& held = found->second;
     const vap* target = vaps_.find(vap_name);
     held.wanted = {};
     held.ending = true;
+    held.unfinished = false;
     std::string reason;
     if (target && target->attached()) {
         held.wanted.own = configured_identity(*target);
-        reason = apply(vap_name, held, changed);
+        reason = apply(vap_name, held, time, changed);
     }
     if (!held.unfinished) orders_.erase(found);
     return reason;
@@ -209,8 +213,9 @@ std::string key_holders::reset_one(const std::string& vap_name, bool& changed) {
 
 std::string key_holders::reset(const json_reader& request, bool& changed) {
     std::string first_reason;
+    patience time(order_wait_ms);
     request.for_each([&](const char* name, const json_reader&) {
-        const std::string reason = reset_one(name, changed);
+        const std::string reason = reset_one(name, time, changed);
         if (first_reason.empty() && !reason.empty()) first_reason = name + (": " + reason);
         return true;
     });
@@ -219,9 +224,10 @@ std::string key_holders::reset(const json_reader& request, bool& changed) {
 
 std::string key_holders::reset_all(bool& changed) {
     std::string first_reason;
+    patience time(end_wait_ms);
     while (!orders_.empty()) {
         const std::string name = orders_.begin()->first;
-        const std::string reason = reset_one(name, changed);
+        const std::string reason = reset_one(name, time, changed);
         if (first_reason.empty()) first_reason = reason;
         orders_.erase(name);
     }
@@ -235,7 +241,7 @@ void key_holders::hostapd_started(const std::string& vap_name) {
     found->second.in_effect = {};
     found->second.in_effect.own = configured_identity(*target);
     bool changed = false;
-    const std::string reason = apply(vap_name, found->second, changed);
+    const std::string reason = apply(vap_name, found->second, vaps_.time(), changed);
     if (!reason.empty()) log_warning(process_log, "%s: key holders: %s\n", vap_name.c_str(), reason.c_str());
 }
 
@@ -243,8 +249,11 @@ void key_holders::continue_slow() {
     for (auto one = orders_.begin(); one != orders_.end();) {
         state& held = one->second;
         bool changed = false;
-        if (held.unfinished) {
-            const std::string reason = apply(one->first, held, changed);
+        const vap* target = vaps_.find(one->first);
+        // Begun anew, hostapd is told all of it, and has nothing to be taken back.
+        if (!target || !target->attached()) held.unfinished = false;
+        if (held.unfinished && !vaps_.time().spent()) {
+            const std::string reason = apply(one->first, held, vaps_.time(), changed);
             if (reason != too_slow && !reason.empty())
                 log_warning(process_log, "%s: key holders: %s\n", one->first.c_str(), reason.c_str());
         }

@@ -43,7 +43,7 @@ class key_holders {
     // others now.
     std::string update(const json_reader& request, bool& changed);
     std::string reset(const json_reader& request, bool& changed);
-    // The same for all VAPs.
+    // The same for all VAPs, for an orderly end.
     std::string reset_all(bool& changed);
     // hostapd runs this VAP anew, as configured: what was ordered still holds.
     void hostapd_started(const std::string& vap_name);
@@ -60,13 +60,14 @@ class key_holders {
         bool ending = false;  // a reset that is not through
     };
     using remote = std::pair<std::string, std::string>;
+    // Each within the time that is given; what is left over is unfinished.
     holder_identity configured_identity(const vap& target) const;
     // The request that takes a remote back.
     std::string withdrawal(const std::string& vap_name, const remote& what) const;
-    std::string apply(const std::string& vap_name, state& held, bool& changed);
-    std::string set_remotes(vap& target, state& held, bool& changed);
-    std::string set_identity(vap& target, state& held, bool& changed);
-    std::string reset_one(const std::string& vap_name, bool& changed);
+    std::string apply(const std::string& vap_name, state& held, patience& time, bool& changed);
+    std::string set_remotes(vap& target, state& held, patience& time, bool& changed);
+    std::string set_identity(vap& target, state& held, patience& time, bool& changed);
+    std::string reset_one(const std::string& vap_name, patience& time, bool& changed);
 
     const vap_table& vaps_;
     const hostapd_config& hostapd_;

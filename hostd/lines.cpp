@@ -42,6 +42,12 @@ std::string line_value(std::string_view text, std::string_view key) {
     return {};
 }
 
+std::string plain_path(std::string path) {
+    const std::size_t at = path.find("-vap");
+    if (at != std::string::npos) path.erase(at + 3, 1);
+    return path;
+}
+
 std::int64_t number_of(std::string_view text, std::int64_t high) {
     std::int64_t number = -1;
     parse_number(text, 0, high, number);

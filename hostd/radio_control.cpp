@@ -15,6 +15,7 @@ constexpr int default_lowest_power = 11;   // dBm
 constexpr int default_highest_power = 20;  // dBm, where the kernel tells none
 constexpr int power_range = 100;           // dBm: beyond any radio
 constexpr std::int64_t switch_limit_ms = 4000;
+constexpr int attempts = 60;  // hostapd refuses a switch while another goes on, and while it begins
 
 const char* error_text(int result) { return std::strerror(-result); }
 
@@ -70,26 +71,54 @@ channel_use radio_control::configured_channel() const {
     return written.channel != 0 ? written : began_;
 }
 
-void radio_control::hostapd_started() {
+void radio_control::hostapd_started(int process) {
     announced_ = {};
-    began_ = current_channel();
-    const channel_use configured = configured_channel();
+    const bool first = process_ == 0;
+    // A VAP that goes and comes while the process stays comes back where it was.
+    if (process != process_) began_ = current_channel();
+    process_ = process;
     // What another ravd-hostd ordered that was killed: a reset has to undo it.
-    if (first_ && ordered_.channel == 0 && began_.channel != 0 && began_.channel != configured.channel)
+    if (first && ordered_.channel == 0 && began_.channel != 0 && began_.channel != configured_channel().channel)
         ordered_ = began_;
-    first_ = false;
+    // The radio may be another one, after its driver was loaded anew.
+    const std::optional<int> power = ordered_power_ ? ordered_power_ : configured_power();
+    std::string reason = power ? set_power(power) : "";
+    if (!reason.empty()) log_warning(process_log, "%s: %s\n", name_.c_str(), reason.c_str());
     bool changed = false;
     if (ordered_.channel == 0) return;
-    const std::string reason = go_to(ordered_, changed);
-    if (!reason.empty()) log_warning(process_log, "%s stays as hostapd began: %s\n", name_.c_str(), reason.c_str());
+    reason = go_where_due(vaps_.time(), changed);
+    if (!reason.empty())
+        log_warning(process_log, "%s stays as hostapd began for now: %s\n", name_.c_str(), reason.c_str());
 }
 
-std::string radio_control::go_to(const channel_use& use, bool& changed) {
+std::string radio_control::go_where_due(patience& time, bool& changed) {
+    const channel_use due = ordered_.channel != 0 ? ordered_ : configured_channel();
+    // Without a VAP on the air there is nothing to do: hostapd begins as configured, and is told what is ordered then.
+    std::string reason = due.channel != 0 && vaps_.of_radio(index_) ? go_to(due, time, changed) : "";
+    if (reason.empty())
+        attempts_left_ = 0;
+    else if (attempts_left_ == 0)
+        attempts_left_ = attempts;
+    return reason;
+}
+
+void radio_control::follow() {
+    if (attempts_left_ == 0 || announced_.to.channel != 0 || vaps_.time().spent()) return;
+    --attempts_left_;
+    const int left = attempts_left_;
+    bool changed = false;
+    const std::string reason = go_where_due(vaps_.time(), changed);
+    if (reason.empty()) return;
+    attempts_left_ = left;
+    if (left == 0) log_warning(process_log, "%s stays where it is: %s\n", name_.c_str(), reason.c_str());
+}
+
+std::string radio_control::go_to(const channel_use& use, patience& time, bool& changed) {
     vap* running = vaps_.of_radio(index_);
     if (!running) return "hostapd has no VAP of " + name_ + " on the air";
-    if (announced_.channel != 0 && same_channel(announced_, use)) return {};
+    if (announced_.to.channel != 0 && same_channel(announced_.to, use)) return {};
     const channel_use current = current_channel();
-    if (announced_.channel == 0 && same_channel(current, use)) return {};
+    if (announced_.to.channel == 0 && same_channel(current, use)) return {};
     // hostapd would be left with the other band's rates.
     if (current.channel != 0 && use.channel != 0 && (current.channel <= 14) != (use.channel <= 14))
         return "that is not the radio's band";
@@ -99,23 +128,22 @@ std::string radio_control::go_to(const channel_use& use, bool& changed) {
     const std::string order = channel_switch_order(use, *info, running->description().modes, reason);
     if (order.empty()) return reason;
     std::string reply;
-    const hostapd_result result = running->control().request(order, reply, hostapd_wait_ms);
+    const hostapd_result result = time.ask(running->control(), order, reply);
     if (result != hostapd_result::answered) return text_of(result);
     if (reply != "OK") return "hostapd refuses to go to " + told(use);
     log_info(process_log, "%s: goes to %s\n", name_.c_str(), told(use).c_str());
-    announced_ = use;
-    announced_until_ms_ = monotonic_ms() + switch_limit_ms;
+    announced_ = {use, monotonic_ms() + switch_limit_ms};
     changed = true;
     return {};
 }
 
 bool radio_control::switch_ended(std::int64_t now_ms) {
-    if (announced_.channel == 0) return false;
+    if (announced_.to.channel == 0) return false;
     const channel_use current = current_channel();
-    const bool there = same_channel(current, announced_);
-    if (!there && now_ms < announced_until_ms_) return false;
+    const bool there = same_channel(current, announced_.to);
+    if (!there && now_ms < announced_.until_ms) return false;
     if (!there)
-        log_warning(process_log, "%s: should be on %s, is on %s\n", name_.c_str(), told(announced_).c_str(),
+        log_warning(process_log, "%s: should be on %s, is on %s\n", name_.c_str(), told(announced_.to).c_str(),
                     told(current).c_str());
     announced_ = {};
     return true;
@@ -132,7 +160,7 @@ std::string radio_control::set_power(std::optional<int> dbm) {
 }
 
 std::string radio_control::update(const radio_order& order, bool& changed) {
-    channel_use use = current_channel();
+    channel_use use = announced_.to.channel != 0 ? announced_.to : current_channel();
     const bool moves = !order.channel.empty() || !order.bandwidth.empty() || !order.sideband.empty();
     if (!order.channel.empty()) use.channel = number_or_0(order.channel, 200);
     if (!order.bandwidth.empty()) use.width = number_or_0(order.bandwidth, 320);
@@ -144,9 +172,11 @@ std::string radio_control::update(const radio_order& order, bool& changed) {
             return "a power of " + order.power + " is outside the radio's limits";
     }
     if (moves) {
-        std::string reason = go_to(use, changed);
+        patience time(order_wait_ms);
+        std::string reason = go_to(use, time, changed);
         if (!reason.empty()) return reason;
         ordered_ = use;
+        attempts_left_ = 0;
     }
     if (power) {
         std::string reason = set_power(power);
@@ -160,25 +190,25 @@ std::string radio_control::update(const radio_order& order, bool& changed) {
 std::string radio_control::reset(bool& changed) {
     std::string reason;
     if (ordered_power_) {
-        const auto own = own_value("tx-power");
-        reason = set_power(own ? std::optional<int>(static_cast<int>(number_of(*own, power_range))) : std::nullopt);
+        reason = set_power(configured_power());
         if (reason.empty()) changed = true;
         ordered_power_.reset();
     }
-    const channel_use configured = configured_channel();
-    // Without a VAP on the air there is nothing to undo: hostapd begins as configured.
-    if (ordered_.channel != 0 && configured.channel != 0 && vaps_.of_radio(index_)) {
-        std::string other = go_to(configured, changed);
-        // hostapd refuses while another switch goes on: the next reset tries again.
-        if (!other.empty()) return other;
-    }
+    if (ordered_.channel == 0 && attempts_left_ == 0) return reason;
     ordered_ = {};
-    return reason;
+    patience time(order_wait_ms);
+    std::string other = go_where_due(time, changed);
+    return reason.empty() ? other : reason;
 }
 
 std::optional<std::string> radio_control::own_value(const char* key) const {
     const auto found = own_.values.find("/interface/" + name_ + "/wlan/radio/" + key);
     return found == own_.values.end() ? std::nullopt : std::optional<std::string>(found->second);
+}
+
+std::optional<int> radio_control::configured_power() const {
+    const auto own = own_value("tx-power");
+    return own ? std::optional<int>(static_cast<int>(number_or_0(*own, power_range))) : std::nullopt;
 }
 
 int radio_control::power_limit(bool highest) const {
@@ -208,9 +238,10 @@ std::optional<std::string> radio_control::value(const std::string& key) const {
     if (key == "tx-power-min") return std::to_string(power_limit(false));
     if (key == "use-limit-channels") return "false";
     if (key == "tx-power") {
+        const std::optional<int> power = ordered_power_ ? ordered_power_ : configured_power();
         wireless_interface radio;
-        if (!interface_named(name_, radio)) return std::nullopt;
-        return std::to_string(ordered_power_.value_or(radio.tx_power / 100));
+        if (!power && !interface_named(name_, radio)) return std::nullopt;
+        return std::to_string(power ? *power : radio.tx_power / 100);
     }
     if (key == "country") {
         std::string country;

@@ -31,10 +31,13 @@ class radio_control {
     // Carries an order out. Empty, or the reason why nothing of it was done; `changed` when the radio does or will do
     // something else.
     std::string update(const radio_order& order, bool& changed);
-    // Drops what was ordered: back to what is configured.
+    // Drops what was ordered: back to what is configured. Where hostapd does not go there now, the reason; it is asked
+    // again by follow().
     std::string reset(bool& changed);
-    // hostapd began anew, on the configured channel: what was ordered still holds.
-    void hostapd_started();
+    // hostapd, this process, has the radio on the air anew, on the configured channel: what was ordered still holds.
+    void hostapd_started(int process);
+    // Once a second: asks hostapd again for a channel that it refused to go to.
+    void follow();
 
     // Values of the configuration tree below "/interface/RADIO/wlan/radio/"; nothing for an unknown key.
     std::optional<std::string> value(const std::string& key) const;
@@ -42,15 +45,22 @@ class radio_control {
     // While a switch is announced: whether it is over, which is logged when the radio did not get there. Looked at
     // again and again; true once.
     bool switch_ended(std::int64_t now_ms);
-    bool switching() const { return announced_.channel != 0; }
+    bool switching() const { return announced_.to.channel != 0; }
 
   private:
+    struct announcement {
+        channel_use to;  // a switch that goes on; 0: none
+        std::int64_t until_ms = 0;
+    };
     bool interface_named(const std::string& name, wireless_interface& found) const;
     // Channel of a VAP on the air; 0 when there is none.
     channel_use current_channel() const;
     channel_use configured_channel() const;
-    std::string go_to(const channel_use& use, bool& changed);
+    std::string go_to(const channel_use& use, patience& time, bool& changed);
+    // To what is ordered, else to what is configured.
+    std::string go_where_due(patience& time, bool& changed);
     std::string set_power(std::optional<int> dbm);
+    std::optional<int> configured_power() const;
     std::optional<phy_info> phy() const;
     int power_limit(bool highest) const;
     // A value of our own configuration file.
@@ -62,12 +72,12 @@ class radio_control {
     const vap_table& vaps_;
     const hostapd_config& hostapd_;
     const settings& own_;
-    bool first_ = true;    // hostapd was not seen yet
-    channel_use began_;    // where hostapd began; for a channel that it chose itself
+    int process_ = 0;      // the hostapd that was seen last; 0: none yet
+    channel_use began_;    // where it began; for a channel that it chose itself
     channel_use ordered_;  // 0: none
     std::optional<int> ordered_power_;
-    channel_use announced_;  // a switch that goes on; 0: none
-    std::int64_t announced_until_ms_ = 0;
+    announcement announced_;
+    int attempts_left_ = 0;  // to go where it is due, after a hostapd that refused
 };
 
 }  // namespace ravd::hostd

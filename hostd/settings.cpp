@@ -9,10 +9,13 @@
 namespace ravd::hostd {
 namespace {
 
+constexpr int power_limit = 100;  // dBm: beyond any radio
+
 bool take(const std::string& key, const std::string& text, settings& result) {
     if (key[0] == '/') {
         if (key.back() == '/' || key.find("//") != std::string::npos) return false;
-        result.values[key] = text;
+        if (key.find("/tx-power") != std::string::npos && number_of(text, power_limit) < 0) return false;
+        result.values[plain_path(key)] = text;
     } else if (key == "hostapd_directory") {
         result.hostapd_directory = text;
         return !text.empty() && text[0] == '/';

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "core/ifname.h"
+#include "hostd/lines.h"
 #include "platform/factory.h"
 #include "platform/system.h"
 #include "platform/unique_fd.h"
@@ -68,10 +69,16 @@ bool radio_setup::find_phy(const setup_radio& radio) {
         return radio.phy == radio_names[static_cast<std::size_t>(radio.index)] ||
                succeeded(kernel_.delete_interface(named.index), radio.phy + " removed");
     }
-    for (phy_ = 0; phy_ < phy_limit; ++phy_) {
+    const auto has_name = [&](std::int64_t number) {
         phy_info info;
-        if (kernel_.get_phy(phy_, info) == 0 && info.name == radio.phy) return true;
-    }
+        phy_ = static_cast<std::uint32_t>(number);
+        return number >= 0 && kernel_.get_phy(phy_, info) == 0 && info.name == radio.phy;
+    };
+    // As the kernel numbers them, one more with each load of a driver; only a radio that was renamed has to be looked
+    // for.
+    if (radio.phy.compare(0, 3, "phy") == 0 && has_name(number_of(radio.phy.substr(3), UINT32_MAX))) return true;
+    for (std::uint32_t number = 0; number < phy_limit; ++number)
+        if (has_name(number)) return true;
     reason_ = "there is neither a radio nor an interface " + radio.phy;
     return false;
 }

@@ -10,6 +10,7 @@ namespace {
 
 constexpr int vaps_a_radio = 7;
 constexpr std::size_t name_limit = 15;
+constexpr const char* capitals = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 
 bool take_vap(const std::string& name, setup_description& result) {
     int radio = 0;
@@ -36,8 +37,9 @@ bool take_radio(const std::string& name, const std::string& phy, setup_descripti
 
 bool take(const std::vector<std::string>& words, setup_description& result) {
     if (words[0] == "country" && words.size() == 2) {
+        // In small letters the kernel would find no rules for it, and not say so.
         result.country = words[1];
-        return result.country.size() == 2;
+        return result.country.size() == 2 && result.country.find_first_not_of(capitals) == std::string::npos;
     }
     if (words[0] == "base" && words.size() == 2) {
         MacAddr base;

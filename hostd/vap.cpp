@@ -1,16 +1,14 @@
 #include "hostd/vap.h"
 
 #include <tuple>
-#include <utility>
 
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "hostd/lines.h"
+#include "message/mac_addr.h"
 
 namespace ravd::hostd {
 namespace {
-
-constexpr std::int64_t retry_ms = 5000;  // after a hostapd that listens and does not answer
 
 auto fields(const vap_description& one) {
     return std::tie(one.enabled, one.ssid, one.security, one.bssid, one.fast_transition, one.modes.ht, one.modes.vht,
@@ -43,6 +41,7 @@ vap_description describe(const std::string& status, const std::string& config) {
     result.ssid = line_value(config, "ssid");
     result.security = security_of(line_value(config, "wpa"), key_management);
     result.bssid = line_value(config, "bssid");
+    if (!is_plain_mac(result.bssid.c_str())) result.bssid.clear();
     result.fast_transition = key_management.find("FT-") != std::string::npos;
     result.modes.ht = line_value(status, "ieee80211n") == "1";
     result.modes.vht = line_value(status, "ieee80211ac") == "1";
@@ -50,33 +49,33 @@ vap_description describe(const std::string& status, const std::string& config) {
     return result;
 }
 
-vap::vap(const std::string& name, const std::string& directory)
-    : name_(name), radio_(radio_index(name.c_str())), control_(name, directory), events_(name, directory) {}
+vap::vap(const std::string& name, const std::string& directory, patience& time)
+    : name_(name),
+      radio_(radio_index(name.c_str())),
+      control_(name, directory),
+      events_(name, directory),
+      time_(time) {}
 
-bool vap::follow(std::int64_t now_ms) {
-    const bool was_attached = events_.attached();
+void vap::follow() {
     events_.verify();
-    if (!events_.attached() && now_ms >= next_attempt_ms_) {
-        const hostapd_result result = events_.attach(hostapd_wait_ms);
-        if (result == hostapd_result::answered && !refresh() && description_ == vap_description())
-            log_warning(process_log, "%s: hostapd does not tell what it is\n", name_.c_str());
-        if (result != hostapd_result::answered && result != hostapd_result::absent) {
-            log_warning(process_log, "%s: %s\n", name_.c_str(), text_of(result));
-            next_attempt_ms_ = now_ms + retry_ms;
-        }
+    if (!events_.attached() && !time_.spent()) {
+        const hostapd_result result = time_.attach(events_);
+        const bool listens = result != hostapd_result::absent;
+        const bool tells = result == hostapd_result::answered && (refresh() || description_ != vap_description());
+        if (listens && !tells && !silent_)
+            log_warning(process_log, "%s: hostapd listens, and does not tell what it is\n", name_.c_str());
+        silent_ = listens && !tells;
     }
     if (!events_.attached()) description_ = {};
-    return events_.attached() != was_attached;
 }
 
 bool vap::refresh() {
     std::string status;
     std::string config;
-    if (control_.request("STATUS", status, hostapd_wait_ms) != hostapd_result::answered ||
-        control_.request("GET_CONFIG", config, hostapd_wait_ms) != hostapd_result::answered)
+    if (ask("STATUS", status) != hostapd_result::answered || ask("GET_CONFIG", config) != hostapd_result::answered)
         return false;
-    const vap_description before = std::exchange(description_, describe(status, config));
-    return before != description_;
+    description_ = describe(status, config);
+    return true;
 }
 
 }  // namespace ravd::hostd

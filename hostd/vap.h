@@ -1,16 +1,13 @@
 // One VAP: hostapd's control socket and events of its interface, and what they told of it last.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "hostd/channel.h"
+#include "hostd/patience.h"
 #include "platform/hostapd_control.h"
 
 namespace ravd::hostd {
-
-// Longest wait for one answer of hostapd: the agent waits 2 s for ours.
-constexpr int hostapd_wait_ms = 500;
 
 struct vap_description {
     bool enabled = false;  // hostapd has it on the air
@@ -29,7 +26,8 @@ vap_description describe(const std::string& status, const std::string& config);
 
 class vap {
   public:
-    vap(const std::string& name, const std::string& directory);
+    // `time` outlives it: what all VAPs of a hostapd wait for it.
+    vap(const std::string& name, const std::string& directory, patience& time);
 
     const std::string& name() const { return name_; }
     int radio() const { return radio_; }
@@ -37,14 +35,15 @@ class vap {
     bool attached() const { return events_.attached(); }
     int descriptor() const { return events_.descriptor(); }
 
-    // Attaches where hostapd listens again, and finds out whether it still does. True when that changed. Waits only for
-    // one that listens; `now_ms` is the monotonic clock.
-    bool follow(std::int64_t now_ms);
-    // Asks again what the VAP is. True when it is something else now; false as well when nobody answers in time.
+    // Attaches where hostapd listens again, and finds out whether it still does. Waits only for one that listens.
+    void follow();
+    // Asks again what the VAP is. False when nobody answers in time.
     bool refresh();
+    // One question about it.
+    hostapd_result ask(const std::string& request, std::string& reply) { return time_.ask(control_, request, reply); }
 
     // After events that seem to have been lost.
-    void attach_again() { events_.attach(hostapd_wait_ms); }
+    void attach_again() { time_.attach(events_); }
     bool next_event(std::string& event) { return events_.next(event); }
     hostapd_control& control() { return control_; }
     // hostapd's process; 0 while unattached.
@@ -55,8 +54,9 @@ class vap {
     int radio_;
     hostapd_control control_;
     hostapd_events events_;
+    patience& time_;
     vap_description description_;
-    std::int64_t next_attempt_ms_ = 0;  // of attaching, when hostapd did not answer
+    bool silent_ = false;  // said already
 };
 
 }  // namespace ravd::hostd

@@ -23,7 +23,7 @@ void vap_table::look() {
     if (!directory) return;
     while (const dirent* entry = ::readdir(directory)) {
         if (!is_vap_name(entry->d_name) || find(entry->d_name) || vaps_.size() >= limit) continue;
-        vaps_.push_back(std::make_unique<vap>(entry->d_name, directory_));
+        vaps_.push_back(std::make_unique<vap>(entry->d_name, directory_, time_));
         std::sort(vaps_.begin(), vaps_.end(), [](const auto& a, const auto& b) { return a->name() < b->name(); });
     }
     ::closedir(directory);

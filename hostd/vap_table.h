@@ -16,6 +16,8 @@ class vap_table {
 
     explicit vap_table(std::string directory) : directory_(std::move(directory)) {}
 
+    // The time for looking after them, of one turn.
+    patience& time() const { return time_; }
     // Looks for control sockets of new VAPs; those that went stay, unattached.
     void look();
 
@@ -26,6 +28,7 @@ class vap_table {
 
   private:
     std::string directory_;
+    mutable patience time_{turn_wait_ms};
     std::vector<std::unique_ptr<vap>> vaps_;
 };
 

@@ -90,10 +90,10 @@ hostapd_result wait_for_answer(wpa_ctrl* connection, std::string& reply, int tim
             case received::lost:
                 return hostapd_result::absent;
             case received::event:
-                continue;
             case received::nothing:
                 break;
         }
+        // Events without end do not keep it either; behind them there may be an answer, and no wait.
         const std::int64_t left = end - monotonic_ms();
         if (left <= 0) return hostapd_result::no_answer;
         sys::wait_readable(wpa_ctrl_get_fd(connection), static_cast<int>(left));

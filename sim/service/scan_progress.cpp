@@ -99,7 +99,8 @@ std::string scan_progress::turn(double now) {
 
 std::string scan_progress::reported(double now) {
     if (orders_.empty()) return "";
-    const int took = static_cast<int>(now - begun_);
+    // The times of a log may leap.
+    const int took = static_cast<int>(std::clamp(now - begun_, 0.0, 1e9));
     orders_.pop_front();
     if (!orders_.empty()) begin(orders_.front(), now);
     return "scan: reported after " + seconds(took);

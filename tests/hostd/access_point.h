@@ -7,15 +7,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "hostd/host.h"
 #include "hostd/lines.h"
 #include "platform/monotonic.h"
+#include "tests/hostd/memory_kernel.h"
 #include "tests/support/fake_hostapd.h"
 #include "tests/support/fake_system.h"
 
@@ -23,97 +21,6 @@ namespace ravd::hostd::testing {
 
 using ravd::testing::fake_hostapd;
 using ravd::testing::fake_system;
-
-// Interfaces by name, numbered as they came; phy 0 and 1 with channels 1 to 11, 36 to 48, 52 (radar) and 149 to 161.
-class memory_kernel final : public nl80211_port {
-  public:
-    struct radio {
-        std::optional<std::int32_t> power;  // as set
-    };
-    std::vector<wireless_interface> interfaces;
-    std::map<std::uint32_t, std::vector<heard_station>> stations;  // by interface
-    radio radios[2];
-    std::vector<std::string> added;
-
-    wireless_interface& make(const std::string& name, std::uint32_t phy, wireless_type type, std::uint32_t mhz = 0) {
-        wireless_interface one;
-        one.index = static_cast<std::uint32_t>(interfaces.size()) + 1;
-        one.phy = phy;
-        one.name = name;
-        one.type = type;
-        one.frequency = one.centre = mhz;
-        one.width = mhz == 0 ? 0 : 20;
-        one.tx_power = 2000;
-        if (type == wireless_type::access_point) one.ssid = "office";
-        interfaces.push_back(one);
-        return interfaces.back();
-    }
-    wireless_interface* find(const std::string& name) {
-        const auto same = [&](const auto& one) { return one.name == name; };
-        const auto found = std::find_if(interfaces.begin(), interfaces.end(), same);
-        return found == interfaces.end() ? nullptr : &*found;
-    }
-
-    int interface_index(const char* name, std::uint32_t& index) override {
-        const wireless_interface* found = find(name);
-        if (found) index = found->index;
-        return found ? 0 : -ENODEV;
-    }
-    int get_interface(std::uint32_t index, wireless_interface& interface) override {
-        for (const wireless_interface& one : interfaces)
-            if (one.index == index) return interface = one, 0;
-        return -ENODEV;
-    }
-    int get_phy(std::uint32_t phy, phy_info& info) override {
-        if (phy > 1) return -ENODEV;
-        info = {};
-        info.name = "phy" + std::to_string(phy);
-        info.bands.resize(2);
-        info.bands[0].ht_capabilities = info.bands[1].ht_capabilities = std::uint16_t{0x000e};
-        info.bands[1].vht_capabilities = 1;
-        const auto add = [&](int band, std::uint32_t channel) {
-            phy_channel one;
-            one.frequency = frequency_of_channel(channel);
-            one.max_power = 2000;
-            one.radar = channel == 52;
-            info.bands[static_cast<std::size_t>(band)].channels.push_back(one);
-        };
-        for (std::uint32_t channel = 1; channel <= 11; ++channel)
-            add(0, channel);
-        for (const std::uint32_t channel : {36u, 40u, 44u, 48u, 52u, 149u, 153u, 157u, 161u})
-            add(1, channel);
-        return 0;
-    }
-    int add_interface(std::uint32_t phy, const char* name, wireless_type type, const std::array<std::uint8_t, 6>* mac,
-                      std::uint32_t& index) override {
-        wireless_interface& one = make(name, phy, type);
-        if (mac) one.mac = *mac;
-        index = one.index;
-        added.push_back(name);
-        return 0;
-    }
-    int delete_interface(std::uint32_t index) override {
-        const auto same = [&](const auto& one) { return one.index == index; };
-        interfaces.erase(std::remove_if(interfaces.begin(), interfaces.end(), same), interfaces.end());
-        return 0;
-    }
-    int set_tx_power(std::uint32_t phy, std::optional<std::int32_t> power) override {
-        radios[phy].power = power;
-        return 0;
-    }
-    int get_stations(std::uint32_t index, std::vector<heard_station>& out, std::size_t) override {
-        out = stations[index];
-        return 0;
-    }
-    int get_country(std::string& alpha2) override { return alpha2 = "US", 0; }
-    int set_country(const char*) override { return 0; }
-    int list_interfaces(std::vector<wireless_interface>&, std::size_t) override { return 0; }
-    int trigger_scan(std::uint32_t, const scan_request&) override { return -EOPNOTSUPP; }
-    int abort_scan(std::uint32_t) override { return -ENOENT; }
-    int get_scan(std::uint32_t, const std::function<void(const heard_bss&)>&, std::size_t) override { return 0; }
-    int event_descriptor() override { return -1; }
-    int read_events(const std::function<void(const wireless_notice&)>&) override { return 0; }
-};
 
 // A process that has ended.
 inline int ended_process() {
@@ -134,7 +41,8 @@ class hostd_test : public ::testing::Test {
         system.write_file("/etc/hostapd.conf",
                           "interface=wlan0-va0\nchannel=6\nieee80211n=1\nrrm_neighbor_report=1\n"
                           "wpa_passphrase=secret\nmobility_domain=12ab\nnas_identifier=ap1\n"
-                          "r0kh=02:00:00:00:00:07 known 00112233445566778899aabbccddeeff\n");
+                          "r0kh=02:00:00:00:00:07 known 00112233445566778899aabbccddeeff\n"
+                          "r1kh=02:00:00:00:00:0A 02:00:00:00:00:0A 00112233445566778899aabbccddeeff\n");
         hostapd.on_request = [this](const std::string& name, const std::string& request) {
             return answer(name, request);
         };
@@ -232,7 +140,11 @@ class hostd_test : public ::testing::Test {
         system.reset();
         result.hostapd_files = {system.root() + "/etc/hostapd.conf"};
         result.values["/interface/wlan1/wlan/radio/tx-power-max"] = "15";
-        result.values["/corvane/tpc"] = "false";
+        std::string error;
+        EXPECT_TRUE(
+            parse_settings("/corvane/tpc=false\n/interface/wlan0/wlan/radio/tx-power=17\n"
+                           "/interface/wlan0-va0/vap/captive-portal/enabled=true\n",
+                           result, error));
         return result;
     }
 };

@@ -18,7 +18,8 @@ TEST(settings_file, lines_are_taken_or_named) {
     EXPECT_EQ(own.hostapd_directory, "/run/other");
     EXPECT_THAT(own.hostapd_files, ElementsAre("/a", "/b"));
     EXPECT_EQ(own.values["/interface/wlan0/wlan/radio/limit-channels"], "1 6 11");
-    for (const char* bad : {"dca=true", "no equals", "=x", "hostapd_config=relative", "/a//b=x", "/a/=x"}) {
+    for (const char* bad : {"dca=true", "no equals", "=x", "hostapd_config=relative", "/a//b=x", "/a/=x",
+                            "/interface/wlan0/wlan/radio/tx-power=low"}) {
         EXPECT_FALSE(parse_settings(std::string("#\n") + bad, own, error)) << bad;
         EXPECT_EQ(error, std::string("line 2: not usable: ") + bad);
     }
@@ -94,11 +95,13 @@ TEST_F(setup_test, a_radio_is_found_by_its_interface_which_goes) {
     EXPECT_EQ(kernel.find("wlp2s0"), nullptr);
     EXPECT_EQ(kernel.find("wlan0-va0")->phy, 1u);
     EXPECT_EQ(make("base 02:00:5E:00:01:00\nwlan0 phy0\n"), "wlan0 is there, of another radio or kind");
+    kernel.first_phy = 4000;  // the driver was loaded often
+    EXPECT_EQ(make("base 02:00:5E:00:01:00\nwlan1 phy4001\n"), "done");
 }
 
 TEST_F(setup_test, refuses_at_the_line_or_the_step) {
     for (const char* bad : {"wlan0", "wlan0 phy0 phy1", "wlan0-va0", "eth0 phy0", "wlan7 phy0", "country USA",
-                            "base 02:00", "wlan0;reboot phy0", "wlan0 a-name-that-is-too-long"})
+                            "country us", "base 02:00", "wlan0;reboot phy0", "wlan0 a-name-that-is-too-long"})
         EXPECT_EQ(make(bad), std::string("line 1: not usable: ") + bad);
     EXPECT_EQ(make("# nothing"), "it has no radio");
     EXPECT_EQ(make("wlan0 phy0\nwlan0-va0\nwlan0-va0"), "line 3: not usable: wlan0-va0");

@@ -69,7 +69,8 @@ TEST_F(hostd_test, values_come_from_the_own_file_hostapd_and_the_kernel) {
         {"/interface/wlan1/wlan/radio/auto-channel", "true"},
         {"/interface/wlan0/wlan/radio/tx-power-max", "20"},
         {"/interface/wlan1/wlan/radio/tx-power-max", "15"},
-        {"/interface/wlan0/wlan/radio/tx-power", "20"},
+        {"/interface/wlan1/wlan/radio/tx-power", "20"},
+        {"/interface/wlan0-vap0/vap/captive-portal/enabled", "true"},
         {"/interface/wlan0/wlan/radio/country", "US"},
         {"/interface/wlan0/wlan/wds/enabled", "false"},
         {"/interface/wlan0-wds3/common/enabled", "false"},
@@ -112,7 +113,7 @@ TEST_F(hostd_test, a_channel_is_announced_held_over_a_restart_and_given_back) {
     EXPECT_THAT(reset("wlan0"), HasSubstr("refuses"));
     refused.clear();
     orders();
-    EXPECT_EQ(reset("wlan0"), "ok");
+    pass(1100);  // hostapd is asked again
     EXPECT_THAT(orders(), ElementsAre("wlan0-va0 CHAN_SWITCH 5 2437 center_freq1=2437 bandwidth=20 ht"));
     EXPECT_EQ(reset("wlan0"), "ok");
     EXPECT_THAT(orders(), IsEmpty());
@@ -150,12 +151,48 @@ TEST_F(hostd_test, what_cannot_be_is_refused_with_its_reason_and_changes_nothing
 TEST_F(hostd_test, power_is_the_kernels) {
     start_hostapd();
     pass(1500);
+    EXPECT_EQ(kernel.radios[0].power, 1700);
+    EXPECT_EQ(update("wlan0", R"("tx-power":"12")"), "ok");
+    EXPECT_EQ(get("/interface/wlan0/wlan/radio/tx-power"), "12");
+    kernel.radios[0].power.reset();  // another radio, after its driver was loaded anew
+    stop_hostapd();
+    pass(1500);
+    start_hostapd();
+    pass(1500);
+    EXPECT_EQ(kernel.radios[0].power, 1200);
+    EXPECT_EQ(reset("wlan0"), "ok");
+    EXPECT_EQ(kernel.radios[0].power, 1700);
+    notified("");
     EXPECT_EQ(update("wlan1", R"("tx-power":"12")"), "ok");
     EXPECT_TRUE(notified("config_updated"));
     EXPECT_EQ(kernel.radios[1].power, 1200);
     EXPECT_EQ(get("/interface/wlan1/wlan/radio/tx-power"), "12");
     all.reset();
     EXPECT_EQ(kernel.radios[1].power, std::nullopt);
+}
+
+TEST_F(hostd_test, a_hostapd_that_hangs_keeps_the_agent_waiting_for_nothing_but_its_own_orders) {
+    start_hostapd();
+    pass(1500);
+    ask(R"({"command":"update-corvane-fbt","wlan0-va0":{"ft-config":{"mobility-domain":4779,"r0-key-holder-id":"ap1",)"
+        R"("r1-key-holder-id":"020000000001","mac":{"x":{"r0-kh-id":"ap2","r1-kh-id":"020000000002",)"
+        R"("r0-kh-key":"00112233445566778899aabbccddeeff","r1-kh-key":"00112233445566778899aabbccddeeff"}}}}})");
+    orders();
+    hostapd.hangs = true;
+    for (int i = 10; i < 40; ++i) {
+        hostapd.raise("wlan0-va0", "AP-STA-CONNECTED 02:00:00:00:00:" + std::to_string(i));
+        hostapd.raise("wlan1-va0", i % 2 ? "AP-DISABLED" : "AP-ENABLED");
+    }
+    const std::int64_t began = monotonic_ms();
+    all.turn(began);
+    EXPECT_LE(monotonic_ms() - began, turn_wait_ms);
+    // Taken back when it answers again.
+    EXPECT_THAT(ask(R"({"command":"reset-corvane-fbt","wlan0-va0":{}})"), HasSubstr("slow"));
+    hostapd.hangs = false;
+    orders();
+    pass(7000);
+    EXPECT_THAT(orders(), ElementsAre(HasSubstr("SET r0kh 02:00:00:00:00:02 ap2"), HasSubstr("SET r1kh"),
+                                      HasSubstr("SET ft_over_ds 1")));
 }
 
 class agent_on_the_bus {
@@ -204,6 +241,9 @@ TEST_F(hostd_test, clients_are_told_to_the_agent_as_they_come_go_and_roam) {
     for (const char* expected :
          {R"("auth","dev":"wlan0-va0")", R"("recv-disassoc","dev":"wlan0-va0")", R"("auth","dev":"wlan1-va0")"})
         EXPECT_THAT(agent.next(), HasSubstr(expected));
+    kernel.station_error = -EBUSY;
+    pass(31000);
+    kernel.station_error = 0;
     // hostapd told of neither: its listener was dropped.
     kernel.stations[3] = {known};
     kernel.stations[4] = {};

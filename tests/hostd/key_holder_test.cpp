@@ -53,8 +53,13 @@ TEST_F(key_holder_test, only_what_differs_is_told_and_stations_stay) {
     ASSERT_THAT(told, SizeIs(2));
     EXPECT_THAT(told[0], AllOf(HasSubstr("SET r0kh 02:00:00:00:00:02 ap2 "), Not(HasSubstr(key)))) << "a key left";
     // The configured one gets its own key back.
+    EXPECT_EQ(ask(order(two + "," + remote("ap3", "02:00:00:00:00:0A"))), "ok");
+    orders();
     EXPECT_EQ(ask(withdraw), "ok");
-    EXPECT_THAT(orders(), Contains("wlan0-va0 SET r0kh 02:00:00:00:00:07 known 00112233445566778899aabbccddeeff"));
+    const auto given = orders();
+    EXPECT_THAT(given, Contains("wlan0-va0 SET r0kh 02:00:00:00:00:07 known 00112233445566778899aabbccddeeff"));
+    EXPECT_THAT(given,
+                Contains("wlan0-va0 SET r1kh 02:00:00:00:00:0A 02:00:00:00:00:0A 00112233445566778899aabbccddeeff"));
     EXPECT_EQ(ask(withdraw), "ok");
     EXPECT_THAT(orders(), IsEmpty());
 }
