@@ -30,7 +30,7 @@ class tls_door::tunnel {
         SSL_set_fd(ssl_, tcp_.get());
         SSL_set_accept_state(ssl_);
         loop_.watch(tcp_.get(), POLLIN, [this](short) { pump(); });
-        loop_.watch(plain_.get(), 0, [this](short) { pump(); });
+        loop_.watch(plain_.get(), POLLIN, [this](short) { pump(); });
     }
     tunnel(const tunnel&) = delete;
     tunnel& operator=(const tunnel&) = delete;
@@ -50,7 +50,7 @@ class tls_door::tunnel {
         }
         if (ended()) return;
         if (to_plain_.empty()) tcp_events_ |= POLLIN;
-        const int wait_for_agent = greeted_ && to_tls_.empty() ? POLLIN : 0;
+        const int wait_for_agent = to_tls_.empty() ? POLLIN : 0;
         const int wait_for_room = to_plain_.empty() ? 0 : POLLOUT;
         loop_.change(tcp_.get(), tcp_events_);
         loop_.change(plain_.get(), static_cast<short>(wait_for_agent | wait_for_room));
@@ -92,7 +92,12 @@ class tls_door::tunnel {
     }
 
     bool pump_out() {
-        if (ended() || !greeted_) return false;
+        if (ended()) return false;
+        if (!greeted_) {  // all that can come before is that the service gives up waiting
+            char first;
+            if (recv(plain_.get(), &first, 1, MSG_PEEK) == 0) end();
+            return false;
+        }
         if (to_tls_.empty()) {
             char piece[piece_size];
             const ssize_t n = recv(plain_.get(), piece, sizeof piece, 0);

@@ -4,6 +4,7 @@ import json
 import os
 import pty
 import re
+import ssl
 import time
 
 from lab.processes import Build, PATIENCE, Place, Wrong, check
@@ -370,5 +371,22 @@ async def automatic_and_lying():
     await automatic(lying=True)
 
 
-STORIES = [options, console, typing, limits, progress, orders_and_link, garbage, automatic_and_true,
+async def mute_handshake():
+    """Who never begins a TLS handshake is not kept for ever."""
+    place = Place()
+    async with place:
+        status, said = await place.run(os.path.join(os.path.dirname(__file__), "../../../scripts/lab-certs"), place.path("lab"))
+        check(status == 0, said)
+        async with Service("--tls-cert", place.path("lab/server.pem"), "--tls-key", place.path("lab/server.key")) as service:
+            reader, writer = await asyncio.open_connection("127.0.0.1", service.port)
+            context = ssl.create_default_context(cafile=place.path("lab/ca.pem"))
+            context.check_hostname = False
+            async with websockets.connect(f"wss://127.0.0.1:{service.port}/", ssl=context, subprotocols=["websock-rrm"]) as link:
+                await link.send(json.dumps(subscription()))
+                check("subscribe-response" in await asyncio.wait_for(link.recv(), PATIENCE))
+            check(await asyncio.wait_for(reader.read(), PATIENCE) == b"")
+            writer.close()
+
+
+STORIES = [options, console, typing, limits, mute_handshake, progress, orders_and_link, garbage, automatic_and_true,
            automatic_and_lying]
