@@ -125,7 +125,8 @@ std::string web_server::url() const {
 void web_server::accept_all() {
     while (state_->sessions.size() < web_connection_limit) {
         unique_fd tcp(accept4(listener_fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (!tcp) return;
+        if (!tcp && errno != EMFILE && errno != ENFILE) return;
+        if (!tcp) break;
         adopt(std::move(tcp));
     }
     full_ = true;

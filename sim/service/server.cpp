@@ -3,8 +3,10 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/tcp.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -28,6 +30,15 @@ void set_option(const unique_fd& fd, int level, int name, int value) {
     setsockopt(fd.get(), level, name, &value, sizeof value);
 }
 
+// Three for an agent, five over TLS; and files, viewers, clients of the control socket.
+void ask_for_descriptors(std::size_t links) {
+    rlimit now{};
+    const rlim_t wanted = 5 * static_cast<rlim_t>(links) + 512;
+    if (getrlimit(RLIMIT_NOFILE, &now) != 0 || now.rlim_cur >= wanted) return;
+    now.rlim_cur = std::min(now.rlim_max, wanted);
+    setrlimit(RLIMIT_NOFILE, &now);
+}
+
 }  // namespace
 
 server::~server() {
@@ -36,6 +47,7 @@ server::~server() {
 
 bool server::start(const server_options& options, std::string& error) {
     options_ = options;
+    ask_for_descriptors(options_.max_links);
     if (!options_.tls.cert_file.empty() && !door_.open(options_.tls, error)) return false;
     if (!listen_on_port(error)) return false;
     if (!engine_.start(options_.sub_protocols, options_.max_links, error)) return false;
@@ -72,7 +84,8 @@ void server::accept_all() {
         sockaddr_in address = {};
         socklen_t length = sizeof address;
         unique_fd tcp(accept(listener_fd_.get(), reinterpret_cast<sockaddr*>(&address), &length));
-        if (!tcp) return;
+        if (!tcp && errno != EMFILE && errno != ENFILE) return;
+        if (!tcp) break;
         char text[INET_ADDRSTRLEN] = "";
         inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
         if (!options_.tls.cert_file.empty()) tcp = door_.admit(std::move(tcp));

@@ -33,6 +33,8 @@ def subscription():
 class Service(Place):
     """The program under test with its control socket, as a context that ends it."""
 
+    before = []  # a command that starts it
+
     def __init__(self, *arguments, status=0):
         super().__init__()
         self.control = self.path("control")
@@ -42,7 +44,7 @@ class Service(Place):
         self.port = 0
 
     async def __aenter__(self):
-        self.program = await self.start(["ravd-sim-service", *self.arguments])
+        self.program = await self.start([*self.before, Build.program("ravd-sim-service"), *self.arguments])
         self.port = int((await self.program.line(r"listening on 127\.0\.0\.1:(\d+)"))[1])
         return self
 
@@ -371,6 +373,21 @@ async def automatic_and_lying():
     await automatic(lying=True)
 
 
+class Cramped(Service):
+    """The shell it comes from allows few descriptors at first."""
+
+    before = ["sh", "-c", "ulimit -Sn 64; exec \"$@\"", "sh"]
+
+
+async def more_agents_than_descriptors():
+    async with Cramped() as service:
+        links = [await service.connect() for _ in range(60)]
+        for link in links:
+            await link.send(json.dumps(subscription()))
+        for link in links:
+            check("subscribe-response" in await asyncio.wait_for(link.recv(), PATIENCE))
+
+
 async def mute_handshake():
     """Who never begins a TLS handshake is not kept for ever."""
     place = Place()
@@ -388,5 +405,5 @@ async def mute_handshake():
             writer.close()
 
 
-STORIES = [options, console, typing, limits, mute_handshake, progress, orders_and_link, garbage, automatic_and_true,
-           automatic_and_lying]
+STORIES = [options, console, typing, limits, more_agents_than_descriptors, mute_handshake,
+           progress, orders_and_link, garbage, automatic_and_true, automatic_and_lying]
