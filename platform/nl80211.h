@@ -78,6 +78,7 @@ struct heard_station {
     std::optional<std::int32_t> signal;          // dBm, of the last frame
     std::optional<std::int32_t> signal_average;  // dBm
     std::vector<std::int32_t> chains;            // dBm, averages an antenna (of the last frame, where there are none)
+    bool associated = true;                      // false: on its way in or out, with no more than an authentication
     std::uint32_t connected_s = 0;
     std::uint32_t inactive_ms = 0;
 };

@@ -86,6 +86,7 @@ int mainline_vap::get_stations(std::vector<rrm_sta_s>& stations) {
     std::map<MacAddr, station_memory> present;
     const std::int64_t now_ms = monotonic_ms();
     for (const heard_station& one : heard) {
+        if (!one.associated) continue;
         const MacAddr mac{one.mac};
         station_memory& station = present[mac];
         const auto before = vap->stations.find(mac);

@@ -2,7 +2,6 @@
 
 #include <linux/nl80211.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace ravd::netlink {
@@ -19,10 +18,7 @@ std::string text_of(const nlattr* attribute) {
 }
 
 bool copy_mac(const nlattr* attribute, std::array<std::uint8_t, 6>& mac) {
-    std::uint8_t octets[6];
-    if (!get_mac(attribute, octets)) return false;
-    std::copy(std::begin(octets), std::end(octets), mac.begin());
-    return true;
+    return get_bytes(attribute, mac.data(), mac.size());
 }
 
 // The members of a nested attribute by their number.
@@ -145,6 +141,10 @@ bool read_station(attributes found, heard_station& station) {
         const auto signal = signed_octet(chain);
         if (signal && station.chains.size() < chain_limit) station.chains.push_back(*signal);
     });
+    nl80211_sta_flag_update flags{};
+    constexpr std::uint32_t associated = 1u << NL80211_STA_FLAG_ASSOCIATED;
+    if (get_bytes(members[NL80211_STA_INFO_STA_FLAGS], &flags, sizeof flags) && (flags.mask & associated) != 0)
+        station.associated = (flags.set & associated) != 0;
     station.connected_s = u32_of(members[NL80211_STA_INFO_CONNECTED_TIME]);
     station.inactive_ms = u32_of(members[NL80211_STA_INFO_INACTIVE_TIME]);
     return true;

@@ -68,13 +68,6 @@ struct callbacks_freer {
 };
 using callbacks_ptr = std::unique_ptr<nl_cb, callbacks_freer>;
 
-template <typename Value>
-bool get_value(const nlattr* attribute, Value& value) {
-    if (!attribute || nla_len(attribute) < static_cast<int>(sizeof value)) return false;
-    std::memcpy(&value, nla_data(attribute), sizeof value);
-    return true;
-}
-
 }  // namespace
 
 socket_ptr open_socket(int limit_ms) {
@@ -155,9 +148,13 @@ int drain(nl_sock* socket, const reply_reader& read) {
     return moved == -NLE_NOMEM ? -ENOBUFS : -EIO;
 }
 
-bool get_u8(const nlattr* attribute, std::uint8_t& value) { return get_value(attribute, value); }
-bool get_u16(const nlattr* attribute, std::uint16_t& value) { return get_value(attribute, value); }
-bool get_u32(const nlattr* attribute, std::uint32_t& value) { return get_value(attribute, value); }
-bool get_mac(const nlattr* attribute, std::uint8_t (&mac)[6]) { return get_value(attribute, mac); }
+bool get_u8(const nlattr* attribute, std::uint8_t& value) { return get_bytes(attribute, &value, sizeof value); }
+bool get_u16(const nlattr* attribute, std::uint16_t& value) { return get_bytes(attribute, &value, sizeof value); }
+bool get_u32(const nlattr* attribute, std::uint32_t& value) { return get_bytes(attribute, &value, sizeof value); }
+bool get_bytes(const nlattr* attribute, void* bytes, std::size_t length) {
+    if (!attribute || static_cast<std::size_t>(nla_len(attribute)) < length) return false;
+    std::memcpy(bytes, nla_data(attribute), length);
+    return true;
+}
 
 }  // namespace ravd::netlink

@@ -64,7 +64,7 @@ int drain(nl_sock* socket, const reply_reader& read);
 bool get_u8(const nlattr* attribute, std::uint8_t& value);
 bool get_u16(const nlattr* attribute, std::uint16_t& value);
 bool get_u32(const nlattr* attribute, std::uint32_t& value);
-bool get_mac(const nlattr* attribute, std::uint8_t (&mac)[6]);
+bool get_bytes(const nlattr* attribute, void* bytes, std::size_t length);
 
 // Calls `read` with each member of a nested attribute.
 template <typename Read>

@@ -1,107 +1,18 @@
-"""What may happen to radios, hostapd and stations while the agent works: it goes on and says what failed.
+"""What may happen to radios and the kernel while the agent works: it goes on and says what failed.
 
-Arguments: the parts to show (busy, forbidden, refuses, interface, blocked, stopped, killed, crowd, reload); all without
-any."""
+Arguments: the parts to show (busy, endless, forbidden, interface, blocked, lacking, crowd, reload); all without any."""
 import asyncio
 import re
-import signal
-import sys
-import time
 
 from lab.processes import check, until
-from radio.access_point import AccessPoint, radio
-from radio.domain import Domain, neighbour
-from radio.namespace import POLL, must, radios_begin, wire_begin
-from radio.network import Network, vap
-from radio.station import Station
+from radio.namespace import must, radios_begin
+from radio.place import NOBODY, RADIOS, show
 
-RADIOS = 5
-CROWD = 120  # networks on one channel
-
-
-class Place:
-    """One access point, two foreign networks, a station of the first radio."""
-
-    def __init__(self):
-        self.ap = AccessPoint("ap1", "02:00:5E:00:01:00", "10.0.0.2/24", [("phy0", radio(0, "office", 6)),
-                                                                         ("phy1", radio(1, "office", 36))])
-        self.foreign = Network("foreign", [("phy2", vap("wlan0-va0", "cafe", 11, "country_code=US")),
-                                           ("phy3", vap("wlan1-va0", "cafe", 149, "country_code=US"))])
-        self.station = Station("sta1", "phy4")
-        self.service = Domain("10.0.0.1", self.ap)
-        self.logs = []  # the agent's, ravd-hostd's and hostapd's, and how long they were before the part
-        self.pid = 0
-
-    async def begin(self):
-        await self.service.begin()
-        await self.foreign.begin()
-        await self.foreign.start_hostapd()
-        await self.ap.begin()
-        await self.ap.start_hostapd()
-        await self.ap.start_hostd()
-        await self.ap.start_agent(self.service.address, log_level=15)
-        await self.ap.subscribed()
-        self.pid = self.ap.agent.process.pid
-        await self.station.begin()
-        await self.station.join("office", f"bssid={await self.ap.bssid(0)}")
-        await self.station.must("ip", "addr", "add", "10.0.0.10/24", "dev", "sta0")
-        await self.ap.has_station(0, self.station.address)
-
-    async def end(self):
-        for one in (self.station, self.ap, self.foreign, self.service):
-            await one.end()
-
-    def part_begins(self):
-        self.logs = [(one, one.mark()) for one in (self.ap.agent, self.ap.hostd, self.ap.hostapd)]
-
-    async def says(self, text, program=0, seconds=60):
-        """A line since the part began: of the agent (0), ravd-hostd (1), hostapd (2)."""
-        log, mark = self.logs[program]
-        return (await log.line(text, since=mark, seconds=seconds)).group(0)
-
-    async def answers(self):
-        """The radios, of the same agent over the same or a new link."""
-        radios = await self.service.radios(self.ap.mac, 60)
-        check(self.ap.agent.runs() and self.ap.agent.process.pid == self.pid, "the agent went on")
-        return radios
-
-    async def kept(self):
-        """By hostapd and iw: the station was there all the time; its traffic passes (again)."""
-        log, mark = self.logs[2]
-        check("AP-STA-DISCONNECTED" not in "".join(log.lines[mark:]), "the station was lost")
-        check(self.station.address in await self.ap.must("iw", "dev", "wlan0-va0", "station", "dump"), "iw shows it")
-
-        async def traffic():
-            return await self.station.ping("10.0.0.1", 5) >= 4
-        await until(traffic, "its traffic passes", 60)
-
-    async def works(self, each=2):
-        """A scan hears all foreign networks again, in each of its rounds. How long it took."""
-        async def whole():
-            rounds, seconds = await self.service.scan("11 149")
-            return seconds if [len(heard) for heard in rounds] == [each] * 5 else 0
-        return await until(whole, "a whole scan", 60, pause=POLL)
-
-    async def fails(self, text):
-        """A scan while the first radio fails: answered with what the other heard, and the log has the reason."""
-        rounds, seconds = await self.service.scan("11 149")
-        check(sum(len(heard) for heard in rounds) >= 4, "the other radio's results", rounds)
-        check(all(one["channel"] == 149 for heard in rounds for one in heard.values()), "only the other's", rounds)
-        print(f"  answered within {seconds:.1f} s; the agent says:", await self.says(text))
-        check(len(await self.answers()) == 2, "both radios are described")
-
-    async def joins_anew(self):
-        """The station associates once more; the logs count from there."""
-        await asyncio.sleep(3)  # the kernel counts an association's time in seconds
-        mark = self.ap.hostapd.mark()
-        await self.station.wpa_cli("reassociate")
-        await self.ap.hostapd.line("AP-STA-CONNECTED", since=mark)
-        await self.station_is_back()
-        self.part_begins()
-
-    async def station_is_back(self):
-        await self.station.connected(await self.ap.bssid(0), 90)
-        await self.ap.has_station(0, self.station.address)
+CROWD = 110  # networks on each of two channels
+# Commands of nl80211, what the agent says where the kernel lacks them, and how many
+# BSSs that five rounds of a scan of two channels bring all the same.
+COMMANDS = {1: ("read the radio's channels", 0), 5: ("find the interface", 0), 17: ("list stations", 10),
+            32: ("read scan results", 0), 33: ("begin a scan", 0), 114: ("stop a scan", 5)}
 
 
 async def busy(place):
@@ -121,6 +32,29 @@ async def busy(place):
     await place.kept()
 
 
+async def occupied(place):
+    """Keeps the first radio on its own channel for other interfaces, one by one: a scan that begins never ends."""
+    for name in ("other0", "other1"):
+        await place.ap.must("iw", "phy", place.ap.radios[0][0], "interface", "add", name, "type", "managed",
+                            "addr", f"02:00:00:00:0a:0{name[-1]}")
+        await place.ap.must("ip", "link", "set", name, "up")
+    loop = await place.ap.start("occupied", "sh", "-c", "while :; do for name in other0 other1; do "
+                                "iw dev $name offchannel 2437 5000 && echo taken; sleep 2; done; done 2>&1")
+    await loop.line("taken")
+    return loop
+
+
+async def endless(place):
+    """A scan that the kernel begins and never ends is stopped, and the next one begun."""
+    loop = await occupied(place)
+    await place.fails("wlan0: the scan of 1 channels did not end within .*")
+    await place.kept()
+    await loop.kill()
+    await place.works()
+    for name in ("other0", "other1"):
+        await place.ap.must("iw", "dev", name, "del")
+
+
 async def forbidden(place):
     """Channels that the rules of the country do not allow, or only with radar detection."""
     for number, channel, now in ((0, 14, 6), (1, 52, 36)):
@@ -131,31 +65,6 @@ async def forbidden(place):
         shown = await place.ap.must("iw", "dev", f"wlan{number}-va0", "info")
         check(f"channel {now} (" in shown, "iw shows the channel", shown)
     await place.kept()
-
-
-async def refuses(place):
-    """A station that rejects the transition, one that says nothing, one that cannot: none is lost, none asked twice."""
-    async def ask():
-        await place.service.send("rrm-sta-overload", radios=[{"id": 0, "roam-count": 1}],
-                                 **{"802dot11k": [neighbour("02:00:00:77:00:01", 1)]})
-    await ask()  # to go where nobody is
-    print("  hostapd says:", await place.says(r"BSS-TM-RESP .*status_code=[1-9]\d*", 2))
-    await ask()
-    await place.says("already been an attempt to roam")
-    await place.kept()
-    await place.joins_anew()
-    await place.station.wpa_cli("set", "disable_btm", "1")  # it said that it could
-    await ask()
-    await place.says("Sending BSS Trans Request to clients")
-    await place.says(f"#1 {place.station.address}")
-    await place.answers()
-    await place.kept()
-    await place.joins_anew()
-    await ask()
-    await place.says("doesn.t support 802.11v")
-    await place.kept()
-    await place.station.wpa_cli("set", "disable_btm", "0")
-    await place.joins_anew()
 
 
 async def interface(place):
@@ -179,47 +88,49 @@ async def blocked(place):
     await place.station_is_back()
 
 
-async def stopped(place):
-    """A hostapd that takes requests and never answers."""
-    place.ap.hostapd.process.send_signal(signal.SIGSTOP)
-    began = time.monotonic()
-    await place.service.send("rrm-info", **{"domain": "d", "802dot11k": [
-        neighbour(f"02:00:00:00:00:{number:02}", 1) for number in range(30)]})
-    print("  the agent says:", await place.says("hostapd cannot list neighbours.*"))
-    await place.answers()
-    await place.works()
-    place.ap.hostapd.process.send_signal(signal.SIGCONT)
-    print(f"  it was held up for less than {time.monotonic() - began:.1f} s")
+async def lacking(place):
+    """A kernel that lacks one command after the other: what needs it fails, and nothing else."""
+    await place.ap.agent.stop(30)
+    await place.start_agent({"LD_PRELOAD": "/ravd/bin/libravd-lacking-kernel.so"})
+    place.part_begins()
+    for command, (failing, expected) in COMMANDS.items():
+        loop = await occupied(place) if command == 114 else None
+        place.part_begins()
+        place.ap.write("/tmp/lacks", f"{command}\n")
+        rounds, seconds = await place.service.scan("11 149")
+        await place.asks_to_go(NOBODY, 1)
+        check(len(await place.answers()) == 2, "both radios are described")
+        print(f"  answered within {seconds:.1f} s; the agent says:",
+              await place.says(f"wlan.*: cannot {failing}: Operation not supported"))
+        check(sum(len(heard) for heard in rounds) == expected, expected, "BSSs", rounds)
+        place.ap.write("/tmp/lacks", "")
+        if loop:
+            await loop.kill()
+        await place.works()
     await place.kept()
-
-
-async def killed(place):
-    mark = place.service.mark()
-    place.ap.hostapd.process.kill()
-    await place.ap.hostapd.ended(60)
-    await place.service.message(place.ap.mac, "rrm-disassoc-all-clients", mark, seconds=90)
-    print("  ravd-hostd says:", await place.says("hostapd, process .* is gone.*", 1))
-    await place.ap.start_hostapd()
-    await place.service.message(place.ap.mac, "rrm-config-changed", mark, seconds=90)
-    await place.station_is_back()
-    await place.works()
+    await place.ap.agent.stop(30)
+    await place.start_agent()
+    place.part_begins()
 
 
 async def crowd(place):
-    """More than a hundred networks on the air; a fixed number of them, all of which a scan has to bring."""
-    await place.foreign.stop_hostapd()
-    phy, text = place.foreign.radios[0]
-    more = "".join(f"bss=many{number}\nssid=cafe{number}\nbssid=02:00:00:00:02:{number:02x}\n"
-                   for number in range(1, CROWD))
-    text = re.sub("beacon_int=.*", "beacon_int=500", text)
-    place.foreign.write("/etc/hostapd/wlan0.conf", text + more)
-    await place.foreign.start_hostapd()
-    print(f"  {CROWD} networks on channel 11: five rounds within {await place.works(CROWD + 1):.1f} s")
+    """More than two hundred networks on the air. In the time of a scan not all of them answer each of its probes; those
+    of a fixed number that one round misses come with another."""
+    def crowded(number, text):
+        return re.sub("beacon_int=.*", "beacon_int=500", text) + "".join(
+            f"bss=many{number}-{one}\nssid=cafe{one}\nbssid=02:00:00:00:{number + 2:02}:{one:02x}\n"
+            for one in range(1, CROWD))
+    await place.foreign_is(crowded)
+
+    async def heard():
+        rounds, seconds = await place.service.scan("11 149")
+        counts = [len(one) for one in rounds]
+        return (seconds, counts) if len(set().union(*rounds)) == 2 * CROWD and min(counts) > CROWD else None
+    seconds, counts = await until(heard, "a scan hears all of them", 60)
+    print(f"  {2 * CROWD} networks: five rounds within {seconds:.1f} s heard", *counts)
     await place.answers()
     await place.kept()
-    await place.foreign.stop_hostapd()
-    place.foreign.write("/etc/hostapd/wlan0.conf", place.foreign.radios[0][1])
-    await place.foreign.start_hostapd()
+    await place.foreign_is()
 
 
 async def reload(place):
@@ -251,26 +162,4 @@ async def reload(place):
     print(f"  new radios, {phys[0]} the last: a scan hears all within {await place.works():.1f} s")
 
 
-async def main():
-    parts = (busy, forbidden, refuses, interface, blocked, stopped, killed, crowd, reload)
-    wanted = [part for part in parts if part.__name__ in (sys.argv[1:] or [one.__name__ for one in parts])]
-    await radios_begin(RADIOS)
-    await wire_begin("10.0.0.1/24")
-    place = Place()
-    try:
-        await place.begin()
-        for part in wanted:
-            print(f"{part.__name__}:", flush=True)
-            began = time.monotonic()
-            place.part_begins()
-            await part(place)
-            radios = await place.answers()
-            await until(lambda: place.ap.exists("/tmp/.corvane-connected"), "the agent is subscribed", 60, pause=POLL)
-            print(f"  passed after {time.monotonic() - began:.1f} s; {len(radios)} radios described", flush=True)
-        check("VIOLATION" not in "".join(place.service.program.lines), "the service saw a violation of the protocol")
-        await place.ap.agent.stop(30)
-    finally:
-        await place.end()
-
-
-asyncio.run(main())
+asyncio.run(show((busy, endless, forbidden, interface, blocked, lacking, crowd, reload)))

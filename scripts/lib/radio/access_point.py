@@ -40,12 +40,12 @@ class AccessPoint(Network):
         self.write("/etc/ravd/hostd.conf", "".join(line + "\n" for line in lines))
         self.hostd = await self.start("ravd-hostd", "ravd-hostd", "--config", "/etc/ravd/hostd.conf")
 
-    async def start_agent(self, service, **keys):
+    async def start_agent(self, service, environment=None, **keys):
         """`service`: address and port of the radio service. `keys` go into the daemon's configuration."""
         values = {"corvane_service_url": f"ws://{service}/agent", "initial_connection_delay": 1,
                   "max_connection_delay": 2, "ap_location": "lab", "log_level": 7, **keys}
         self.write("/etc/ravd/ravd.conf", "".join(f"{key}={value}\n" for key, value in values.items()))
-        self.agent = await self.start("ravd", "ravd", "-f", "/etc/ravd/ravd.conf")
+        self.agent = await self.start("ravd", "ravd", "-f", "/etc/ravd/ravd.conf", environment=environment)
 
     async def subscribed(self, seconds=60):
         """Waits until the service accepted the agent, as the marker for other programs says."""

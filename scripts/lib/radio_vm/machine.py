@@ -11,7 +11,7 @@ from radio_vm.architecture import ROOT
 from radio_vm.tree import Tree, compile_python
 
 NO_RESULT = 125  # exit status when the machine brought nothing back
-OURS = ("ravd", "ravd-ctl", "ravd-bus", "ravd-hostd", "ravd-sim-service")
+OURS = ("ravd", "ravd-ctl", "ravd-bus", "ravd-hostd", "ravd-sim-service", "libravd-lacking-kernel.so")
 # The machine's own time goes slower than ours while it computes: how much slower under heavy load, and what it takes to
 # come up and to bring the results out, in seconds.
 SLOWNESS, START_AND_END = 3, 300

@@ -107,6 +107,9 @@ class port final : public nl80211_port {
             if (!netlink::read_station(found, one)) return;
             one.connected_s = kernel().connected_s;
             stations.push_back(one);
+            one.mac[5] ^= 1;  // only authenticated
+            one.associated = false;
+            stations.push_back(one);
         });
         return failure("get_stations");
     }
