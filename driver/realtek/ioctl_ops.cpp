@@ -19,7 +19,8 @@ constexpr std::uint32_t start_rrm_scan_request = 0x8b18;
 constexpr std::uint16_t command_length = 0xfffe;  // the record is longer: the driver knows its size
 
 // Pages of their own, which the system hands out zeroed and takes back at once: in the heap the record would stay
-// with the process, and every one of its pages would be touched to clear it. The addresses are kept.
+// with the process, and every one of its pages would be touched to clear it. The addresses are kept, for one record at
+// a time.
 class zeroed_record {
   public:
     zeroed_record() {
