@@ -217,6 +217,7 @@ class story {
         end& one = *ends_[index(module)];
         bus_message message;
         if (!one.exchange.receive(message)) return false;
+        one.exchange.settle(message.connection);
         const bus_connection* connection = one.exchange.connections().find(message.connection);
         if (!connection || !connection->dialled()) one.asked[message.source] = message.connection;
         const std::string text(message.text());
@@ -250,7 +251,6 @@ class story {
         one.lossy = true;
         if (keeps_good_ones) {
             one.exchange.pause();
-            one.exchange.resume();
         } else {
             one.exchange.close_all();
         }

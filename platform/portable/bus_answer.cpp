@@ -32,7 +32,10 @@ ctree* wait_bus_answer(bus_endpoint& bus, std::uint64_t request, const char* ans
         while (bus.take(message)) {
             // What comes over a connection that never carried a request of ours answers an earlier one, if any.
             if (message.connection == request || bus.has_sent_over(message.connection))
-                if (ctree* tree = match_answer(message, answer)) return tree;
+                if (ctree* tree = match_answer(message, answer)) {
+                    bus.settle(message.connection);
+                    return tree;
+                }
             if (monotonic_ms() >= end) return nullptr;
         }
         const std::int64_t left = end - monotonic_ms();

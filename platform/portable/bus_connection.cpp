@@ -86,7 +86,11 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
         done = static_cast<std::size_t>(n);
         transferred_ += done;
     }
-    if (header.kind == bus_frame_kind::message) ++sent_;
+    if (header.kind == bus_frame_kind::message) {
+        carried_ = true;
+        settled_ = paused_ = false;
+        ++owed_;
+    }
     if (done == whole) return bus_result::accepted;
     const std::size_t head_done = std::min(done, head_size);
     try {
@@ -123,8 +127,8 @@ void bus_connection::flush() {
     }
 }
 
-bool bus_connection::in_step() const {
-    return sent_ > 0 && sent_ == received_ && reader_.held() == 0 && backlog_ == 0 && !write_failed_ && !ended_;
+bool bus_connection::settled() const {
+    return settled_ && reader_.held() == 0 && backlog_ == 0 && !write_failed_ && !ended_;
 }
 
 bool bus_connection::drained() const {

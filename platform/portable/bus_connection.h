@@ -44,12 +44,26 @@ class bus_connection {
     bool nameless() const { return peer_ < 0 && !watching_; }
     // Bytes that wait in its socket.
     std::size_t unread() const;
-    // Whether a message was accepted for it.
-    bool carried() const { return sent_ > 0; }
-    void count_received() { ++received_; }
-    // Whether it stands as after an exchange that went well: each message of ours was answered by one, and nothing of
-    // either side is unfinished.
-    bool in_step() const;
+    // Whether a message was accepted for it, since pause().
+    bool carried() const { return carried_; }
+    // A message came.
+    void count_received() {
+        settled_ = false;
+        --owed_;
+    }
+    // What came last was what our last message asked for.
+    void settle() { settled_ = owed_ == 0; }
+    // Whether nothing is owed: it was settled, nothing came or went since, and nothing of either side is unfinished.
+    bool settled() const;
+    // It rests until it is used again.
+    void pause() {
+        paused_ = true;
+        carried_ = false;
+    }
+    bool paused() const { return paused_; }
+    // The socket in the directory that it was opened to.
+    const bus_place& place() const { return place_; }
+    void set_place(const bus_place& place) { place_ = place; }
 
     // The first frame brings a hello along, in one piece.
     void begin_with_hello() { hello_due_ = true; }
@@ -94,9 +108,12 @@ class bus_connection {
     bool hello_due_ = false;
     bool in_row_ = false;
     bool kept_back_ = false;  // all output, for the rest of its row
+    bool carried_ = false;
+    bool settled_ = false;
+    bool paused_ = false;
+    std::int64_t owed_ = 0;  // messages sent, less those that came
+    bus_place place_;
     std::size_t missed_ = 0;
-    std::uint64_t sent_ = 0;  // messages, and those that came
-    std::uint64_t received_ = 0;
     std::uint64_t held_by_ = 0;
     bus_frame_reader reader_;
     std::deque<std::string> output_;

@@ -69,14 +69,11 @@ void bus_connections::clear() {
     all_.clear();
 }
 
-void bus_connections::keep_in_step() {
-    const auto leaves = [](const auto& one) { return !one->dialled() || one->left() || !one->in_step(); };
+void bus_connections::keep_settled() {
+    const auto leaves = [](const auto& one) { return !one->dialled() || one->left() || !one->settled(); };
     all_.erase(std::remove_if(all_.begin(), all_.end(), leaves), all_.end());
-}
-
-void bus_connections::end_unread() {
     for (const auto& one : all_)
-        if (one->unread() > 0) one->end();
+        one->pause();
 }
 
 }  // namespace ravd

@@ -45,10 +45,8 @@ class bus_connections {
         return true;
     }
     void clear();
-    // Only those stay that we opened, with every message of ours answered by one and no more.
-    void keep_in_step();
-    // Ends those on which something waits to be read.
-    void end_unread();
+    // Only those that we opened and that are settled stay, paused.
+    void keep_settled();
 
   private:
     struct census {

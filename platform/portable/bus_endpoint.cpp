@@ -64,7 +64,6 @@ bool bus_endpoint::start(stage wanted) {
     set_awaited(wanted == stage::exchanges);
     if (wanted == stage::by_calls) {
         poll_set_.reserve(usual_descriptors);  // idle turns allocate nothing
-        exchange_->resume();
         stage_ = stage::by_calls;
         return running_ = true;
     }
@@ -175,6 +174,11 @@ bool bus_endpoint::has_sent_over(std::uint64_t connection) const {
     const guard lock(mutex_);
     const bus_connection* found = exchange_->connections().find(connection);
     return found && found->carried();
+}
+
+void bus_endpoint::settle(std::uint64_t connection) {
+    const guard lock(mutex_);
+    exchange_->settle(connection);
 }
 
 std::size_t bus_endpoint::unsent() const {

@@ -74,9 +74,9 @@ class bus_endpoint {
     bool start() { return start(stage::exchanges); }
     // For who sends and waits for answers: without a thread, since the calls below move the bytes, until some cannot be
     // written at once; and others find nobody under this number before the first receive(). (A thread and a socket in
-    // the directory cost ten times what a request does.) A stop() leaves connections open for the next start where each
-    // message was answered by one; should anything more come over them until then, they are closed. One thread makes
-    // all calls; descriptor() and call_on_arrival() are of no use.
+    // the directory cost ten times what a request does.) A stop() leaves connections open on which nothing is owed, as
+    // settle() tells; the next exchange uses them if they are still as they were. One thread makes all calls;
+    // descriptor() and call_on_arrival() are of no use.
     bool start_by_calls() { return start(stage::by_calls); }
     // For who has a poll() of its own: without a thread, too. Before each of its polls comes fill(), after it serve()
     // with the entries that fill() appended. One thread makes all calls; descriptor(), wait() and call_on_arrival() are
@@ -118,8 +118,11 @@ class bus_endpoint {
     bool is_open(std::uint64_t connection) const;
     // The module at the other end of an open connection, else -1.
     int peer_of(std::uint64_t connection) const;
-    // Whether that connection is open and a message of ours was accepted for it: then it can bring answers.
+    // Whether that connection is open and a message of ours was accepted for it since the start: then it can bring
+    // answers.
     bool has_sent_over(std::uint64_t connection) const;
+    // The message taken last from that connection answers our last one over it.
+    void settle(std::uint64_t connection);
 
     // Bytes accepted and not yet written to a socket.
     std::size_t unsent() const;

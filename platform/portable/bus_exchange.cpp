@@ -47,9 +47,17 @@ void bus_exchange::remember(const bus_message& message) {
     taken_[message.source] = message.connection;
 }
 
+bus_connection* bus_exchange::dialled_to(int destination) const {
+    bus_connection* own = connections_.dialled_to(destination);
+    if (!own || !own->paused() || (own->unread() == 0 && own->place() == registration_.place_of(destination)))
+        return own;
+    own->end();
+    return nullptr;
+}
+
 // The connection over which that module asked last, else one that we dialled.
 bus_connection* bus_exchange::choose(int destination) const {
-    bus_connection* own = connections_.dialled_to(destination);
+    bus_connection* own = dialled_to(destination);
     const auto known = taken_.find(destination);
     bus_connection* asked = known == taken_.end() ? nullptr : connections_.find(known->second);
     if (!asked || asked->write_failed() || asked->peer() != destination) return own;
@@ -64,12 +72,14 @@ bus_connection* bus_exchange::choose(int destination) const {
 
 bus_result bus_exchange::dial(int destination, bus_connection*& made) {
     if (!connections_.make_room()) return bus_result::full;
+    const bus_place place = registration_.place_of(destination);
     unique_fd socket = registration_.connect(destination);
     if (!socket)
         return errno == EAGAIN || errno == EMFILE || errno == ENFILE ? bus_result::full : bus_result::not_served;
     // What that module sent before it began to listen there is older than what will come over this connection.
     (void)accept_waiting();
     made = &connections_.add(std::move(socket), destination, true);
+    made->set_place(place);
     made->begin_with_hello();
     wake_.set();
     return bus_result::accepted;
@@ -196,8 +206,12 @@ void bus_exchange::close_all() {
     forget_received();
 }
 
+void bus_exchange::settle(std::uint64_t id) {
+    if (bus_connection* connection = connections_.find(id)) connection->settle();
+}
+
 void bus_exchange::pause() {
-    connections_.keep_in_step();
+    connections_.keep_settled();
     forget_received();
 }
 

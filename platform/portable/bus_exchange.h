@@ -51,10 +51,11 @@ class bus_exchange {
     // left, or no room, but there will be some once what came in is read.
     bool accept_waiting();
     void close_all();
-    // The end of an exchange that may be followed by another: closes all but the connections that are as good as new,
-    // where each request was answered by one message. What such a one says meanwhile ends it in resume().
+    // What was taken last from a connection is what our last message over it asked for.
+    void settle(std::uint64_t id);
+    // The end of an exchange that may be followed by another: closes all but those of our connections on which nothing
+    // is owed. One of them is used again unless it has said more by then, or its module shows another socket.
     void pause();
-    void resume() { connections_.end_unread(); }
     // -1 for none. Stays the caller's.
     void set_listener(int fd) { listener_ = fd; }
 
@@ -63,6 +64,7 @@ class bus_exchange {
 
   private:
     bus_connection* choose(int destination) const;
+    bus_connection* dialled_to(int destination) const;
     bus_result dial(int destination, bus_connection*& made);
     bus_result write(bus_connection& connection, std::string_view text, bool more);
     void remember(const bus_message& message);

@@ -132,4 +132,10 @@ unique_fd bus_registration::connect(const std::string& directory, int module) {
     return made;
 }
 
+bus_place bus_registration::place_of(int module) const {
+    struct stat info {};
+    if (::lstat((directory_ + "/" + std::to_string(module) + ".sock").c_str(), &info) != 0) return {};
+    return {info.st_dev, info.st_ino, info.st_ctim};
+}
+
 }  // namespace ravd

@@ -1,12 +1,26 @@
 // One module number in the bus's directory: its lock, its socket, and the way to the sockets of others.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <string>
 
 #include "platform/unique_fd.h"
 
 namespace ravd {
+
+// Tells the socket that a module shows from the one that it, or another, shows later under the same name.
+struct bus_place {
+    dev_t device = 0;
+    ino_t inode = 0;  // 0: there is none
+    timespec changed{};
+
+    bool operator==(const bus_place& other) const {
+        return device == other.device && inode == other.inode && changed.tv_sec == other.changed.tv_sec &&
+               changed.tv_nsec == other.changed.tv_nsec;
+    }
+};
 
 // The lock N.lock is held (flock) as long as the object lives; it alone decides who owns N.sock, so that a socket
 // left behind by a crash is simply replaced. The lock file stays: removing it would let two owners hold two files.
@@ -28,6 +42,7 @@ class bus_registration {
     // of waiting connections is full.
     unique_fd connect(int module) const { return connect(directory_, module); }
     static unique_fd connect(const std::string& directory, int module);
+    bus_place place_of(int module) const;
 
     int module() const { return module_; }
 

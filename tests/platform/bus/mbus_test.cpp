@@ -160,6 +160,21 @@ TEST_F(mbus, connection_outlives_an_answered_request) {
     EXPECT_EQ(ask(true, framed("fifth")), "fifth");
     talk.reset();
     EXPECT_EQ(ask(true, framed("sixth")), "sixth");
+
+    // Something came, but not the answer, which may still come.
+    mbus_peer_start(bus_);
+    EXPECT_EQ(send(8), 0);
+    EXPECT_GT(::send(talk.get(), frame(8, 28, "{}").data(), mbus_header_size + 2, 0), 0);
+    EXPECT_EQ(wait(1), "none");
+    mbus_peer_stop(bus_);
+    EXPECT_EQ(ask(true, framed("seventh")), "seventh");
+
+    // Another took over, while the one from before still listens to what it has.
+    unlink((bus_directory() + "/8.sock").c_str());
+    auto successor = started(8);
+    mbus_peer_start(bus_);
+    EXPECT_EQ(send(8), 0);
+    EXPECT_EQ(text_of(take(*successor)), request);
 }
 
 }  // namespace
