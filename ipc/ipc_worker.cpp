@@ -15,7 +15,9 @@ namespace {
 
 constexpr std::int32_t idle_wait_us = 100000;
 // Where bus and queue announce what they have, nothing but the loss of the endpoint's place is left to be looked after.
-constexpr std::int32_t announced_wait_us = 1000000;
+// Of the three workers this one can best do with a look every other second, well within the watchdog's 10 s: the link
+// and the agent wake once a second and at each ping and its answer.
+constexpr std::int32_t announced_wait_us = 2000000;
 constexpr std::uint32_t retry_us = 1000000;
 
 void wake_worker(void* worker) { static_cast<ipc_worker*>(worker)->wake(); }
