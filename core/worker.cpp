@@ -89,7 +89,8 @@ void abstract_worker::wake() {
 
 void abstract_worker::ask_status(int told_fd) {
     status_.ask(told_fd);
-    wake();
+    // Past overrides, which wake only who waits already: between its clock reading and its wait it would not notice.
+    abstract_worker::wake();
 }
 
 std::int64_t abstract_worker::clock_age_s() const {
