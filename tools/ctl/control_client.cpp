@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -18,6 +19,8 @@ namespace {
 constexpr std::int64_t patience_ms = 5000;
 constexpr std::size_t longest_answer = 1024 * 1024;
 
+constexpr char silence[] = "the daemon does not answer: its main thread is stuck, mostly in a log that nobody reads";
+
 outcome explain(const std::string& path, std::string& answer) {
     switch (errno) {
         case ENOENT:
@@ -33,6 +36,9 @@ outcome explain(const std::string& path, std::string& answer) {
         case ENOTSOCK:
             answer = path + " is not a socket";
             return no_daemon;
+        case EAGAIN:
+            answer = silence;
+            return no_answer;
         default:
             answer = path + ": " + std::strerror(errno);
             return no_daemon;
@@ -50,6 +56,9 @@ outcome ask(const std::string& path, const std::string& order, std::string& answ
     }
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     const unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    // Where many ask a daemon that is stuck, the connection itself would wait for it.
+    const timeval patience = {patience_ms / 1000, 0};
+    setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return explain(path, answer);
     const std::string line = order + "\n";
@@ -73,7 +82,7 @@ outcome ask(const std::string& path, const std::string& order, std::string& answ
         answer.pop_back();
         return answered;
     }
-    answer = "the daemon does not answer: its main thread is stuck, mostly in a log that nobody reads";
+    answer = silence;
     return no_answer;
 }
 

@@ -21,6 +21,9 @@ void add_leaves(const std::string& prefix, json_object* node, flat_status& leave
     }
     const char* text = json_object_get_string(node);
     leaves.emplace_back(prefix, text ? text : "");
+    // What the service sent goes to a terminal.
+    for (char& c : leaves.back().second)
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
 }
 
 bool ends_in(const std::string& name, const char* end) {
