@@ -16,6 +16,7 @@ constexpr int hung_limit = 2;
 
 constexpr std::size_t custom_limit = 64;
 constexpr int removal_rounds = 64;  // an answer lists about 50 entries
+constexpr std::int64_t removal_limit_ms = 5000;
 
 constexpr std::int32_t no_reading = -100;
 constexpr std::int64_t longest_timeout_s = 1000000;
@@ -157,12 +158,18 @@ int mainline_vap::add_neighbour(const neighbour_entry& neighbour) {
 int mainline_vap::delete_neighbours() {
     wireless_interface own;
     if (!memory() || what_.find(own) < 0) return -1;
+    const std::int64_t give_up_ms = monotonic_ms() + removal_limit_ms;
     for (int round = 0; round < removal_rounds; ++round) {
         std::string reply;
         if (!ask("SHOW_NEIGHBOR", reply, "list neighbours")) return -1;
         bool removed = false;
         for (const listed_neighbour& one : read_neighbour_list(reply)) {
             if (one.bssid.octets == own.mac) continue;
+            if (monotonic_ms() >= give_up_ms) {
+                log_error(process_log, "%s: hostapd is too slow to empty its list\n", what_.name());
+                hung_requests_ += hung_limit;  // so that it is not asked for the rest of the list either
+                return -1;
+            }
             if (!order(remove_neighbour_request(one), "remove a neighbour")) return -1;
             removed = true;
         }

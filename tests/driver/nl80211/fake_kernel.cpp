@@ -26,37 +26,32 @@ void replay(const std::string& name, Read read) {
     }
 }
 
+std::vector<wireless_interface> interfaces() {
+    std::vector<wireless_interface> all;
+    replay("interfaces", [&](netlink::attributes found) {
+        wireless_interface one;
+        if (netlink::read_interface(found, one)) all.push_back(one);
+    });
+    return all;
+}
+
 class port final : public nl80211_port {
   public:
     int interface_index(const char* name, std::uint32_t& index) override {
         if (const int error = failure("interface_index")) return error;
-        int result = -ENODEV;
-        replay("interfaces", [&](netlink::attributes found) {
-            wireless_interface one;
-            if (!netlink::read_interface(found, one) || one.name != name) return;
-            index = one.index;
-            result = 0;
-        });
-        return result;
+        for (const wireless_interface& one : interfaces())
+            if (one.name == name) return index = one.index, 0;
+        return -ENODEV;
     }
     int get_interface(std::uint32_t index, wireless_interface& interface) override {
         if (const int error = failure("get_interface")) return error;
-        int result = -ENODEV;
-        replay("interfaces", [&](netlink::attributes found) {
-            wireless_interface one;
-            if (!netlink::read_interface(found, one) || one.index != index) return;
-            interface = one;
-            result = 0;
-        });
-        return result;
+        for (const wireless_interface& one : interfaces())
+            if (one.index == index) return interface = one, 0;
+        return -ENODEV;
     }
-    int list_interfaces(std::vector<wireless_interface>& interfaces, std::size_t) override {
-        if (const int error = failure("list_interfaces")) return error;
-        replay("interfaces", [&](netlink::attributes found) {
-            wireless_interface one;
-            if (netlink::read_interface(found, one)) interfaces.push_back(one);
-        });
-        return 0;
+    int list_interfaces(std::vector<wireless_interface>& all, std::size_t) override {
+        all = interfaces();
+        return failure("list_interfaces");
     }
     int get_phy(std::uint32_t phy, phy_info& info) override {
         replay("phy", [&](netlink::attributes found) { netlink::add_to_phy(found, phy, info); });

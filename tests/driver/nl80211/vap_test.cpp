@@ -24,6 +24,7 @@ class mainline_vap_test : public mainline_access_point {
         hostapd.on_request = [this](const std::string&, const std::string& text) { return answer(text); };
     }
     std::string answer(const std::string& text) {
+        system.advance_ms(answer_ms);
         if (text.rfind("STA ", 0) == 0) return "flags=[AUTH]\ncapability=0x1431\next_capab=" + capabilities + "\n";
         if (text == "STATUS") return state;
         if (text.rfind("SET_NEIGHBOR ", 0) == 0) return list[text.substr(13, 17)] = text.substr(36, 10), "OK";
@@ -41,6 +42,7 @@ class mainline_vap_test : public mainline_access_point {
     }
 
     std::string capabilities = "04004a0201404040000120";
+    int answer_ms = 0;
     std::string transition = "OK";
     std::string state;
     std::map<std::string, std::string> list;
@@ -133,6 +135,16 @@ TEST_F(mainline_vap_test, keeps_hostapds_list) {
     odd.ssid.assign(33, 'a');
     EXPECT_EQ(vap()->add_neighbor(odd), -1);
     EXPECT_EQ(list.size(), 41u);
+
+    // One that answers late each time is given up for the rest of a list.
+    answer_ms = 900;
+    const double started = system.now_s();
+    const auto late = vap();
+    EXPECT_EQ(late->del_neighbors(), -1);
+    EXPECT_LT(system.now_s() - started, 7);
+    EXPECT_EQ(late->hung_commands(), 2);
+    EXPECT_GT(list.size(), 30u);
+    answer_ms = 0;
     EXPECT_EQ(vap()->del_neighbors(), 0);
     EXPECT_EQ(list.size(), 1u);
     EXPECT_EQ(list.count("42:00:00:00:00:00"), 1u);
