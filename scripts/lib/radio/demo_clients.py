@@ -40,7 +40,7 @@ async def neighbour_list(stage, place):
     mover = place.stations["mover"]
     mark = mover.supplicant.mark()
     await mover.wpa_cli("neighbor_rep_request")
-    await mover.supplicant.line(rf"RRM-NEIGHBOR-REP-RECEIVED bssid={neighbour} .*chan=11", since=mark)
+    await mover.supplicant.line(rf"RRM-NEIGHBOR-REP-RECEIVED bssid={neighbour} .*chan={place.channels['ap2'][0]}", since=mark)
     stage.verify("a station asks for neighbours and gets it with its channel")
 
 
@@ -84,8 +84,7 @@ async def fast_transition(stage, place):
     frequency = (await ap2.status(1))["freq"]
     await roamer.hear(target, frequency)
     mark = ap2.hostapd.mark()
-    await roamer.wpa_cli("roam", target)
-    status = await roamer.connected(target)
+    status = await roamer.roam(target)
     await ap2.hostapd.line(rf"STA {roamer.address} .*authentication OK \(FT\)", since=mark)
     stage.verify("it is connected to the other access point, and both sides say that it came by fast transition",
                  status["key_mgmt"] == "FT-PSK" and not any("4WAY-HS" in line for line in ap2.hostapd.lines[mark:]))

@@ -30,8 +30,8 @@ async def hostapd_restart(stage, place):
     mover = place.stations["mover"]
     await place.service.message(ap.mac, "rrm-config-changed", mark, seconds=90)
     stage.verify("the agent outlived it and described its radios anew", ap.agent.runs() and ap.agent.process.pid == pid)
-    await air.on_channel(ap, "wlan0-va0", 1, 60)
-    await air.on_channel(ap, "wlan1-va0", 149, 60)
+    for number, channel in enumerate(place.channels[ap.name]):
+        await air.on_channel(ap, f"wlan{number}-va0", channel, 60)
     stage.verify("iw shows the ordered channels again, in place of those in hostapd's files")
     status = await mover.connected()
     stage.verify(f"its station went to the other access point meanwhile, wpa_cli says: {status['bssid']}",
@@ -40,11 +40,11 @@ async def hostapd_restart(stage, place):
 
 async def link_lost(stage, place):
     stage.step("The radio service is gone for good. What it ordered is taken back.")
-    ap1 = place.aps[0]
     service = place.service
     await service.program.stop(30)
     stage.verify("until then it found no fault in any message")
-    await until(lambda: as_configured(ap1), "channels and neighbour lists are as configured", 90, pause=POLL)
+    for ap in place.aps:
+        await until(lambda ap=ap: as_configured(ap), f"{ap.name}'s channels and neighbour lists are as configured", 90, pause=POLL)
     stage.verify("iw and hostapd_cli show channels, widths and neighbour lists as configured")
     mark = service.mark()
     await service.begin("--strict")

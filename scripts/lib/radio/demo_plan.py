@@ -1,10 +1,11 @@
 """Subscriptions, scans, and a plan that is carried out on the air."""
 import asyncio
+import json
 
 from lab.processes import until
 from radio import air
 from radio.namespace import POLL
-from radio.neighbourhood import HOST
+from radio.neighbourhood import FOREIGN, HOST
 from radio.traffic import Traffic
 
 LOUD = ("1", "6", "11", "36", "40", "44", "48", "149", "153", "157", "161")
@@ -61,45 +62,67 @@ async def scan(stage, place):
     stage.verify(f"a station's traffic went on: {lost} of {sent} pings lost, {silence:.2f} s without an answer", lost < sent / 4)
 
 
+async def plan_at_rest(place):
+    """The planner's account of its plan, once nothing of it is on its way."""
+    async def rests():
+        plan = json.loads((await place.service.tell("plan json")).splitlines()[0])
+        return plan if plan["state"] in ("proposed", "applied", "undone", "failed") else None
+    return await until(rests, "the plan comes to a rest", 180, pause=2 * POLL)
+
+
+def changes(place, plan):
+    """(access point, number of the radio, now, planned) of each that the plan changes."""
+    aps = {ap.mac.upper(): ap for ap in place.aps}
+    return [(aps[one["ap-mac"].upper()], one["radio"], one["now"], one["plan"]) for one in plan["radios"] if "plan" in one]
+
+
 async def move(stage, place):
-    stage.step("Channel 6 carries a foreign network, too: the service moves that radio to channel 1, and the busy one at 5 "
-               "GHz to 40 MHz at channel 149.")
-    ap1 = place.aps[0]
-    mover, roamer = place.stations["mover"], place.stations["roamer"]
+    stage.step("Channels 6 and 36 carry a foreign network each, too: the service's planner chooses others from what was "
+               "heard, brings them out one access point after the other, and verifies them by new scans.")
+    mover = place.stations["mover"]
+    await place.service.tell(f"plan propose power=0 channels={','.join(LOUD)}")
+    plan = await plan_at_rest(place)
+    for ap, number, now, planned in changes(place, plan):
+        print(f"    planned: {ap.name}'s radio {number} goes from channel {now['channel']}, {now['bandwidth']} MHz, to "
+              f"{planned['channel']}, {planned['bandwidth']} MHz", flush=True)
+    stage.verify("the planner wants both radios of the first access point off the channels of the foreign networks",
+                 [(now["channel"], planned["channel"] in FOREIGN.values())
+                  for ap, _, now, planned in changes(place, plan) if ap is place.aps[0]] == [(6, False), (36, False)])
     traffic = await Traffic(mover, HOST).begin()
-    mark = place.service.mark()
-    await place.service.order(ap1.mac, "config radio=0 channel=1 radio=1 channel=149 bandwidth=40 primary=lower")
-    await air.on_channel(ap1, "wlan0-va0", 1, 60)
-    await air.on_channel(ap1, "wlan1-va0", 149, 60)
-    changed = await place.service.message(
-        ap1.mac, "rrm-config-changed", mark,
-        lambda message: [radio["channel"] for radio in message["radios"]] == [1, 149])
-    stage.verify("iw and the agent show both where they were ordered",
-                 (await air.interface(ap1, "wlan1-va0"))["width"] == 40 and changed["radios"][1]["bandwidth"] == 40)
-    for station, number, frequency in ((mover, 0, "2412"), (roamer, 1, "5745")):
-        await ap1.has_station(number, station.address)
-        status = await station.connected(await ap1.bssid(number))
-        stage.verify(f"{station.name} followed to {status['freq']} MHz", status["freq"] == frequency)
+    await place.service.tell("plan apply")
+    plan = await plan_at_rest(place)
+    stage.verify(f"it was brought out: {plan['text']}",
+                 plan["state"] == "applied" and plan["measured"]["total"] < plan["before"]["total"])
+    for ap, number, _, planned in changes(place, plan):
+        seen = await air.interface(ap, f"wlan{number}-va0")
+        stage.verify(f"iw shows {ap.name}'s radio {number} there: channel {seen['channel']}, {seen['width']} MHz",
+                     (seen["channel"], seen["width"]) == (planned["channel"], planned["bandwidth"]))
+        place.channels[ap.name][number] = seen["channel"]
+        for station in place.at.get((ap.name, number), ()):
+            await ap.has_station(number, station.address)
+            status = await station.connected(await ap.bssid(number))
+            stage.verify(f"{station.name} followed to {status['freq']} MHz", status["freq"] == str(seen["frequency"]))
     await traffic.program.line("bytes from", since=traffic.program.mark())
     lost, sent, silence = await traffic.end()
-    stage.verify(f"its traffic went on: {lost} of {sent} pings lost, {silence:.2f} s without an answer", lost <= LOST)
+    stage.verify(f"{mover.name}'s traffic went on: {lost} of {sent} pings lost, {silence:.2f} s without an answer", lost <= LOST)
 
 
 async def power(stage, place):
     stage.step("That radio's power is lowered to 12 dBm; the other access point listens.")
     ap1, ap2 = place.aps
     bssid = await ap1.bssid(0)
-    loud = (await air.scan(ap2, "wlan0", 2412))[bssid]
+    frequency = (await air.interface(ap1, "wlan0-va0"))["frequency"]
+    loud = (await air.scan(ap2, "wlan0", frequency))[bssid]
     await place.service.order(ap1.mac, "config radio=0 power=12")
 
     async def lowered():
         return (await air.interface(ap1, "wlan0-va0")).get("power") == 12
     await until(lowered, "iw shows 12 dBm", 60, pause=POLL)
-    quiet = (await air.scan(ap2, "wlan0", 2412))[bssid]
+    quiet = (await air.scan(ap2, "wlan0", frequency))[bssid]
     stage.verify(f"iw shows 12 dBm, and the other access point hears it with {quiet:.0f} instead of {loud:.0f} dBm",
                  quiet < loud - 5)
     mark = place.service.mark()
-    await place.service.order(ap2.mac, "rrm-scan 1,149")
+    await place.service.order(ap2.mac, "rrm-scan " + ",".join(str(channel) for channel in place.channels["ap1"]))
     report = await place.service.message(ap2.mac, "rrm-response", mark, seconds=120)
     heard = [entry["rssi"] for entries in report["rf-environment"] for entry in entries if entry["bssid"] == bssid]
     stage.verify(f"its agent reports it with {heard} dBm", heard and abs(heard[-1] - quiet) <= 2)

@@ -28,6 +28,8 @@ class Neighbourhood:
         self.aps = []
         self.foreign = []
         self.stations = {}
+        self.channels = {name: list(channels) for name, channels in CHANNELS.items()}  # as ordered by now
+        self.at = {}  # stations that began at (name of the access point, number of the radio)
 
     async def begin(self):
         await radios_begin(RADIOS)
@@ -59,6 +61,7 @@ class Neighbourhood:
         await station.join(SSID, f"scan_freq={frequency}", *lines, key_mgmt=key_mgmt)
         await ap.has_station(number, station.address)
         check(await station.ping(HOST) > 0, f"traffic of {name} does not pass")
+        self.at.setdefault((ap.name, number), []).append(station)
 
     async def end(self):
         for one in (*self.stations.values(), *self.foreign, *self.aps):

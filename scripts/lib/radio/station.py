@@ -2,7 +2,7 @@
 import asyncio
 import re
 
-from lab.processes import until
+from lab.processes import Wrong, until
 from radio.namespace import POLL, Namespace
 from radio.network import PASSPHRASE
 
@@ -43,6 +43,16 @@ class Station(Namespace):
             values = dict(line.split("=", 1) for line in output.splitlines() if "=" in line)
             return values if values.get("wpa_state") == "COMPLETED" and bssid in (None, values["bssid"]) else None
         return await until(there, f"{self.name} is connected" + (f" to {bssid}" if bssid else ""), seconds, pause=POLL)
+
+    async def roam(self, bssid, attempts=3):
+        """Goes there by itself, as often as it takes: on a slow machine a frame may come too late. Its values."""
+        for attempt in range(1, attempts + 1):
+            await self.wpa_cli("roam", bssid)
+            try:
+                return await self.connected(bssid, 60 if attempt == attempts else 15)
+            except Wrong:
+                if attempt == attempts:
+                    raise
 
     async def ping(self, address, count=3):
         """Answers received."""
