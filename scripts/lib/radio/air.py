@@ -31,9 +31,10 @@ async def scan(namespace, name, *frequencies):
     heard, bssid = {}, None
 
     async def done():
-        status, output = await namespace.run("iw", "dev", name, "scan", *arguments)
-        return [output] if status == 0 else None  # busy while somebody else scans
-    for line in (await until(done, f"{namespace.name} scans", 60, pause=POLL))[0].splitlines():
+        # It fails as busy while somebody else scans, and waits for ever when that one's end was taken for its own.
+        status, output = await namespace.run("iw", "dev", name, "scan", *arguments, seconds=20)
+        return [output] if status == 0 else None
+    for line in (await until(done, f"{namespace.name} scans", 90, pause=POLL))[0].splitlines():
         found = re.match(r"BSS ([0-9a-f:]{17})", line)
         bssid = found[1] if found else bssid
         found = re.search(r"signal: ([\d.-]+) dBm", line)
