@@ -215,7 +215,7 @@ async def progress():
     async with Service() as service:
         agent = await subscribed(service)
         await service.command("scan channels=1,36 delay=1")
-        await service.program.line("round 2 of 5")
+        await service.program.line("round [2-5] of 5")
         await service.command("unchecked scan channels=1,2,3,4,36")
         await agent.send(json.dumps(message("rrm-response", radios=[radio(0, 6, 20)], **{"rf-environment": []})))
         await service.command("wait rrm-response 30")
@@ -225,12 +225,13 @@ async def progress():
         await service.command("wait rrm-disassoc-all-clients 30")
         await service.command("rrm-scan 6")
         await service.program.line("round 1 of 1")
-        told = re.findall(r"scan: (.*)", await service.end())
-        assert re.match(r"reported after \d+ s", told[3]), told
-        assert told == ["begins in 1 s", "round 1 of 5, 1 s each; the report is due in 5 s",
-                        "round 2 of 5, 1 s each; the report is due in 4 s", told[3],
-                        "round 1 of 5, 3 s each; the report is due in 15 s", "ended with hostapd",
-                        "round 1 of 1, 6 s each; the report is due in 6 s"], told
+        told = "\n".join(re.findall(r"scan: (.*)", await service.end()))
+        # On a busy machine a scan gets further before the next step, or its clock is looked at late.
+        check(re.match(r"begins in 1 s\n(round \d of 5, 1 s each; the report is due in \d s\n)+reported after \d+ s\n"
+                       r"(round \d of 5, 3 s each; the report is due in \d+ s\n)+ended with hostapd\n"
+                       r"round 1 of 1, 6 s each; the report is due in 6 s", told), told)
+        for number, length, due in re.findall(r"round (\d) of 5, (\d) s each; the report is due in (\d+) s", told):
+            check(int(due) == (6 - int(number)) * int(length), told)
 
 
 class Client:
