@@ -1,5 +1,7 @@
 #include "hostd/hostapd_life.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 
 #include "core/logger.h"
@@ -10,6 +12,15 @@ namespace {
 // A radio may take long until it is on the air (it looks for radar, or for a channel): the others are not kept waiting.
 constexpr std::int64_t patience_ms = 5000;
 constexpr std::int64_t refresh_ms = 5000;
+
+// Which file it is and when it was written; empty where there is none, as for a moment while another is put in its
+// place.
+std::string stamp_of(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return {};
+    return std::to_string(info.st_ino) + " " + std::to_string(info.st_size) + " " +
+           std::to_string(info.st_mtim.tv_sec) + " " + std::to_string(info.st_mtim.tv_nsec);
+}
 
 }  // namespace
 
@@ -27,8 +38,10 @@ void hostapd_life::read_config(int process) {
     auto files = own_.hostapd_files;
     if (files.empty()) files = files_of_command_line(command_line_of(process));
     config_.clear();
+    files_.clear();
     for (const std::string& file : files) {
         std::string text;
+        files_[file] = stamp_of(file);
         if (read_whole_file(file, text))
             config_.add(text);
         else
@@ -40,11 +53,15 @@ void hostapd_life::read_config(int process) {
                         one->name().c_str());
 }
 
-void hostapd_life::refresh_one(std::int64_t now_ms) {
+void hostapd_life::refresh(std::int64_t now_ms) {
     if (now_ms < next_refresh_ms_ || vaps_.all().empty()) return;
     next_refresh_ms_ = now_ms + refresh_ms;
     vap& next = *vaps_.all()[refreshed_++ % vaps_.all().size()];
     if (next.attached()) next.refresh();
+    for (const auto& [path, stamp] : files_) {
+        const std::string current = stamp_of(path);
+        if (!current.empty() && current != stamp) untold_ = true;
+    }
 }
 
 bool hostapd_life::settled(std::int64_t now_ms) const {
@@ -61,7 +78,7 @@ void hostapd_life::look(std::int64_t now_ms) {
         if (one->process() != 0) process = one->process();
         if (one->description().enabled) now[one->name()] = {one->description(), one->process()};
     }
-    refresh_one(now_ms);
+    refresh(now_ms);
     pid_file_.follow(process);
     for (auto one = announced_.begin(); one != announced_.end();) {
         if (now.count(one->first) != 0) {
@@ -69,7 +86,7 @@ void hostapd_life::look(std::int64_t now_ms) {
             continue;
         }
         tell_.ended(one->first);
-        lost_ = true;
+        untold_ = true;
         one = announced_.erase(one);
     }
     const auto is_known = [](const auto& a, const auto& b) {
@@ -78,8 +95,8 @@ void hostapd_life::look(std::int64_t now_ms) {
     };
     const bool same = std::equal(now.begin(), now.end(), announced_.begin(), announced_.end(), is_known);
     // Without a process the pid file says it all.
-    if (process == 0) lost_ = false;
-    if (!lost_ && (same || now.empty())) {
+    if (process == 0) untold_ = false;
+    if (!untold_ && (same || now.empty())) {
         changed_ms_ = 0;
         return;
     }
@@ -93,7 +110,7 @@ void hostapd_life::look(std::int64_t now_ms) {
     }
     announced_ = std::move(now);
     changed_ms_ = 0;
-    lost_ = false;
+    untold_ = false;
     raise_notice("hostapd_started");
     log_info(process_log, "hostapd, process %d, has %zu VAPs on the air\n", process, announced_.size());
 }

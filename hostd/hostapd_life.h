@@ -37,7 +37,8 @@ class hostapd_life {
         int process = 0;
     };
     void read_config(int process);
-    void refresh_one(std::int64_t now_ms);
+    // Now and then: whether the next VAP, or a configuration file, is something else.
+    void refresh(std::int64_t now_ms);
     bool settled(std::int64_t now_ms) const;
 
     const settings& own_;
@@ -45,9 +46,10 @@ class hostapd_life {
     hostapd_config& config_;
     listeners tell_;
     pid_file pid_file_;
-    std::map<std::string, seen> announced_;  // VAPs on the air that the agent was told of
-    bool lost_ = false;                      // one of them went; the agent was not told yet
-    std::int64_t changed_ms_ = 0;            // since when it is something else; 0: it is not
+    std::map<std::string, seen> announced_;     // VAPs on the air that the agent was told of
+    std::map<std::string, std::string> files_;  // hostapd's configuration as it was read: paths, and when written
+    bool untold_ = false;                       // one of them went, or a file is another; the agent was not told yet
+    std::int64_t changed_ms_ = 0;               // since when it is something else; 0: it is not
     std::int64_t next_refresh_ms_ = 0;
     std::size_t refreshed_ = 0;
 };

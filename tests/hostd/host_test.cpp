@@ -43,6 +43,12 @@ TEST_F(hostd_test, hostapd_comes_goes_and_is_killed) {
     pass(11000);
     EXPECT_TRUE(notified("hostapd_started"));
     EXPECT_EQ(get("/interface/wlan0-va0/vap/ap-security/mode"), "WPA_WPA2_PSK");
+    system.write_file("/etc/hostapd.conf", "interface=wlan0-va0\n");
+    pass(6000);
+    EXPECT_TRUE(notified("hostapd_started"));
+    EXPECT_EQ(get("/interface/wlan0-va0/vap/w80211kv-config/enabled"), "false");
+    pass(6000);
+    EXPECT_FALSE(notified("hostapd_started"));
 }
 
 TEST_F(hostd_test, one_radio_that_goes_is_told_though_hostapd_stays) {
