@@ -79,6 +79,10 @@ class story : public activity {
                 return within(0, [&] { (void)ask_for(text); });
             case 'n':
                 return within(hostd::order_wait_ms, [&] { order(text); });
+            case 'l':
+                for (const std::string& file : hostd::files_of_command_line(text))
+                    check(file[0] == '/');
+                break;
             case 'd':
                 return drive();
             case 'h':
@@ -99,6 +103,8 @@ class story : public activity {
             fake_system::get().advance_ms(turn_ms);
         }
     }
+
+    void end() { all_.reset(); }
 
     void tick() override {}
     bool cancelled() const override { return false; }
@@ -145,6 +151,8 @@ class story : public activity {
     }
     void drive() {
         const auto vap = back_ends_.back_end_of(this, names[0]);
+        for (const bool custom : {false, true})
+            (void)vap->add_neighbor({{2, 0, 0, 0, 9, 1}, "office", 44, {}, 0, 1, custom});
         std::vector<rrm_sta_s> stations;
         (void)vap->get_assoc_stas(stations);
         for (const rrm_sta_s& one : stations)
@@ -172,5 +180,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!piece.empty()) one.play(piece[0], std::string(piece.substr(1)));
     }
     one.pass(2);
+    one.end();
     return 0;
 }
