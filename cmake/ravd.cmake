@@ -14,10 +14,14 @@ add_library(ravd_options INTERFACE)
 target_include_directories(ravd_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(ravd_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -fno-common)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    # Exceptions only ever mean that memory is short or that there is a bug, which ends the process
+    # (daemon/terminate.cpp): unwinding, which no code does, would be a fifth of the program.
     target_compile_options(ravd_options INTERFACE -ffunction-sections -fdata-sections -fstack-protector-strong
                                                   -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
-                                                  $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
-    target_link_options(ravd_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro -Wl,-z,now)
+                                                  -fno-asynchronous-unwind-tables -fno-unwind-tables -fvisibility=hidden
+                                                  $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti -fno-exceptions>)
+    target_link_options(ravd_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,--exclude-libs,ALL
+                                               -Wl,-z,relro -Wl,-z,now)
     # Relative relocations as a bit map: 24 bytes each become a few bits. The loader has to know them (glibc 2.36), which a
     # program tells that needs one to end well.
     if(NOT CMAKE_CROSSCOMPILING)

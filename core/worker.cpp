@@ -20,6 +20,8 @@ constexpr std::int64_t watchdog_gap_s = 10;
 constexpr int watchdog_retries = 11;
 constexpr std::int64_t longest_delay_s = 1000000;
 
+thread_local const char* running_worker = nullptr;  // name of the one whose thread this is
+
 void name_thread(const char* worker_name) {
     const std::string name = std::string("ravd:") + worker_name;
     prctl(PR_SET_NAME, name.c_str(), 0, 0, 0);  // the kernel keeps 15 characters
@@ -30,6 +32,12 @@ void name_thread(const char* worker_name) {
 void fatal_exit() {
     std::fflush(nullptr);
     std::_Exit(255);
+}
+
+void end_unhandled() {
+    if (!running_worker) std::abort();
+    std::printf("Unhandled exception at worker '%s'\n", running_worker);
+    fatal_exit();
 }
 
 abstract_worker::abstract_worker(const run_flag* running, const char* name, std::int32_t poll_timeout_us,
@@ -43,43 +51,46 @@ abstract_worker::abstract_worker(const run_flag* running, const char* name, std:
 
 abstract_worker::~abstract_worker() = default;
 
-void abstract_worker::start(int ended_fd) {
-    thread_ = std::thread([this, ended_fd] {
-        run();
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = ended_fd != -1 ? write(ended_fd, &one, sizeof one) : 0;
-    });
-    started_ = true;
+bool abstract_worker::start(int ended_fd) {
+    ended_fd_ = ended_fd;
+    started_ = pthread_create(&thread_, nullptr, thread_entry, this) == 0;
+    return started_;
+}
+
+void* abstract_worker::thread_entry(void* self) {
+    auto& worker = *static_cast<abstract_worker*>(self);
+    worker.run();
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = worker.ended_fd_ != -1 ? write(worker.ended_fd_, &one, sizeof one) : 0;
+    return nullptr;
 }
 
 void abstract_worker::join() {
-    if (started_ && thread_.joinable()) thread_.join();
+    if (started_) pthread_join(thread_, nullptr);
+    started_ = false;
 }
 
 void abstract_worker::run() {
     name_thread(name_);
+    running_worker = name_;
     pulse_.start(now_s());
-    try {
-        while (running_->load(std::memory_order_relaxed)) {
+    while (running_->load(std::memory_order_relaxed)) {
+        now_s();
+        initialized_ = init();
+        active_ = initialized_;
+        while (active_ && is_alive(running_)) {
             now_s();
-            initialized_ = init();
-            active_ = initialized_;
-            while (active_ && is_alive(running_)) {
-                now_s();
-                if (process() && poll_timeout_us_ > 0 && event_fd_) wait_for_event(poll_timeout_us_ / 1000);
-            }
-            if (initialized_) {
-                deinit();
-                initialized_ = false;
-            }
-            if (running_->load(std::memory_order_relaxed)) sys::sleep_us(restart_delay_us_);
-            active_ = false;
+            if (process() && poll_timeout_us_ > 0 && event_fd_) wait_for_event(poll_timeout_us_ / 1000);
         }
-    } catch (...) {
-        std::printf("Unhandled exception at worker '%s'\n", name_);
-        fatal_exit();
+        if (initialized_) {
+            deinit();
+            initialized_ = false;
+        }
+        if (running_->load(std::memory_order_relaxed)) sys::sleep_us(restart_delay_us_);
+        active_ = false;
     }
     pulse_.stop();
+    running_worker = nullptr;
 }
 
 void abstract_worker::wake() {

@@ -1,13 +1,14 @@
 // Base of the daemon's worker threads: restart loop, one-shot timers, watchdog, wake-up descriptor.
 #pragma once
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <functional>
 #include <list>
 #include <string>
-#include <thread>
 
 #include "core/activity.h"
 #include "core/pulse.h"
@@ -22,6 +23,10 @@ static_assert(run_flag::is_always_lock_free, "the signal handler stores into it"
 
 // Ends the process with status 255 without running destructors, which must not run under live threads.
 [[noreturn]] void fatal_exit();
+
+// What std::terminate comes to: an allocation or a library failed, and no code of ours takes exceptions. On a worker's
+// thread says whose it is on standard output and ends the process with status 255; elsewhere aborts.
+[[noreturn]] void end_unhandled();
 
 class abstract_worker {
   public:
@@ -46,8 +51,8 @@ class abstract_worker {
     virtual ~abstract_worker();
 
     // Creates the thread; once per worker. When the thread is about to end it adds 1 to the event descriptor `ended_fd`
-    // (-1: none).
-    void start(int ended_fd = -1);
+    // (-1: none). False: there is none to be had.
+    bool start(int ended_fd = -1);
     // Waits for the thread's end; returns at once when none was started.
     void join();
     // Body of the thread: init, process loop, deinit and restart delay while `running` is set.
@@ -116,12 +121,15 @@ class abstract_worker {
         abstract_worker& worker_;
     };
 
+    static void* thread_entry(void* self);
+
     const run_flag* running_;
     const char* name_;
     std::int32_t poll_timeout_us_;
     std::uint32_t restart_delay_us_;
     bool started_ = false;
-    std::thread thread_;
+    pthread_t thread_{};
+    int ended_fd_ = -1;
     std::list<timer_node> timers_;
     timespec last_time_{};
     pulse pulse_;

@@ -1,11 +1,10 @@
-// The runtime's own handler prints the type of an exception that nobody caught, and brings a demangler for it: 50 KB. A
-// worker catches what escapes (core/worker.cpp); what ends the process here is a bug, of which a core dump tells more.
-#include <cstdlib>
+// Where an exception of the C++ runtime arrives: no code of ours takes any.
 #include <exception>
 
-namespace __cxxabiv1 {
+#include "core/worker.h"
 
-extern std::terminate_handler __terminate_handler;
-std::terminate_handler __terminate_handler = std::abort;
+namespace {
 
-}  // namespace __cxxabiv1
+const bool handler_set = std::set_terminate(ravd::end_unhandled);
+
+}  // namespace

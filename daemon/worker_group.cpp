@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <system_error>
 
 #include "core/logger.h"
 #include "daemon/stop_signal.h"
@@ -40,9 +39,7 @@ worker_group::worker_group(control_server& control) : control_(control), ended_f
 }
 
 void worker_group::start(abstract_worker& worker) {
-    try {
-        worker.start(ended_fd_.get());
-    } catch (const std::system_error&) {
+    if (!worker.start(ended_fd_.get())) {
         log_error(process_log, "No thread for a worker\n");
         fatal_exit();
     }

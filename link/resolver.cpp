@@ -51,11 +51,7 @@ struct resolver::job {
     static void* run(void* argument) {
         const std::unique_ptr<std::shared_ptr<job>> holder(static_cast<std::shared_ptr<job>*>(argument));
         job& self = **holder;
-        try {
-            self.addresses = self.lookup(self.host);
-        } catch (...) {
-            self.addresses.clear();  // out of memory: as not found
-        }
+        self.addresses = self.lookup(self.host);
         self.done.store(true, std::memory_order_release);
         const std::uint64_t one = 1;
         [[maybe_unused]] const ssize_t written = write(self.wake.get(), &one, sizeof one);

@@ -134,16 +134,13 @@ class leftover_list {
     std::vector<pid_t> children_;
 };
 
-leftover_list& leftovers() {
-    static leftover_list list;
-    return list;
-}
+leftover_list leftovers;
 
 }  // namespace
 
 bool run_shell(const char* command, std::string* output) {
     if (output) output->clear();
-    if (!leftovers().reap_ended()) return errno = EAGAIN, false;
+    if (!leftovers.reap_ended()) return errno = EAGAIN, false;
     unique_fd reading;
     unique_fd writing;
     if (!open_pipe(reading, writing)) return false;
@@ -155,7 +152,7 @@ bool run_shell(const char* command, std::string* output) {
     reading.reset();
     if (in_time) return true;
     kill(-child, SIGKILL);
-    if (!reap(child, now_ms() + reap_limit_ms)) leftovers().add(child);
+    if (!reap(child, now_ms() + reap_limit_ms)) leftovers.add(child);
     errno = ETIMEDOUT;
     return false;
 }

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <new>
 
 #include "platform/monotonic.h"
 
@@ -41,13 +40,7 @@ int on_message(nl_msg* message, void* argument) {
     nlattr* found[NL80211_ATTR_MAX + 1];
     if (nla_parse(found, NL80211_ATTR_MAX, genlmsg_attrdata(body, 0), genlmsg_attrlen(body, 0), nullptr) < 0)
         return NL_SKIP;
-    // The library is C: nothing may be thrown through it.
-    try {
-        (*state.read)(body->cmd, found);
-    } catch (const std::bad_alloc&) {
-        state.result = -ENOMEM;
-        return NL_STOP;
-    }
+    (*state.read)(body->cmd, found);
     return NL_SKIP;
 }
 

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <utility>
 
 namespace ravd {
@@ -31,6 +30,22 @@ ssize_t write_some(int fd, iovec* parts, std::size_t count) {
 
 }  // namespace
 
+bool bus_piece::add(std::string_view head, std::string_view payload) {
+    const std::size_t wanted = size_ + head.size() + payload.size();
+    if (wanted > room_) {
+        const std::size_t room = std::max(wanted, std::min(2 * room_, piece_size));
+        void* grown = std::realloc(block_.get(), room);
+        if (!grown) return false;
+        (void)block_.release();
+        block_.reset(static_cast<unsigned char*>(grown));
+        room_ = room;
+    }
+    std::copy(head.begin(), head.end(), bytes() + size_);
+    std::copy(payload.begin(), payload.end(), bytes() + size_ + head.size());
+    size_ = wanted;
+    return true;
+}
+
 bus_connection::bus_connection(std::uint64_t id, unique_fd socket, int peer, bool dialled)
     : id_(id), socket_(std::move(socket)), peer_(peer), dialled_(dialled) {}
 
@@ -47,20 +62,18 @@ void bus_connection::fail() {
     kept_back_ = false;
 }
 
-void bus_connection::keep(std::string_view head, std::string_view payload) {
+// False without memory: what cannot be kept whole is not begun.
+bool bus_connection::keep(std::string_view head, std::string_view payload) {
     const std::size_t whole = head.size() + payload.size();
-    // What cannot be kept whole is not begun.
     if (!output_.empty() && output_.back().size() + whole <= piece_size) {
-        std::string& piece = output_.back();
-        piece.reserve(piece.size() + whole);
-        piece.append(head).append(payload);
+        if (!output_.back().add(head, payload)) return false;
     } else {
-        std::string piece;
-        piece.reserve(whole);
-        piece.append(head).append(payload);
+        bus_piece piece;
+        if (!piece.add(head, payload)) return false;
         output_.push_back(std::move(piece));
     }
     backlog_ += whole;
+    return true;
 }
 
 bus_result bus_connection::write(const bus_frame_header& header, std::string_view payload, bool more) {
@@ -93,12 +106,10 @@ bus_result bus_connection::write(const bus_frame_header& header, std::string_vie
     }
     if (done == whole) return bus_result::accepted;
     const std::size_t head_done = std::min(done, head_size);
-    try {
-        keep({reinterpret_cast<const char*>(head) + head_done, head_size - head_done},
-             payload.substr(done - head_done));
-    } catch (const std::bad_alloc&) {
+    const std::string_view head_left{reinterpret_cast<const char*>(head) + head_done, head_size - head_done};
+    if (!keep(head_left, payload.substr(done - head_done))) {
         if (done > 0) fail();  // nothing may follow half a frame
-        throw;
+        return bus_result::full;
     }
     kept_back_ = kept_back_ || keeps_back;
     if (kept_back_ && (!more || backlog_ >= piece_size)) flush();
@@ -113,8 +124,8 @@ void bus_connection::end_row() {
 void bus_connection::flush() {
     kept_back_ = false;
     while (!output_.empty()) {
-        std::string& front = output_.front();
-        iovec part{front.data() + front_done_, front.size() - front_done_};
+        const bus_piece& front = output_.front();
+        iovec part{front.bytes() + front_done_, front.size() - front_done_};
         const ssize_t n = write_some(fd(), &part, 1);
         if (n < 0) return fail();
         if (n == 0) return;

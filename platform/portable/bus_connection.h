@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <string>
 #include <string_view>
 
 #include "platform/portable/bus_endpoint.h"
@@ -12,6 +11,19 @@
 #include "platform/portable/bus_registration.h"
 
 namespace ravd {
+
+// Bytes that wait for a socket. Without memory nothing is added, and whoever sends is told so.
+class bus_piece {
+  public:
+    bool add(std::string_view head, std::string_view payload);
+    std::size_t size() const { return size_; }
+    unsigned char* bytes() const { return block_.get(); }
+
+  private:
+    bus_block block_;
+    std::size_t room_ = 0;  // of block_
+    std::size_t size_ = 0;
+};
 
 // Used under the endpoint's lock.
 class bus_connection {
@@ -95,7 +107,7 @@ class bus_connection {
 
   private:
     void fail();
-    void keep(std::string_view head, std::string_view payload);
+    bool keep(std::string_view head, std::string_view payload);
 
     std::uint64_t id_;
     unique_fd socket_;
@@ -116,7 +128,7 @@ class bus_connection {
     std::size_t missed_ = 0;
     std::uint64_t held_by_ = 0;
     bus_frame_reader reader_;
-    std::deque<std::string> output_;
+    std::deque<bus_piece> output_;
     std::size_t front_done_ = 0;  // bytes of output_.front() that are written
     std::size_t backlog_ = 0;
     std::uint64_t transferred_ = 0;

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "platform/monotonic.h"
@@ -197,11 +196,7 @@ bus_result bus_endpoint::send(int destination, std::string_view text, std::uint6
     const guard lock(mutex_);
     if (!running_ || destination < 0) return bus_result::not_served;
     moved_ = true;
-    try {
-        return sent(exchange_->send(destination, text, connection, more));
-    } catch (const std::bad_alloc&) {
-        return bus_result::full;
-    }
+    return sent(exchange_->send(destination, text, connection, more));
 }
 
 void bus_endpoint::end_rows() {
@@ -214,11 +209,7 @@ bus_result bus_endpoint::send_over(std::uint64_t connection, std::string_view te
     const guard lock(mutex_);
     if (!running_) return bus_result::not_served;
     moved_ = true;
-    try {
-        return sent(exchange_->send_over(connection, text));
-    } catch (const std::bad_alloc&) {
-        return bus_result::full;
-    }
+    return sent(exchange_->send_over(connection, text));
 }
 
 // What does not go out at once must not wait for the next call.
@@ -246,14 +237,9 @@ void* bus_endpoint::thread_entry(void* self) {
 
 void bus_endpoint::run() {
     std::unique_lock<std::mutex> lock(mutex_);
-    try {
-        bool whole = true;
-        while (whole &&
-               (stage_ == stage::exchanges || (stage_ == stage::flushes && exchange_->connections().unsent() > 0)))
-            whole = turn(lock, -1);
-    } catch (const std::bad_alloc&) {
-        // Ends as one that broke.
-    }
+    bool whole = true;
+    while (whole && (stage_ == stage::exchanges || (stage_ == stage::flushes && exchange_->connections().unsent() > 0)))
+        whole = turn(lock, -1);
     hide();
     running_ = false;
     stage_ = stage::abandoned;
@@ -263,15 +249,7 @@ void bus_endpoint::run() {
 }
 
 void bus_endpoint::turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms) {
-    try {
-        if (turn(lock, longest_ms)) return;
-    } catch (const std::bad_alloc&) {
-        // Ends as one that broke.
-    }
-    break_down();
-}
-
-void bus_endpoint::break_down() {
+    if (turn(lock, longest_ms)) return;
     hide();
     running_ = false;
 }
@@ -284,11 +262,7 @@ int bus_endpoint::fill(std::vector<pollfd>& set) {
 void bus_endpoint::serve(const pollfd* entries, std::size_t count) {
     const guard lock(mutex_);
     if (stage_ != stage::polled || !running_ || count == 0) return;
-    try {
-        move(entries, count);
-    } catch (const std::bad_alloc&) {
-        break_down();
-    }
+    move(entries, count);
 }
 
 // The first two entries are for ourselves, the others for the connections.

@@ -140,10 +140,9 @@ class bus_endpoint {
     // the endpoint broke.
     bool turn(std::unique_lock<std::mutex>& lock, int longest_ms);
     void turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms);
-    // The two halves of a turn, and what ends the endpoint when they fail.
+    // The two halves of a turn.
     int prepare(std::vector<pollfd>& set);
     void move(const pollfd* entries, std::size_t count);
-    void break_down();
     bus_result sent(bus_result result);
     bool flush_by_thread();  // false: there is nothing to write, or no thread to be had
     bool reads() const { return stage_ == stage::exchanges || stage_ == stage::by_calls || stage_ == stage::polled; }

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <stdexcept>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -71,10 +71,12 @@ TEST(Worker, TurnsAndWaits) {
 
 TEST(WorkerDeathTest, AnExceptionEndsTheProcess) {
     const auto run = [](bool in_process) {
+        std::set_terminate(end_unhandled);
         dup2(STDERR_FILENO, STDOUT_FILENO);  // the message goes to standard output
         scripted_worker worker;
-        (in_process ? worker.on_process : worker.on_init) = []() -> bool { throw std::runtime_error("x"); };
-        worker.run();
+        (in_process ? worker.on_process : worker.on_init) = [] { return std::string().at(1) == 'x'; };
+        worker.start();
+        worker.join();
     };
     for (const bool in_process : {true, false})
         EXPECT_EXIT(run(in_process), ::testing::ExitedWithCode(255), "^Unhandled exception at worker 'scripted'\n$");

@@ -1,0 +1,53 @@
+// A C++ runtime without exceptions, for a daemon that has its runtime linked in. Nobody takes an exception here; the
+// runtime's own functions would bring along the unwinder, its tables and texts: 50 KB. These stand in front of them,
+// weak: a runtime that is put together in another way links all the same, only with more of its own.
+#include <bits/functexcept.h>
+
+#include <cstdlib>
+#include <exception>
+#include <new>
+
+#include "core/worker.h"
+
+void* operator new(std::size_t size) {
+    if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
+    ravd::end_unhandled();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size > 0 ? size : 1); }
+void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return operator new(size, std::nothrow); }
+
+namespace std {
+
+[[gnu::weak]] void terminate() noexcept { ravd::end_unhandled(); }
+
+[[gnu::weak]] void __throw_bad_alloc() { terminate(); }
+[[gnu::weak]] void __throw_bad_array_new_length() { terminate(); }
+[[gnu::weak]] void __throw_bad_function_call() { terminate(); }
+[[gnu::weak]] void __throw_length_error(const char*) { terminate(); }
+[[gnu::weak]] void __throw_logic_error(const char*) { terminate(); }
+[[gnu::weak]] void __throw_out_of_range(const char*) { terminate(); }
+[[gnu::weak]] void __throw_out_of_range_fmt(const char*, ...) { terminate(); }
+[[gnu::weak]] void __throw_system_error(int) { terminate(); }
+
+}  // namespace std
+
+namespace __cxxabiv1 {
+
+extern std::terminate_handler __terminate_handler;
+[[gnu::weak]] std::terminate_handler __terminate_handler = ravd::end_unhandled;
+
+// What the runtime names for once something was thrown.
+extern "C" {
+[[gnu::weak]] void __cxa_pure_virtual() { std::terminate(); }
+[[gnu::weak]] void* __cxa_allocate_exception(std::size_t) noexcept { std::terminate(); }
+[[gnu::weak]] void __cxa_free_exception(void*) noexcept { std::terminate(); }
+[[gnu::weak]] void __cxa_throw() { std::terminate(); }
+[[gnu::weak]] void __cxa_rethrow() { std::terminate(); }
+[[gnu::weak]] void __cxa_begin_catch() { std::terminate(); }
+[[gnu::weak]] void __cxa_end_catch() { std::terminate(); }
+[[gnu::weak]] void __gxx_personality_v0() { std::terminate(); }
+[[gnu::weak]] void _Unwind_Resume() { std::terminate(); }
+}
+
+}  // namespace __cxxabiv1
