@@ -31,7 +31,7 @@ async def scan(namespace, name, *frequencies):
     heard, bssid = {}, None
 
     async def done():
-        # It fails as busy while somebody else scans, and waits for ever when that one's end was taken for its own.
+        # It fails as busy while somebody else scans, and was once seen to wait for an end that did not come.
         status, output = await namespace.run("iw", "dev", name, "scan", *arguments, seconds=20)
         return [output] if status == 0 else None
     for line in (await until(done, f"{namespace.name} scans", 90, pause=POLL))[0].splitlines():
