@@ -1,6 +1,6 @@
 // The agent configuration file.
 //
-// Aims at: daemon/agent_config.cpp daemon/config_keys.cpp daemon/service_url.cpp
+// Aims at: daemon/agent_config.cpp daemon/service_url.cpp
 
 #include <sys/mman.h>
 #include <unistd.h>

@@ -2,7 +2,7 @@
 // JSON, and a scan never goes on without its timer.
 //
 // Aims at: rrm/client_events.cpp rrm/configuration.cpp rrm/dispatch.cpp rrm/fast_transition.cpp
-//          rrm/load_balancing.cpp rrm/order_check.cpp rrm/scan_session.cpp rrm/station_tables.cpp
+//          rrm/load_balancing.cpp rrm/order_check.cpp rrm/scan_session.cpp
 //          rrm/subscription.cpp
 
 #include <json-c/json.h>
