@@ -249,7 +249,7 @@ TEST_F(link_test, what_a_dead_link_leaves_behind) {
         reading_inbox = true;
         connect();
         push("new");
-        ASSERT_TRUE(until([this] { return !server.received.empty() && server.texts().back() == "new"; }));
+        ASSERT_TRUE(until([this] { return !server.texts().empty() && server.texts().back() == "new"; }));
         EXPECT_EQ(server.texts(), entry.sent);
         EXPECT_EQ(inbox, entry.received);
         EXPECT_EQ(statuses, entry.statuses);

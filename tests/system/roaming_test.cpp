@@ -43,7 +43,7 @@ class Roaming : public daemon_test {
             send(text);
             server.send_text(text);
         }
-        EXPECT_TRUE(until([&] { return at_peer.size() >= texts.size() && server.received.size() >= texts.size(); }))
+        EXPECT_TRUE(until([&] { return at_peer.size() >= texts.size() && server.texts().size() >= texts.size(); }))
             << at_peer.size() << " " << server.received.size();
         EXPECT_TRUE(at_peer == texts);
         EXPECT_TRUE(server.texts() == texts);

@@ -29,7 +29,7 @@ function legend() {
 }
 
 export function heat_map(title) {
-    const canvas = h("canvas", { role: "img", tabindex: 0 });
+    const canvas = h("canvas", { role: "img", tabindex: 0, "aria-label": title });
     const readout = h("output", { class: "readout number" });
     const scale = h("div", {});
     const numbers = h("details", {}, h("summary", { text: "As a table" }), h("div", { class: "scroll" }));

@@ -85,7 +85,7 @@ function draw(svg, band, blocks, height) {
 }
 
 export function spectrum(height = 250) {
-    const svg = s("svg", { class: "spectrum", role: "img" });
+    const svg = s("svg", { class: "spectrum", role: "img", "aria-label": "Nothing is known of the band yet" });
     const element = h("div", { class: "scroll", tabindex: 0, role: "region", "aria-label": "Blocks over the channels" }, svg);
     let last = null;
     const redraw = () => last && element.clientWidth && draw(svg, last.band, last.blocks, height);
