@@ -9,8 +9,9 @@
 namespace ravd::hostd {
 namespace {
 
-// A station that agreed to a transition and goes within this time went because of it.
-constexpr std::int64_t transition_ms = 30000;
+// A station that agreed to a transition and goes within this time went because of it. hostapd often learns by silence
+// alone that it is elsewhere: after its ap_max_inactivity, 300 s unless configured otherwise, and its last questions.
+constexpr std::int64_t transition_ms = 360000;
 
 // "KEY=TEXT" among the words of an event.
 std::string word_value(const std::vector<std::string>& words, const char* key) {

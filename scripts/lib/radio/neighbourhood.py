@@ -20,8 +20,7 @@ def fast_transition(name, number):
     """hostapd's lines of a VAP whose key holders are still to be handed out."""
     return ("wpa_key_mgmt=WPA-PSK FT-PSK", "mobility_domain=1234", f"nas_identifier={name}-{number}.lab",
             "ft_over_ds=0", "logger_stdout=1", "logger_stdout_level=1",
-            # By silence alone hostapd learns who left for another access point: up to three times as long. ravd-hostd takes
-            # it for a transition that the station agreed to within 30 s.
+            # By silence alone hostapd learns who left for another access point.
             "ap_max_inactivity=5")
 
 
