@@ -16,9 +16,16 @@ set(ENV{PKG_CONFIG_SYSROOT_DIR} ${RAVD_SYSROOT})
 set(ENV{PKG_CONFIG_LIBDIR} ${RAVD_SYSROOT}/usr/lib/mipsel-linux-gnu/pkgconfig:${RAVD_SYSROOT}/usr/share/pkgconfig)
 set(ENV{PKG_CONFIG_PATH} "")
 
+# Instructions of 16 bits, where the processor has them (MIPS16e): a quarter less. Without -fno-ipa-ra g++ 12 takes a
+# register for untouched by a call although the called function uses it to find its global data.
+option(RAVD_MIPS16 "Use the processor's short instructions" ON)
+set(code "")
+if(RAVD_MIPS16)
+    set(code "-mips16 -fno-ipa-ra")
+endif()
 # 64-bit file offsets and times; 64-bit atomics come from libatomic here.
-set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
-set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64")
+set(CMAKE_C_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64 ${code}")
+set(CMAKE_CXX_FLAGS_INIT "-D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64 ${code}")
 # The largest page that a kernel may have for the program to start. The linker's own, 64 KiB, pads the file by nearly as
 # much.
 set(RAVD_MIPS_PAGE 4096 CACHE STRING "Largest page of the device's kernel, bytes")
