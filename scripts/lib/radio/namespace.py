@@ -41,6 +41,15 @@ def found(program):
     return next((path for path in (f"/ravd/bin/{program}", f"/bin/{program}") if os.path.exists(path)), program)
 
 
+def radio_of(interface):
+    """The phy of a wireless interface; None for others, and for one that another namespace's radio just lost."""
+    try:
+        with open(f"/sys/class/net/{interface}/phy80211/name", encoding="ascii") as file:
+            return file.read().strip()
+    except OSError:
+        return None
+
+
 class Namespace:
     """`begin` before anything else; `end` takes every process in it along."""
 
@@ -89,10 +98,8 @@ class Namespace:
     async def take_radio(self, phy):
         """Moves a radio in, without interfaces."""
         for interface in os.listdir("/sys/class/net"):
-            if os.path.exists(f"/sys/class/net/{interface}/phy80211/name"):
-                with open(f"/sys/class/net/{interface}/phy80211/name", encoding="ascii") as file:
-                    if file.read().strip() == phy:
-                        await must("iw", "dev", interface, "del")
+            if radio_of(interface) == phy:
+                await must("iw", "dev", interface, "del")
         await must("iw", "phy", phy, "set", "netns", str(self.pid))
 
     async def wire(self, address):
