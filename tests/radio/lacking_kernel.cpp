@@ -23,7 +23,7 @@ bool lacks(__u8 command) {
 
 }  // namespace
 
-extern "C" ssize_t sendmsg(int fd, const msghdr* message, int flags) {
+extern "C" __attribute__((visibility("default"))) ssize_t sendmsg(int fd, const msghdr* message, int flags) {
     int domain = 0;
     socklen_t length = sizeof domain;
     getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &length);
