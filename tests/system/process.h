@@ -9,8 +9,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ravd::testing {
@@ -23,6 +25,15 @@ inline bool eventually(int limit_ms, const std::function<bool()>& holds) {
         poll(nullptr, 0, 10);
     }
     return true;
+}
+
+// How long the first thread of a process was ready to run and had no processor. Nothing where the kernel does not
+// count.
+inline std::chrono::nanoseconds kept_waiting(const std::string& process) {
+    long long ran_ns = 0;
+    long long waited_ns = 0;
+    std::ifstream("/proc/" + process + "/schedstat") >> ran_ns >> waited_ns;
+    return std::chrono::nanoseconds(waited_ns);
 }
 
 class process {
@@ -51,13 +62,25 @@ class process {
     // Exit status, 1000 plus the signal that ended it, or -1 when it still runs after `limit_ms`.
     int wait(int limit_ms) {
         int status = 0;
-        if (!eventually(limit_ms, [&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) return -1;
-        pid_ = -1;
+        siginfo_t ended{};
+        const auto id = static_cast<id_t>(pid_);
+        const auto has_ended = [&] {
+            return waitid(P_PID, id, &ended, WEXITED | WNOHANG | WNOWAIT), ended.si_pid != 0;
+        };
+        if (!eventually(limit_ms, has_ended)) return -1;
+        kept_waiting_ = kept_waiting();
+        waitpid(std::exchange(pid_, -1), &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+    }
+
+    // The first thread's time without a processor so far; of one that was waited for, until its end.
+    std::chrono::nanoseconds kept_waiting() const {
+        return pid_ > 0 ? testing::kept_waiting(std::to_string(pid_)) : kept_waiting_;
     }
 
   private:
     pid_t pid_;
+    std::chrono::nanoseconds kept_waiting_{};
 };
 
 }  // namespace ravd::testing

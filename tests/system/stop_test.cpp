@@ -35,10 +35,14 @@ class Stop : public daemon_test {
                      const std::function<bool()>& reached, bool leaves_nothing = true) {
         process daemon = start({"-f", configuration});
         ASSERT_TRUE(eventually(8000, [&] { return server.step(), reached(); })) << what << "\n" << output();
-        daemon.signal(signal);
+        // A busy machine's share is not the daemon's: what both of us waited for a processor is taken off.
+        const auto unserved = [&] { return daemon.kept_waiting() + kept_waiting("self"); };
+        const auto unserved_before = unserved();
         const auto begin = steady_clock::now();
-        EXPECT_EQ(daemon.wait(1000 * RAVD_STOP_LIMIT_S + 1000), 0) << what << "\n" << output();
-        EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(RAVD_STOP_LIMIT_S)) << what;
+        daemon.signal(signal);
+        EXPECT_EQ(daemon.wait(1000 * RAVD_STOP_LIMIT_S + 30000), 0) << what << "\n" << output();
+        const auto took = steady_clock::now() - begin;
+        EXPECT_LT(took - (unserved() - unserved_before), std::chrono::seconds(RAVD_STOP_LIMIT_S)) << what;
         EXPECT_FALSE(leaves_nothing && bus_socket_left()) << what;
         server.hang_up();
         server.drain_backlog();
