@@ -3,8 +3,23 @@
 #include <algorithm>
 
 #include "core/ifname.h"
+#include "core/logger.h"
 
 namespace ravd {
+
+bool agent_context::send(const json_writer& message) const {
+    // The end of a link takes along what came over it, so that nothing stands before the news of it. What is sent after
+    // this look and before that end is dropped by the link.
+    bool ended = false;
+    const auto look = [&ended](const std::shared_ptr<buffer_info_t>& next) {
+        ended = next && next->internal;
+        return false;
+    };
+    from_service.pop_if(look, [](const auto&) {});
+    if (!ended) return send_json(to_service, message);
+    log_warning(process_log, "A message is dropped: its link ended while it was made\n");
+    return false;
+}
 
 std::int32_t agent_context::radio_count() const {
     return std::clamp<std::int32_t>(driver.radio_count(), 0, static_cast<std::int32_t>(radio_names.size()));

@@ -24,6 +24,7 @@ struct agent_counts {
 // One for all parts, on the worker's thread. What it refers to outlives it.
 struct agent_context {
     driver_interface& driver;
+    safe_queue& from_service;
     safe_queue& to_service;
     agent_timers& timers;
     activity& progress;
@@ -31,6 +32,9 @@ struct agent_context {
     free_memory memory = {};
     agent_counts counts = {};
 
+    // False when the message is lost, as it is when its link ended while it was made: what the next one carries first
+    // is the subscription.
+    bool send(const json_writer& message) const;
     // Never above the number of radio names.
     std::int32_t radio_count() const;
     // Calls back with the name of each VAP that has 802.11k/v switched on.

@@ -18,9 +18,9 @@ namespace ravd {
 
 // Each part owns its state and sees those before it. Only on the worker's thread.
 struct agent_parts {
-    agent_parts(driver_interface& driver, safe_queue& to_service, agent_timers& timers, activity& progress,
-                const char* domain)
-        : context{driver, to_service, timers, progress, domain} {}
+    agent_parts(driver_interface& driver, safe_queue& from_service, safe_queue& to_service, agent_timers& timers,
+                activity& progress, const char* domain)
+        : context{driver, from_service, to_service, timers, progress, domain} {}
     agent_parts(const agent_parts&) = delete;
     agent_parts& operator=(const agent_parts&) = delete;
 

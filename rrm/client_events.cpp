@@ -42,7 +42,7 @@ void client_events::on_client_event(const json_reader& trap) {
     message.add_string("ssid", kept_text(event, "ssid"));
     if (row->kind == client_event_kind::connected) message.add_int("no-balance", uses_80211v(event) ? 0 : 1);
     if (row->kind == client_event_kind::roamed) message.add_string("target-mac", kept_text(event, "target-mac"));
-    if (send_json(context_.to_service, message)) ++context_.counts.clients_told;
+    if (context_.send(message)) ++context_.counts.clients_told;
 }
 
 void client_events::on_driver_event(const driver_event_desc& event) {
@@ -54,7 +54,7 @@ void client_events::on_driver_event(const driver_event_desc& event) {
         message.add_string("sta-mac", event.station->mac.c_str());
         message.add_string("ssid", event.station->ssid.c_str());
         message.add_string("target-mac", event.station->target_mac.c_str());
-        if (send_json(context_.to_service, message)) ++context_.counts.clients_told;
+        if (context_.send(message)) ++context_.counts.clients_told;
     } else if (event.type == driver_event_desc::config_changed) {
         report_.config_changed_soon();
     }

@@ -100,7 +100,7 @@ void radio_report::add_station_description(const rrm_sta_s& station, json_writer
 void radio_report::send(const char* cmd) {
     agent_message message(context_, cmd);
     add_radios(message);
-    send_json(context_.to_service, message);
+    context_.send(message);
 }
 
 void radio_report::config_changed_soon() {

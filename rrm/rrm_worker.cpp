@@ -20,7 +20,7 @@ rrm_worker::rrm_worker(const run_flag* running, driver_interface& driver, const 
       from_service_(from_service),
       from_bus_(from_bus),
       to_bus_(to_bus),
-      parts_(driver, to_service, *this, progress(), domain),
+      parts_(driver, from_service, to_service, *this, progress(), domain),
       idle_(event_fd()),
       driver_event_callback_([this](const driver_event_desc& event) { parts_.clients.on_driver_event(event); }),
       rest_callback_([this] { rest(); }) {

@@ -140,7 +140,7 @@ void scan_session::report_rounds(const ap_table* rounds, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i)
             if (!rounds[i].empty()) add_round(environment, rounds[i]);
     }
-    send_json(context_.to_service, message);
+    context_.send(message);
     reported_ms_ = monotonic_ms();
     reported_entries_ = 0;
     for (std::size_t i = 0; i < count; ++i)

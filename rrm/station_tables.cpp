@@ -28,7 +28,7 @@ void station_tables::post_rrm_probe_response() {
             for (std::size_t radio = 0; radio < probe_tables_.size(); ++radio)
                 if (!probe_tables_[radio].empty()) reported |= add_expired_probes(radios, radio);
         }
-        if (reported) send_json(context_.to_service, message);
+        if (reported) context_.send(message);
     }
     if (any_entries) context_.timers.arm(timer_probe_response, 1);
 }

@@ -51,7 +51,7 @@ void subscription::send_subscribe_request() {
     message.add_int("use-wildcard-80211r", 0);
     add_factory_info(message);
     report_.add_radios(message);
-    send_json(context_.to_service, message);
+    context_.send(message);
 }
 
 void subscription::subscribe_now() {
@@ -84,7 +84,7 @@ void subscription::send_unsubscribe() {
     log_debug(process_log, "Unsubscribe from RRM service\n");
     agent_message message(context_, "unsubscribe-request");
     add_factory_info(message);
-    send_json(context_.to_service, message);
+    context_.send(message);
     send_json(context_.to_service, json_writer("internal-ipc", "unlink", nullptr));
     remove_marker();
 }
@@ -104,7 +104,7 @@ void subscription::send_disassoc_all_clients() {
     log_debug(process_log, "Send disassoc all clients to server\n");
     agent_message message(context_, "rrm-disassoc-all-clients");
     add_factory_info(message);
-    send_json(context_.to_service, message);
+    context_.send(message);
 }
 
 void subscription::accepted(const json_reader& response) {

@@ -1,9 +1,14 @@
 // Everything a service, a network or a name server can do wrong; after each a healthy service has the link again.
 
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <future>
 
+#include "platform/unique_fd.h"
 #include "tests/core/log_capture.h"
 #include "tests/link/link_fixture.h"
 #include "tests/support/descriptors.h"
@@ -189,7 +194,22 @@ TEST_F(link_test, name_server_that_never_answers) {
     EXPECT_LE(clock.now_s() - start, 1);
     running = true;
     answer.set_value({});
-    ASSERT_TRUE(until([&] { return *asked > 1; })) << "an answer that came too late and found nothing is no answer";
+    ASSERT_TRUE(until([&] { return *asked > 1; }));
+}
+
+// Nobody took the answer, for its wait was over: the next attempt must not be the one that learns of it.
+TEST(resolver, asks_again_after_a_late_failure) {
+    std::atomic<int> asked{0};
+    const unique_fd wake(eventfd(0, EFD_CLOEXEC));
+    resolver names("service.test", [&asked](const std::string&) { return ++asked, std::vector<std::string>{}; });
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        ASSERT_TRUE(names.start(wake.get()));
+        pollfd ended{wake.get(), POLLIN, 0};
+        ASSERT_EQ(poll(&ended, 1, 30000), 1) << "nobody was asked";
+        std::uint64_t count;
+        ASSERT_EQ(read(wake.get(), &count, sizeof count), 8);
+        EXPECT_EQ(asked, attempt);
+    }
 }
 
 TEST_F(link_test, names) {

@@ -15,6 +15,7 @@
 #include "tests/core/log_capture.h"
 #include "tests/rrm/agent_fixture.h"
 #include "tests/support/allocations.h"
+#include "tests/support/message.h"
 
 namespace ravd::testing {
 namespace {
@@ -73,6 +74,23 @@ TEST_F(lifecycle, notification_files_of_other_kinds) {
     system.write_file(marker + "/");  // left alone
     command("subscribe-response", ",'status':'success'");
     EXPECT_TRUE(subscribed());
+}
+
+// Radios may take a minute to be read: by then the next link may be up, and it begins with the subscription.
+TEST_F(lifecycle, what_was_made_for_a_link_goes_with_it) {
+    subscribe();
+    bool ended = false;
+    driver.in_call = [&] {
+        if (std::exchange(ended, true)) return;
+        for (const std::string& event : {link_down, link_up}) {
+            const auto buffer = message(swap_quotes(event));
+            buffer->internal = true;
+            from_service.push(buffer);
+        }
+    };
+    start_hostapd();
+    turn();
+    EXPECT_EQ(sent_names(), "subscribe-request ");
 }
 
 TEST_F(lifecycle, rests_until_there_is_something_to_do) {

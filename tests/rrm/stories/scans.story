@@ -64,6 +64,16 @@ pass 1
 sends rrm-response $radios,"rf-environment":[[$second]]
 pass 19
 sends rrm-response $radios,"rf-environment":[]
+hears 1 -70 6 20 0 0
+hears 1 -72 6 20 0 0
+order rrm-update "x":0
+pass 8
+hostapd starts
+drop
+hears 2 -50 36 40 12 256
+order rrm-update "quarn-rrm-scanning":1
+pass 4
+sends rrm-response $radios,"rf-environment":[[$second]]
 # a delay beyond all reason is held; a negative one is none
 order rrm-update "rrm-scan-delay":2147483647
 due launch 1000000
