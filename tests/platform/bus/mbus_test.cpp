@@ -28,7 +28,9 @@ class mbus : public ::testing::Test {
     }
     ~mbus() override { mbus_release(bus_); }
 
-    int send(int destination = 1) { return mbus_msg_send(bus_, request.data(), destination, request.size()); }
+    int send(int destination = 1, const std::string& text = request) {
+        return mbus_msg_send(bus_, text.data(), destination, text.size());
+    }
     // The value of the answer, "none" without one.
     std::string wait(int tenths) {
         ctree* tree = mbus_wait_answer(bus_, "get-response", "Error: can't get config\n", tenths);
@@ -97,17 +99,21 @@ TEST_F(mbus, wait_ends_at_its_limit_or_at_once_without_a_destination) {
     // The destination says something else and dies in the middle of the wait, also while that is being read.
     const raw_peer dying(7, true);
     const std::string other = frame(7, 28, "[\"" + std::string(200000, 'x') + "\"]");
-    for (int i = 0; i < 30; ++i) {
+    // A large request leaves by a thread, which then reads beside the wait.
+    const std::string large = request + std::string(1000000, ' ');
+    for (int i = 0; i < 60; ++i) {
+        const std::string& text = i < 30 ? request : large;
         std::thread death([&] {
             const unique_fd talk(accept(dying.fd(), nullptr, nullptr));
-            std::string asked(2 * mbus_header_size + request.size(), '\0');
+            std::string asked(2 * mbus_header_size + text.size(), '\0');
             EXPECT_EQ(recv(talk.get(), asked.data(), asked.size(), MSG_WAITALL), static_cast<ssize_t>(asked.size()));
             for (std::size_t done = 0; done < other.size();)
                 done += static_cast<std::size_t>(::send(talk.get(), other.data() + done, other.size() - done, 0));
+            std::this_thread::sleep_for(std::chrono::microseconds(20 * (i % 30)));  // the end meets all of the reading
         });
         mbus_peer_stop(bus_);
         mbus_peer_start(bus_);
-        ASSERT_EQ(send(7), 0);
+        ASSERT_EQ(send(7, text), 0);
         EXPECT_LT(waited(20), 1000) << i;
         death.join();
     }
