@@ -138,7 +138,7 @@ void abstract_worker::visit_timers(const std::function<void(std::int32_t, std::i
         visit(timer.id, timer.due - now);
 }
 
-void abstract_worker::run_timers() {
+bool abstract_worker::run_timers() {
     const std::int64_t now = now_s();
     const auto end =
         std::find_if(timers_.begin(), timers_.end(), [now](const timer_node& node) { return node.due > now; });
@@ -146,6 +146,7 @@ void abstract_worker::run_timers() {
     due.splice(due.end(), timers_, timers_.begin(), end);
     for (const timer_node& node : due)
         node.run();
+    return !due.empty();
 }
 
 std::int64_t abstract_worker::now_s() {

@@ -64,7 +64,8 @@ class abstract_worker {
     void add_timer(callback run, std::int32_t id, std::int64_t delay_s);
     void remove_timers(std::int32_t id);
     // Runs what is due, in order of due time, equal times in order of insertion. Callbacks may add and remove timers.
-    void run_timers();
+    // False when nothing was.
+    bool run_timers();
     // Calls back for each timer that waits: its id, and the seconds until it is due.
     void visit_timers(const std::function<void(std::int32_t, std::int64_t)>& visit);
     // Ends the worker's wait for events, the present or the next one. From any thread.

@@ -80,11 +80,16 @@ const char* json_reader::get_string(const char* key) const {
     return value ? json_object_get_string(value) : nullptr;
 }
 
-bool send_json(safe_queue& queue, const json_writer& root, bool internal) {
+std::shared_ptr<buffer_info_t> make_message(const json_writer& root) {
     const char* text = root.text();
-    if (!text) return false;
-    const auto buffer = make_buffer();
-    if (!buffer->append(text, std::strlen(text))) return false;
+    if (!text) return nullptr;
+    auto buffer = make_buffer();
+    return buffer->append(text, std::strlen(text)) ? buffer : nullptr;
+}
+
+bool send_json(safe_queue& queue, const json_writer& root, bool internal) {
+    const auto buffer = make_message(root);
+    if (!buffer) return false;
     buffer->internal = internal;
     return queue.push(buffer);
 }

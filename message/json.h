@@ -14,6 +14,7 @@ struct json_object;
 namespace ravd {
 
 class safe_queue;
+struct buffer_info_t;
 
 // One container of a message under construction, on the stack of the code that builds it. The root owns the message's
 // text; the other containers of it must not outlive it. Everything is written down in the order in which it is added:
@@ -79,6 +80,9 @@ class json_reader {
     json_object* object_;
     bool owned_;
 };
+
+// The message of `root`; null when memory ran out.
+std::shared_ptr<buffer_info_t> make_message(const json_writer& root);
 
 // Pushes the message of `root`. False when the queue refused it or memory ran out: the message is lost.
 // `internal` marks it as made by a worker of this process for another.

@@ -210,6 +210,7 @@ constexpr transition table[] = {
 }  // namespace
 
 void agent_life::handle(life_event event, const json_reader* message) {
+    parts_.report.forget_reading();
     for (const transition& row : table) {
         if (row.event != event || !(row.hostapd & only(state_.hostapd)) || !(row.link & only(state_.link))) continue;
         row.act(parts_, message);

@@ -63,7 +63,7 @@ constexpr command_row commands[] = {
      [](agent_parts& agent, const json_reader& message) { agent.scans.process_rrm_update(message); },
      "Ignoring rrm-update because hostapd is not running\n"},
     {"rrm-blacklist", false, nullptr, "Ignoring rrm-blacklist because load balancer is not yet supported\n"},
-    {"rrm-request-mode", true, [](agent_parts& agent, const json_reader&) { agent.report.send("rrm-mode-response"); },
+    {"rrm-request-mode", true, [](agent_parts& agent, const json_reader&) { agent.report.answer_request(); },
      "Ignoring rrm-request-mode because hostapd is not running\n"},
     {"subscribe-response", false, on_subscribe_response, nullptr},
     {"rrm-probe-request", false, nullptr, "Ignoring rrm-probe-request because load balancer is not yet supported\n"},

@@ -1,5 +1,7 @@
 #include "rrm/radio_report.h"
 
+#include <utility>
+
 #include "core/ifname.h"
 #include "driver/chanspec.h"
 #include "rrm/tables.h"
@@ -18,6 +20,7 @@ constexpr std::int64_t config_changed_delay_s = 5;  // several changes make one 
 
 void radio_report::add_radios(json_writer& message) {
     change_owed_ = false;
+    forget_reading();
     json_writer radios(true, message, "radios");
     const std::int32_t count = context_.radio_count();
     for (std::int32_t radio = 0; radio < count; ++radio)
@@ -97,10 +100,33 @@ void radio_report::add_station_description(const rrm_sta_s& station, json_writer
     object.add_int("rssi", station.rssi == rssi_not_measured ? 0 : station.rssi);
 }
 
-void radio_report::send(const char* cmd) {
-    agent_message message(context_, cmd);
+void radio_report::send_config_changed() {
+    agent_message message(context_, "rrm-config-changed");
     add_radios(message);
     context_.send(message);
+}
+
+// Any but a request leaves it at that.
+void radio_report::next_message(std::size_t behind) {
+    behind_ = behind;
+    covered_ = std::exchange(covers_, 0);
+}
+
+void radio_report::answer_request() {
+    if (covered_ == 0) {
+        const std::size_t behind = behind_;
+        agent_message message(context_, "rrm-mode-response");
+        add_radios(message);
+        answer_ = make_message(message);
+        covered_ = answer_ ? behind + 1 : 1;
+    }
+    covers_ = std::exchange(covered_, 0) - 1;
+    if (answer_) context_.to_service.push(answer_);
+}
+
+void radio_report::forget_reading() {
+    answer_.reset();
+    covers_ = covered_ = behind_ = 0;
 }
 
 void radio_report::config_changed_soon() {

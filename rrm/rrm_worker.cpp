@@ -22,7 +22,10 @@ rrm_worker::rrm_worker(const run_flag* running, driver_interface& driver, const 
       to_bus_(to_bus),
       parts_(driver, from_service, to_service, *this, progress(), domain),
       idle_(event_fd()),
-      driver_event_callback_([this](const driver_event_desc& event) { parts_.clients.on_driver_event(event); }),
+      driver_event_callback_([this](const driver_event_desc& event) {
+          parts_.report.forget_reading();
+          parts_.clients.on_driver_event(event);
+      }),
       rest_callback_([this] { rest(); }) {
     timer_callbacks_[timer_launch_scan] = [this] { parts_.scans.launch_scan(); };
     timer_callbacks_[timer_scan_finished] = [this] { parts_.scans.scan_finished(); };
@@ -79,13 +82,20 @@ void rrm_worker::drop_unread() {
 }
 
 bool rrm_worker::process() {
-    run_timers();
+    if (run_timers()) parts_.report.forget_reading();
     parts_.scans.look_for_end();
-    consume(from_service_);
-    consume(from_bus_);
+    from_service_.pop([this](const auto& message) {
+        parts_.report.next_message(from_service_.size());
+        handle_or_defer(message);
+    });
+    from_bus_.pop([this](const auto& message) {
+        parts_.report.forget_reading();
+        handle_or_defer(message);
+    });
     if (!driver_.is_scanning()) {
-        pending_.pop([this](const std::shared_ptr<buffer_info_t>& message) {
+        pending_.pop([this](const auto& message) {
             log_debug(process_log, "From pended\n");
+            parts_.report.forget_reading();
             on_service_message(message);
         });
     }
@@ -97,6 +107,7 @@ bool rrm_worker::process() {
 void rrm_worker::rest() {
     const bool deferred = pending_.size() != 0 && !driver_.is_scanning();
     if (deferred || from_service_.size() != 0 || from_bus_.size() != 0) return;
+    parts_.report.forget_reading();
     parts_.context.memory.rest(monotonic_ms());
     idle_.rest(until_next_timer_ms(idle_wait_ms), driver_.event_descriptor());
 }
@@ -115,13 +126,11 @@ bool rrm_worker::is_alive(const run_flag* running) {
     return parts_.watch.check_notifications(now_s());
 }
 
-void rrm_worker::consume(safe_queue& queue) {
-    queue.pop([this](const std::shared_ptr<buffer_info_t>& message) {
-        if (!on_service_message(message)) return;
-        log_debug(process_log, "Pending message for delayed processing\n");
-        if (!pending_.push(message))
-            log_warning(process_log, "An order is not carried out: too many wait for the end of a scan\n");
-    });
+void rrm_worker::handle_or_defer(const std::shared_ptr<buffer_info_t>& message) {
+    if (!on_service_message(message)) return;
+    log_debug(process_log, "Pending message for delayed processing\n");
+    if (!pending_.push(message))
+        log_warning(process_log, "An order is not carried out: too many wait for the end of a scan\n");
 }
 
 void rrm_worker::arm(timer_id id, std::int64_t delay_s) {

@@ -46,7 +46,7 @@ class rrm_worker final : public abstract_worker, private agent_timers {
     void cancel(timer_id id) override;
     void drop_unread();
     void rest();
-    void consume(safe_queue& queue);
+    void handle_or_defer(const std::shared_ptr<buffer_info_t>& message);
     void route_link_event(const char* cmd);
     void run_command(const json_reader& message, const char* cmd);
 

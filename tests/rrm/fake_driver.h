@@ -38,7 +38,8 @@ class fake_driver : public driver_interface {
     bool hostapd = false, scanning = false, incomplete = false, rests = false;
     std::vector<std::string> calls;
     bool record = true;
-    std::function<void()> in_call;  // runs within each call that is kept
+    std::function<void()> in_call;     // runs within each call that is kept
+    std::function<void()> in_reading;  // runs within each description of the radios
 
     fake_driver() {
         std::fill(std::begin(factory.serial), std::end(factory.serial), '7');
@@ -108,7 +109,10 @@ class fake_driver : public driver_interface {
     int get_vap_base(std::int32_t r) override { return r * 8; }
     int get_vap_span(std::int32_t) override { return 8; }
     std::uint32_t get_radio_bandwidth(std::int32_t r) override { return at(r).configured; }
-    bool get_radio_obss_coex(std::int32_t r) override { return at(r).coex; }
+    bool get_radio_obss_coex(std::int32_t r) override {
+        if (r == 0 && in_reading) in_reading();
+        return at(r).coex;
+    }
     int set_channel(const char* name, int channel, int bandwidth, int sideband) override {
         return note("set_channel %s %d %d %d", name, channel, bandwidth, sideband);
     }

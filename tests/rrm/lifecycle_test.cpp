@@ -34,6 +34,42 @@ TEST_F(lifecycle, ends) {
     EXPECT_FALSE(system.has_file(marker));
 }
 
+// Requests that had all arrived when a reading began share it, unless something happens between them.
+TEST_F(lifecycle, requests_that_share_a_reading) {
+    subscribe();
+    const auto put = [](safe_queue& queue, const std::string& text) {
+        const auto message = make_buffer();
+        message->append(text.data(), text.size());
+        queue.push(message);
+    };
+    const auto ask = [&] { put(from_service, swap_quotes(rrm + "rrm-request-mode'}")); };
+    int readings = 0;
+    driver.in_reading = [&] {
+        if (++readings == 1) ask();
+    };
+    for (const int expected : {1, 1, 2}) {  // the last one came during the first reading
+        if (readings == 0) ask(), ask();
+        turn();
+        EXPECT_EQ(sent_names(), "rrm-mode-response ");
+        EXPECT_EQ(readings, expected);
+    }
+    const std::function<void()> happenings[] = {
+        [&] { put(from_bus, "{}"); }, [&] { driver.events.emplace_back(); }, [&] { notify("_config_updated"); },
+        [&] { worker->add_timer([] {}, timer_blocked, 0); }, [&] { put(from_service, "{}"); }};
+    for (const auto& happening : happenings) {
+        readings = 1;
+        ask();
+        if (&happening == std::end(happenings) - 1) happening();
+        ask(), ask();
+        for (int i = 0; i < 4; ++i) {
+            turn();
+            if (i == 0) happening();
+        }
+        EXPECT_EQ(readings, &happening == happenings + 2 ? 4 : 3) << &happening - happenings;
+        sent();
+    }
+}
+
 TEST_F(lifecycle, notification_files_of_other_kinds) {
     subscribe();
     system.remove_file(notify_file);
