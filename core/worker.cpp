@@ -110,7 +110,10 @@ std::int64_t abstract_worker::clock_age_s() const {
 }
 
 void abstract_worker::wait_for_event(int timeout_ms) {
-    if (sys::wait_readable(event_fd_.get(), timeout_ms) != 1) return;
+    if (sys::wait_readable(event_fd_.get(), timeout_ms) == 1) take_event();
+}
+
+void abstract_worker::take_event() {
     std::uint64_t count;
     // Nobody else reads the counter, so this does not block; a failure leaves it for the next turn.
     [[maybe_unused]] const ssize_t got = read(event_fd_.get(), &count, sizeof count);

@@ -97,6 +97,8 @@ class abstract_worker {
     int event_fd() const { return event_fd_.get(); }
     // Waits at most `timeout_ms` for wake(), and takes what called.
     void wait_for_event(int timeout_ms);
+    // Takes what called, where the descriptor is readable.
+    void take_event();
     // Changes the wait after an idle process().
     void set_poll_timeout(std::int32_t poll_timeout_us) { poll_timeout_us_ = poll_timeout_us; }
     // Milliseconds until the next timer is due, `longest` at most.

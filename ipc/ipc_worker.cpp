@@ -7,20 +7,20 @@
 #include "ipc/ipc_helper.h"
 #include "message/status_page.h"
 #include "platform/mbus.h"
-#include "platform/mbus_arrival.h"
 #include "platform/mbus_row.h"
+#include "platform/mbus_wait.h"
 
 namespace ravd {
 namespace {
 
 constexpr std::int32_t idle_wait_us = 100000;
-// Where bus and queue announce what they have, nothing but the loss of the endpoint's place is left to be looked after.
-// Of the three workers this one can best do with a look every other second, well within the watchdog's 10 s: the link
-// and the agent wake once a second and at each ping and its answer.
-constexpr std::int32_t announced_wait_us = 2000000;
+// Where the bus is served in the wait, nothing but the loss of the endpoint's place is left to be looked after. Of the
+// three workers this one can best do with a look every other second, well within the watchdog's 10 s: the link and the
+// agent wake once a second and at each ping and its answer.
+constexpr int served_wait_ms = 2000;
+// Neither side keeps the other waiting for longer: what comes over the bus is looked for after so many buffers.
+constexpr unsigned unserved_limit = 64;
 constexpr std::uint32_t retry_us = 1000000;
-
-void wake_worker(void* worker) { static_cast<ipc_worker*>(worker)->wake(); }
 
 }  // namespace
 
@@ -53,8 +53,8 @@ bool ipc_worker::init() {
         deinit();
         return false;
     }
-    const bool announced = mbus_call_on_arrival(bus_, wake_worker, this);
-    set_poll_timeout(announced ? announced_wait_us : idle_wait_us);
+    serves_ = mbus_serve_in_waits(bus_);
+    set_poll_timeout(serves_ ? 0 : idle_wait_us);
     mbus_peer_start(bus_);
     return true;
 }
@@ -70,12 +70,25 @@ bool ipc_worker::is_alive(const run_flag* running) {
 
 bool ipc_worker::process() {
     if (!bus_) return false;
-    if (move_one()) return false;
+    if (move_one()) {
+        if (unserved_ >= unserved_limit) serve_bus(0);
+        return false;
+    }
     // What comes from here on ends the wait; what came before is there at a second look.
     waiting_ = true;
-    if (!move_one()) return true;
+    if (!move_one()) {
+        serve_bus(served_wait_ms);
+        return true;
+    }
     waiting_ = false;
     return false;
+}
+
+void ipc_worker::serve_bus(int limit_ms) {
+    unserved_ = 0;
+    if (!serves_) return;
+    if (mbus_wait(bus_, event_fd(), limit_ms)) take_event();
+    waiting_ = false;
 }
 
 void ipc_worker::wake() {
@@ -109,6 +122,7 @@ void ipc_worker::forward(unsigned char* block) {
 }
 
 void ipc_worker::send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) {
+    ++unserved_;
     if (!buffer || !buffer->data || !buffer->size) return;
     const auto send = in_queue_.size() > 0 ? mbus_msg_send_in_row : mbus_msg_send;
     send(bus_, buffer->data, bus_module_peer, buffer->size);

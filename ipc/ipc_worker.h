@@ -31,6 +31,7 @@ class ipc_worker final : public abstract_worker {
   private:
     std::string describe_status() override;
     bool move_one();                     // one message of the bus, else one buffer; false when there is neither
+    void serve_bus(int limit_ms);        // waits as long at most, for the bus or for wake()
     void forward(unsigned char* block);  // a received block, which becomes the buffer's, into out_queue
     void send_to_bus(const std::shared_ptr<buffer_info_t>& buffer);
 
@@ -38,7 +39,9 @@ class ipc_worker final : public abstract_worker {
     safe_queue& out_queue_;
     safe_queue& in_queue_;
     std::int32_t module_id_;
-    bool refused_ = false;  // said already that the number is not to be had
+    bool refused_ = false;   // said already that the number is not to be had
+    bool serves_ = false;    // the bus moves while this worker waits for it
+    unsigned unserved_ = 0;  // buffers taken since the bus was looked at
     std::uint64_t received_ = 0;
     std::uint64_t sent_ = 0;
     std::atomic<bool> waiting_{false};  // found nothing at its first look: wake() has to end the wait

@@ -47,11 +47,6 @@ bus_endpoint::~bus_endpoint() { stop(); }
 int bus_endpoint::module() const { return registration_->module(); }
 int bus_endpoint::descriptor() const { return exchange_->notice().descriptor(); }
 
-void bus_endpoint::call_on_arrival(void (*call)(void*), void* context) {
-    const guard lock(mutex_);
-    exchange_->notice().call_instead(call, context);
-}
-
 bool bus_endpoint::start(stage wanted) {
     {
         const guard lock(mutex_);
@@ -61,8 +56,8 @@ bool bus_endpoint::start(stage wanted) {
     stop();
     const guard lock(mutex_);
     set_awaited(wanted == stage::exchanges);
+    if (wanted != stage::exchanges) poll_set_.reserve(usual_descriptors);  // idle turns allocate nothing
     if (wanted == stage::by_calls) {
-        poll_set_.reserve(usual_descriptors);  // idle turns allocate nothing
         stage_ = stage::by_calls;
         return running_ = true;
     }
@@ -248,8 +243,8 @@ void bus_endpoint::run() {
     exchange_->notice().set();
 }
 
-void bus_endpoint::turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms) {
-    if (turn(lock, longest_ms)) return;
+void bus_endpoint::turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms, pollfd* beside) {
+    if (turn(lock, longest_ms, beside)) return;
     hide();
     running_ = false;
 }
@@ -263,6 +258,13 @@ void bus_endpoint::serve(const pollfd* entries, std::size_t count) {
     const guard lock(mutex_);
     if (stage_ != stage::polled || !running_ || count == 0) return;
     move(entries, count);
+}
+
+bool bus_endpoint::wait_beside(int fd, int limit_ms) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    pollfd beside{fd, POLLIN, 0};
+    if (stage_ == stage::polled && running_) turn_by_call(lock, limit_ms, &beside);
+    return beside.revents != 0;
 }
 
 // The first two entries are for ourselves, the others for the connections.
@@ -286,17 +288,20 @@ void bus_endpoint::move(const pollfd* entries, std::size_t count) {
         exchange_->end_stalled();
 }
 
-bool bus_endpoint::turn(std::unique_lock<std::mutex>& lock, int longest_ms) {
+bool bus_endpoint::turn(std::unique_lock<std::mutex>& lock, int longest_ms, pollfd* beside) {
     if (!reads()) hide();
     poll_set_.clear();
     int limit = prepare(poll_set_);
+    const std::size_t own = poll_set_.size();
+    if (beside) poll_set_.push_back(*beside);
     if (longest_ms >= 0 && (limit < 0 || limit > longest_ms)) limit = longest_ms;
     lock.unlock();
     const int ready = ::poll(poll_set_.data(), static_cast<nfds_t>(poll_set_.size()), limit);
     const int reason = errno;
     lock.lock();
     if (ready < 0) return reason == EINTR || reason == ENOMEM;
-    move(poll_set_.data(), poll_set_.size());
+    if (beside) *beside = poll_set_.back();
+    move(poll_set_.data(), own);
     return true;
 }
 

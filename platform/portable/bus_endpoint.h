@@ -76,16 +76,18 @@ class bus_endpoint {
     // written at once; and others find nobody under this number before the first receive(). (A thread and a socket in
     // the directory cost ten times what a request does.) A stop() leaves connections open on which nothing is owed, as
     // settle() tells; the next exchange uses them if they are still as they were. One thread makes all calls;
-    // descriptor() and call_on_arrival() are of no use.
+    // descriptor() is of no use.
     bool start_by_calls() { return start(stage::by_calls); }
     // For who has a poll() of its own: without a thread, too. Before each of its polls comes fill(), after it serve()
-    // with the entries that fill() appended. One thread makes all calls; descriptor(), wait() and call_on_arrival() are
-    // of no use.
+    // with the entries that fill() appended; or wait_beside() in place of all three. One thread makes all calls;
+    // descriptor() and wait() are of no use.
     bool start_polled() { return start(stage::polled); }
     // Milliseconds until serve() wants to be called at the latest; -1: only when an entry has something.
     int fill(std::vector<pollfd>& set);
     // Moves what can be moved; receive() then has what came.
     void serve(const pollfd* entries, std::size_t count);
+    // Waits until something moved, `fd` (-1: none) is readable or `limit_ms` are over. Whether `fd` is readable.
+    bool wait_beside(int fd, int limit_ms);
     // Gives what was accepted and is not yet written up to 200 ms, then closes all connections and drops what was
     // received and not taken. The number stays ours.
     void stop();
@@ -101,10 +103,6 @@ class bus_endpoint {
     // Readable when receive() has something, or a connection was closed; receive() until false clears it. Owned by the
     // endpoint, the same for its whole life.
     int descriptor() const;
-    // In place of the descriptor: `call` is called with `context` whenever it would become readable, and when the
-    // endpoint breaks; from any thread, under the endpoint's lock, so that it may do no more than wake somebody. Before
-    // start(), or by the thread that takes the messages.
-    void call_on_arrival(void (*call)(void*), void* context);
 
     // Sends to a module: over the connection of that module's that brought the message taken last from it while that is
     // open, else over one that this endpoint opened. Messages to one module arrive in the order of these calls.
@@ -136,10 +134,10 @@ class bus_endpoint {
     bool listen();
     bool start_thread();
     void run();
-    // Moves what can be moved, once something can, after `longest_ms` at most (-1: however long it takes). False when
-    // the endpoint broke.
-    bool turn(std::unique_lock<std::mutex>& lock, int longest_ms);
-    void turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms);
+    // Moves what can be moved, once something can or `beside` has something, after `longest_ms` at most (-1: however
+    // long it takes). False when the endpoint broke.
+    bool turn(std::unique_lock<std::mutex>& lock, int longest_ms, pollfd* beside = nullptr);
+    void turn_by_call(std::unique_lock<std::mutex>& lock, int longest_ms, pollfd* beside = nullptr);
     // The two halves of a turn.
     int prepare(std::vector<pollfd>& set);
     void move(const pollfd* entries, std::size_t count);

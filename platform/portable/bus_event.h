@@ -10,8 +10,7 @@
 
 namespace ravd {
 
-// Its descriptor is readable while the event is set; or, once call_instead() was used, each setting calls back; neither
-// while nobody waits for it. Used under the endpoint's lock.
+// Its descriptor is readable while the event is set; not while nobody waits for it. Used under the endpoint's lock.
 class bus_event {
   public:
     bus_event() : fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
@@ -26,7 +25,7 @@ class bus_event {
         if (!set_) return;
         set_ = false;
         std::uint64_t count;
-        if (awaited_ && !call_) (void)!::read(fd_.get(), &count, sizeof count);
+        if (awaited_) (void)!::read(fd_.get(), &count, sizeof count);
     }
     bool awaited() const { return awaited_; }
     // False: nobody waits for it, so that it costs no system call. True is the beginning.
@@ -37,27 +36,16 @@ class bus_event {
         awaited_ = awaited;
         if (was_set) set();
     }
-    void call_instead(void (*call)(void*), void* context) {
-        clear();
-        call_ = call;
-        context_ = context;
-    }
 
   private:
     void tell() {
         const std::uint64_t one = 1;
-        if (!awaited_) return;
-        if (call_)
-            call_(context_);
-        else
-            (void)!::write(fd_.get(), &one, sizeof one);
+        if (awaited_) (void)!::write(fd_.get(), &one, sizeof one);
     }
 
     unique_fd fd_;
     bool set_ = false;
     bool awaited_ = true;
-    void (*call_)(void*) = nullptr;
-    void* context_ = nullptr;
 };
 
 }  // namespace ravd

@@ -5,8 +5,8 @@
 #include <memory>
 #include <utility>
 
-#include "platform/mbus_arrival.h"
 #include "platform/mbus_row.h"
+#include "platform/mbus_wait.h"
 #include "platform/portable/bus_answer.h"
 #include "platform/portable/bus_endpoint.h"
 #include "platform/system.h"
@@ -14,7 +14,7 @@
 struct mbus_endpoint {
     std::unique_ptr<ravd::bus_endpoint> bus;
     std::uint64_t request = 0;  // connection of the last send; 0 when it was not accepted
-    bool announces = false;
+    bool polled = false;
     bool in_row = false;
 };
 
@@ -41,7 +41,9 @@ void mbus_set_moduleloop(mbus_endpoint* bus, int value) {
 
 int mbus_get_moduleloop(mbus_endpoint* bus) { return bus->bus->running() ? 1 : 0; }
 
-void mbus_peer_start(mbus_endpoint* bus) { (void)(bus->announces ? bus->bus->start() : bus->bus->start_by_calls()); }
+void mbus_peer_start(mbus_endpoint* bus) {
+    (void)(bus->polled ? bus->bus->start_polled() : bus->bus->start_by_calls());
+}
 
 void mbus_peer_stop(mbus_endpoint* bus) {
     bus->bus->stop();
@@ -53,11 +55,9 @@ void* mbus_get_msg_from_queue_no_wait(mbus_endpoint* bus) {
     return bus->bus->receive(message) ? message.block.release() : nullptr;
 }
 
-bool mbus_call_on_arrival(mbus_endpoint* bus, void (*call)(void*), void* context) {
-    bus->bus->call_on_arrival(call, context);
-    bus->announces = true;
-    return true;
-}
+bool mbus_serve_in_waits(mbus_endpoint* bus) { return bus->polled = true; }
+
+bool mbus_wait(mbus_endpoint* bus, int wake_fd, int limit_ms) { return bus->bus->wait_beside(wake_fd, limit_ms); }
 
 int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length) {
     return send(bus, bytes, destination, length, false);

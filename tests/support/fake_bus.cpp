@@ -8,8 +8,9 @@
 
 #include "platform/ctree.h"
 #include "platform/mbus.h"
-#include "platform/mbus_arrival.h"
 #include "platform/mbus_row.h"
+#include "platform/mbus_wait.h"
+#include "platform/system.h"
 #include "tests/support/fake_system.h"
 
 struct mbus_endpoint {
@@ -18,7 +19,6 @@ struct mbus_endpoint {
     int module;
     int loop = 0;
     std::deque<std::string> inbox;
-    std::function<void()> on_arrival;
     std::string last_text;
     int last_destination = -1;
     std::vector<ravd::testing::fake_bus::message> row;  // kept back
@@ -68,10 +68,7 @@ int fake_bus::endpoints() const { return static_cast<int>(registered().size()); 
 
 void fake_bus::deliver(int module, const std::string& text) {
     for (mbus_endpoint* bus : registered())
-        if (bus->module == module) {
-            bus->inbox.push_back(text);
-            if (bus->on_arrival) bus->on_arrival();
-        }
+        if (bus->module == module) bus->inbox.push_back(text);
 }
 
 void fake_bus::drop(int module) {
@@ -112,9 +109,10 @@ void mbus_peer_stop(mbus_endpoint* bus) {
     bus->last_destination = -1;
 }
 
-bool mbus_call_on_arrival(mbus_endpoint* bus, void (*call)(void*), void* context) {
-    bus->on_arrival = [call, context] { call(context); };
-    return true;
+bool mbus_serve_in_waits(mbus_endpoint*) { return true; }
+
+bool mbus_wait(mbus_endpoint* bus, int wake_fd, int limit_ms) {
+    return ravd::sys::wait_readable(wake_fd, bus->inbox.empty() ? limit_ms : 0) == 1;
 }
 
 void* mbus_get_msg_from_queue_no_wait(mbus_endpoint* bus) {
