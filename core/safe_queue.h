@@ -1,10 +1,9 @@
 // Queue between two workers.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -66,15 +65,13 @@ class SafeQueue {
     // Takes out the items for which `unwanted` is true, under the lock; the others keep their order. How many went.
     std::size_t remove_if(const std::function<bool(const T&)>& unwanted) {
         const std::lock_guard<std::mutex> lock(mutex_);
-        const auto leaves = [this, &unwanted](const T& item) {
+        const std::size_t before = items_.size();
+        items_.remove_if([this, &unwanted](const T& item) {
             if (!unwanted(item)) return false;
             held_ -= queue_cost(item);
             return true;
-        };
-        const auto end = std::remove_if(items_.begin(), items_.end(), leaves);
-        const auto removed = static_cast<std::size_t>(items_.end() - end);
-        items_.erase(end, items_.end());
-        return removed;
+        });
+        return before - items_.size();
     }
 
     // Items that wait. The other side may change it at once.
@@ -91,7 +88,7 @@ class SafeQueue {
 
   private:
     std::function<void()> notify;
-    std::deque<T> items_;
+    std::list<T> items_;
     std::size_t held_ = 0;
     mutable std::mutex mutex_;
 };

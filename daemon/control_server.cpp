@@ -162,8 +162,9 @@ bool control_server::obey(client& from, const std::string& order) {
 }
 
 bool control_server::all_told() const {
-    return std::none_of(workers_.begin(), workers_.end(),
-                        [](const abstract_worker* worker) { return worker->asked(); });
+    for (const abstract_worker* worker : workers_)
+        if (worker->asked()) return false;
+    return true;
 }
 
 std::string control_server::status() const {

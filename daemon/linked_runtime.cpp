@@ -1,8 +1,6 @@
 // A C++ runtime without exceptions, for a daemon that has its runtime linked in. Nobody takes an exception here; the
 // runtime's own functions would bring along the unwinder, its tables and texts: 50 KB. These stand in front of them,
 // weak: a runtime that is put together in another way links all the same, only with more of its own.
-#include <bits/functexcept.h>
-
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -21,15 +19,6 @@ namespace std {
 
 [[gnu::weak]] void terminate() noexcept { ravd::end_unhandled(); }
 
-[[gnu::weak]] void __throw_bad_alloc() { terminate(); }
-[[gnu::weak]] void __throw_bad_array_new_length() { terminate(); }
-[[gnu::weak]] void __throw_bad_function_call() { terminate(); }
-[[gnu::weak]] void __throw_length_error(const char*) { terminate(); }
-[[gnu::weak]] void __throw_logic_error(const char*) { terminate(); }
-[[gnu::weak]] void __throw_out_of_range(const char*) { terminate(); }
-[[gnu::weak]] void __throw_out_of_range_fmt(const char*, ...) { terminate(); }
-[[gnu::weak]] void __throw_system_error(int) { terminate(); }
-
 }  // namespace std
 
 namespace __cxxabiv1 {
@@ -39,7 +28,6 @@ extern std::terminate_handler __terminate_handler;
 
 // What the runtime names for once something was thrown.
 extern "C" {
-[[gnu::weak]] void __cxa_pure_virtual() { std::terminate(); }
 [[gnu::weak]] void* __cxa_allocate_exception(std::size_t) noexcept { std::terminate(); }
 [[gnu::weak]] void __cxa_free_exception(void*) noexcept { std::terminate(); }
 [[gnu::weak]] void __cxa_throw() { std::terminate(); }

@@ -1,7 +1,5 @@
 #include "driver/radio_state.h"
 
-#include <algorithm>
-
 #include "driver/interface_state.h"
 
 namespace ravd {
@@ -39,8 +37,10 @@ bool radio_state::radio_has_band(std::int32_t radio_id, std::uint32_t band) cons
 
 bool radio_state::any_vap_active(std::int32_t radio_id) const {
     const interface_context* context = radio(radio_id);
-    return context &&
-           std::any_of(context->vaps.begin(), context->vaps.end(), [](const vap_record& vap) { return vap.active; });
+    if (!context) return false;
+    for (const vap_record& vap : context->vaps)
+        if (vap.active) return true;
+    return false;
 }
 
 bool radio_state::vap_active(std::int32_t radio_id, std::int32_t vap) const {
@@ -79,10 +79,9 @@ const char* radio_state::vap_mac(std::int32_t vap, std::int32_t radio_id) const 
 int radio_state::vap_index_by_ssid(const char* ssid, std::int32_t radio_id) const {
     const interface_context* context = ssid && *ssid ? up_radio(radio_id) : nullptr;
     if (!context) return -1;
-    const auto& vaps = context->vaps;
-    const auto found =
-        std::find_if(vaps.begin(), vaps.end(), [ssid](const vap_record& vap) { return vap.ssid == ssid; });
-    return found == vaps.end() ? -1 : static_cast<int>(found - vaps.begin());
+    for (std::size_t index = 0; index < context->vaps.size(); ++index)
+        if (context->vaps[index].ssid == ssid) return static_cast<int>(index);
+    return -1;
 }
 
 const char* radio_state::vap_name_by_ssid(const char* ssid, std::int32_t radio_id) const {

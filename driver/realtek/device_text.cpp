@@ -38,7 +38,9 @@ int scan_mib_reply(const char* text, std::string& word, int& value) {
 }
 
 bool has_control_character(std::string_view text) {
-    return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
+    for (const char c : text)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) return true;
+    return false;
 }
 
 std::string to_hex(std::string_view bytes) {

@@ -36,8 +36,9 @@ std::uint32_t capacity(const reply_layout& layout, std::uint32_t factor, std::ui
 // still stands where the count belongs, with zeros behind it.
 bool is_unwritten(reply_view record, const reply_layout& layout, std::uint32_t count) {
     if (count != capacity(layout, capacity_factor, static_cast<std::uint32_t>(record.size))) return false;
-    const unsigned char* entry = record.bytes + layout.entries_at;
-    return std::all_of(entry, entry + layout.entry_size, [](unsigned char byte) { return byte == 0; });
+    for (std::size_t i = 0; i < layout.entry_size; ++i)
+        if (record.bytes[layout.entries_at + i] != 0) return false;
+    return true;
 }
 
 // Number of entries in a reply, bounded by the record.

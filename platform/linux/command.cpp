@@ -124,8 +124,8 @@ class leftover_list {
     // False when there are too many.
     bool reap_ended() {
         const std::lock_guard<std::mutex> lock(mutex_);
-        const auto ended = [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; };
-        children_.erase(std::remove_if(children_.begin(), children_.end(), ended), children_.end());
+        for (auto child = children_.begin(); child != children_.end();)
+            child = waitpid(*child, nullptr, WNOHANG) != 0 ? children_.erase(child) : child + 1;
         return children_.size() < leftover_limit;
     }
 
