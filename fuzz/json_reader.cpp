@@ -1,7 +1,7 @@
 // Texts from outside through the count of containers, the configuration tree and the writer. (Reading them as messages
 // is fuzz/service_message.cpp.)
 //
-// Aims at: message/json.cpp message/utf8.cpp platform/portable/ctree.cpp
+// Aims at: message/json.cpp message/json_parse.cpp message/utf8.cpp platform/portable/ctree.cpp
 #include <json-c/json.h>
 
 #include <cstdint>

@@ -6,7 +6,7 @@
 
 #include "core/buffer.h"
 #include "core/safe_queue.h"
-#include "platform/json_bound.h"
+#include "message/json_parse.h"
 
 namespace ravd {
 namespace {
@@ -41,8 +41,7 @@ void json_writer::add_string(const char* key, const char* value) {
 
 void json_writer::add_int(const char* key, std::int32_t value) { text_->add_int(place_, key, value); }
 
-json_reader::json_reader(const char* text)
-    : object_(text && is_bounded_json(text) ? json_tokener_parse(text) : nullptr), owned_(true) {}
+json_reader::json_reader(const char* text) : object_(parse_json(text)), owned_(true) {}
 
 json_reader::~json_reader() {
     if (owned_ && object_) json_object_put(object_);

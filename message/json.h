@@ -54,7 +54,7 @@ class json_writer {
 class json_reader {
   public:
     // Parses `text`, which may be null. valid() is false when it is absent, not JSON, the text "null", or holds more
-    // than 65,536 objects and arrays or 262,144 commas.
+    // than 65,536 objects and arrays or 262,144 commas. Of a string of more than 1 MiB only the beginning is read.
     explicit json_reader(const char* text);
     json_reader(const json_reader&) = delete;
     json_reader& operator=(const json_reader&) = delete;

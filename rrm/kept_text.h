@@ -18,7 +18,7 @@ inline const char* kept_text(const json_reader& object, const char* key) {
     const char* text = object.get_string(key);
     const std::size_t length = text ? std::strlen(text) : 0;
     if (length <= kept_text_limit) return text;
-    log_warning(process_log, "A \"%s\" of %zu bytes is too long: it counts as absent\n", key, length);
+    log_warning(process_log, "A \"%s\" of %zu bytes or more is too long: it counts as absent\n", key, length);
     return nullptr;
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <json-c/json.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -155,6 +156,37 @@ TEST(JsonReader, BoundsWhatIsParsed) {
         const std::string bomb = start + repeated("{},", 70000) + "1]";
         EXPECT_FALSE(json_reader(bomb.c_str()).valid()) << start;
     }
+}
+
+// Wherever the limit falls, and whatever stands around it.
+TEST(JsonReader, ReadsTheBeginningOfLongStrings) {
+    constexpr std::size_t limit = 1024 * 1024;
+    const std::string most(limit, 'x'), more(5 * limit, 'y');
+    const struct {
+        std::string text;
+        std::size_t length;  // of what it means
+    } rows[] = {{most, limit},
+                {most + "z", limit},
+                {most.substr(3) + "\\u0041" + more, limit - 2},
+                {most.substr(1) + "\\\\" + more, limit + 4},
+                {most + "\\\"" + more, limit},
+                {most.substr(5) + "\\u0041", limit - 4},
+                {repeated("\\u0041", 400000), (limit + 5) / 6}};
+    for (const auto& row : rows) {
+        for (const char quote : {'"', '\''}) {
+            const std::string text = "{'a':1," + (quote + row.text + quote) + ":2,'long':" + quote + row.text + quote +
+                                     ",'b':\"\\\"'\",'last':[" + quote + row.text + quote + ",7]} and more";
+            const json_reader root(text.c_str());
+            ASSERT_TRUE(root.valid()) << &row - rows << quote;
+            EXPECT_EQ(std::strlen(root.get_string("long")), row.length) << &row - rows << quote;
+            EXPECT_STREQ(root.get_string("b"), "\"'");
+            EXPECT_EQ(root.child("last").size() * 10 + root.get_int("a"), 21);
+        }
+    }
+    for (const std::string& broken : {"['" + more, "['" + more + "\\", "[" + more + "',1]", "['" + more + "'", more})
+        EXPECT_FALSE(json_reader(broken.c_str()).valid()) << broken[1];
+    const std::string behind = "[/*'*/'" + more + "']";
+    EXPECT_TRUE(json_reader(behind.c_str()).valid());
 }
 
 TEST(MacAddr, TextEqualityAndHash) {

@@ -1,4 +1,5 @@
 """What costs most to read, from the service and from the neighbours on the bus: the daemon answers on, within bounds."""
+import asyncio
 import json
 import os
 import struct
@@ -29,8 +30,9 @@ async def large_messages(session):
     control = "\x01" * (MEGABYTE * 8 // 6 - 200)  # six bytes each in JSON
     async with Peer(session) as peer:
         for mac in (control, "m" * (15 * MEGABYTE)):
+            mark = session.daemon.mark()
             peer.send(event("auth", mac=mac))
-            await session.daemon.line(f'A "mac" of {len(mac)} bytes is too long')
+            await session.daemon.line('A "mac" of [0-9]+ bytes or more is too long', mark)
         peer.send(event("auth", mac="\x01" * 131072))
         await link.next("rrm-client-assoc")
     for text in (
@@ -92,6 +94,22 @@ async def false_neighbours(session):
     within_memory(session)
 
 
+async def one_large_text(session):
+    """What a message of 5 MB takes while it is read, and what is kept of it."""
+    link = await session.subscribed()
+    await asyncio.sleep(2)  # what it does once is over
+    before = session.daemon.memory_mb("VmRSS")
+    with open(f"/proc/{session.daemon.process.pid}/clear_refs", "w", encoding="ascii") as file:
+        file.write("5")  # the peak is told from here on
+    await link.send(envelope('"x":"' + "x" * 5000000 + '"'))
+    await link.next("rrm-mode-response")
+    peak = session.daemon.memory_mb() - before
+    session.notes.append(f"peak {peak * MEGABYTE / 5e6:.2f} times the message")
+    if not Build.sanitized:
+        check(peak * MEGABYTE < 2.2 * 5e6, f"5 MB took {peak:.1f} MB")
+        await until(lambda: session.daemon.memory_mb("VmRSS") < before + 1, "the memory of the message is given back", 60)
+
+
 async def full_reports(session):
     """Reports of five full rounds, as a reply filled with garbage gives them, and what is kept of them."""
     link = await session.subscribed()
@@ -105,4 +123,4 @@ async def full_reports(session):
         await until(lambda: session.daemon.memory_mb("VmRSS") < 8, "the memory of the reports is given back", 60)
 
 
-STORIES = [large_messages, false_neighbours, full_reports]
+STORIES = [large_messages, one_large_text, false_neighbours, full_reports]

@@ -69,7 +69,7 @@ repeat most 131072 x
 repeat long 131073 x
 listen warning
 order subscribe-response "status":"success","domain":"$long"
-logs A "domain" of 131073 bytes is too long: it counts as absent
+logs A "domain" of 131073 bytes or more is too long: it counts as absent
 bus $event"reassoc","mac":"$long","ssid":"$most"}}
 sends {"version":"2.4","service":"rrm","cmd":"rrm-client-disassoc","ap-mac":"02:00:00:00:00:10","domain":"home","ssid":"$most"}
-logs A "mac" of 131073 bytes is too long: it counts as absent
+logs A "mac" of 131073 bytes or more is too long: it counts as absent
