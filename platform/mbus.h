@@ -51,6 +51,6 @@ int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::s
 // Waits for the message whose "command" member is `answer`, at most `timeout` tenths of a second; other messages
 // that arrive meanwhile are dropped, and so is an answer over a connection that carried no request since the start.
 // Returns its tree (the caller releases it), or null: at once when the last send was not accepted or its connection
-// is closed without the answer. `error_text` is for libraries with a log of their own; ours prints nothing, the caller
-// reports the failure.
+// is closed without the answer; where that was kept from before the start, a short request goes out once more first.
+// `error_text` is for libraries with a log of their own; ours prints nothing, the caller reports the failure.
 ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char* error_text, int timeout);

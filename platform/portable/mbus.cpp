@@ -1,8 +1,10 @@
 // The device's bus calls over a bus_endpoint.
 #include "platform/mbus.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "platform/mbus_row.h"
@@ -14,11 +16,18 @@
 struct mbus_endpoint {
     std::unique_ptr<ravd::bus_endpoint> bus;
     std::uint64_t request = 0;  // connection of the last send; 0 when it was not accepted
+    std::uint64_t newest = 0;   // of the connections from before the start
+    // The last request, where it is short and this end only asks: its connection, kept from an earlier one, may be
+    // closed by its module just then.
+    std::string text;
+    int destination = 0;
     bool polled = false;
     bool in_row = false;
 };
 
 namespace {
+
+constexpr std::size_t repeated_limit = 1024;  // bytes of a request
 
 int send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length, bool more) {
     const std::string_view text(static_cast<const char*>(bytes), length);
@@ -30,7 +39,9 @@ int send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t len
 
 mbus_endpoint* mbus_init(int module, const void*, std::size_t) {
     auto bus = ravd::bus_endpoint::open(ravd::sys::device_path("/run/ravd-bus"), module);
-    return bus ? new mbus_endpoint{std::move(bus)} : nullptr;
+    auto* const made = bus ? new mbus_endpoint : nullptr;
+    if (made) made->bus = std::move(bus);
+    return made;
 }
 
 void mbus_release(mbus_endpoint* bus) { delete bus; }
@@ -47,6 +58,7 @@ void mbus_peer_start(mbus_endpoint* bus) {
 
 void mbus_peer_stop(mbus_endpoint* bus) {
     bus->bus->stop();
+    bus->newest = std::max(bus->newest, bus->request);
     bus->request = 0;
 }
 
@@ -60,6 +72,8 @@ bool mbus_serve_in_waits(mbus_endpoint* bus) { return bus->polled = true; }
 bool mbus_wait(mbus_endpoint* bus, int wake_fd, int limit_ms) { return bus->bus->wait_beside(wake_fd, limit_ms); }
 
 int mbus_msg_send(mbus_endpoint* bus, const void* bytes, int destination, std::size_t length) {
+    bus->text.assign(static_cast<const char*>(bytes), bus->polled || length > repeated_limit ? 0 : length);
+    bus->destination = destination;
     return send(bus, bytes, destination, length, false);
 }
 
@@ -73,5 +87,9 @@ void mbus_end_row(mbus_endpoint* bus) {
 }
 
 ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char*, int timeout) {
+    ctree* const tree = ravd::wait_bus_answer(*bus->bus, bus->request, answer, timeout);
+    const bool kept = bus->request != 0 && bus->request <= bus->newest;
+    if (tree || !kept || bus->text.empty() || bus->bus->is_open(bus->request)) return tree;
+    if (send(bus, bus->text.data(), bus->destination, bus->text.size(), false) != 0) return nullptr;
     return ravd::wait_bus_answer(*bus->bus, bus->request, answer, timeout);
 }

@@ -167,6 +167,21 @@ TEST_F(mbus, connection_outlives_an_answered_request) {
     talk.reset();
     EXPECT_EQ(ask(true, framed("sixth")), "sixth");
 
+    // The module closes what it took the request from, for it does so after each answer.
+    std::thread closes([&] {
+        char asked[64];
+        EXPECT_GT(recv(talk.get(), asked, sizeof asked, 0), 0);
+        talk.reset();
+        talk.reset(accept(service.fd(), nullptr, nullptr));
+        EXPECT_GT(recv(talk.get(), asked, sizeof asked, 0), 0);
+        EXPECT_GT(::send(talk.get(), framed("again").data(), framed("again").size(), 0), 0);
+    });
+    mbus_peer_start(bus_);
+    EXPECT_EQ(send(8), 0);
+    EXPECT_EQ(wait(300), "again");
+    mbus_peer_stop(bus_);
+    closes.join();
+
     // Something came, but not the answer, which may still come.
     mbus_peer_start(bus_);
     EXPECT_EQ(send(8), 0);
