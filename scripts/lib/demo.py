@@ -21,4 +21,4 @@ if __name__ == "__main__":
     try:
         sys.exit(main())
     except KeyboardInterrupt:
-        pass  # the end of one that was kept running
+        sys.exit(0 if "--keep" in sys.argv else 130)  # the end of one that was kept running

@@ -1,8 +1,7 @@
 """A demonstration: its announcements, the lines of its programs, and the list of what was verified."""
-import asyncio
 import time
 
-from lab.processes import Build, Place, check
+from lab.processes import Build, Place, check, run
 from lab.programs import AccessPoint, Daemon
 
 
@@ -59,4 +58,4 @@ async def perform(story, kind):
 def play(build, story, kind=Stage):
     """Runs a story on a stage of that kind. The exit status of the demonstration."""
     Build.directory = build
-    return asyncio.run(perform(story, kind))
+    return run(perform(story, kind))

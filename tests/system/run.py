@@ -15,7 +15,7 @@ import traceback
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "../../scripts/lib"))
-from lab.processes import Build  # noqa: E402
+from lab.processes import Build, run  # noqa: E402
 
 LIMIT = 400  # seconds for a story that got stuck
 
@@ -69,4 +69,4 @@ parser.add_argument("build")
 parser.add_argument("files", nargs="+")
 parser.add_argument("--sanitized", action="store_true")
 parser.add_argument("--only", help="name of one story")
-sys.exit(asyncio.run(main(parser.parse_args())))
+sys.exit(run(main(parser.parse_args())))

@@ -49,6 +49,26 @@ async def until(condition, what, seconds=PATIENCE, pause=0.02):
         await asyncio.sleep(pause)
 
 
+def run(story):
+    """asyncio.run(). SIGTERM and the end of the terminal end it as Ctrl-C does: together with all that was started."""
+    ended_by = []
+
+    def end(number, task):
+        ended_by.append(number)
+        task.cancel()
+
+    async def watched():
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            if signal.getsignal(number) is signal.SIG_DFL:
+                asyncio.get_running_loop().add_signal_handler(number, end, number, asyncio.current_task())
+        return await story
+
+    try:
+        return asyncio.run(watched())
+    except asyncio.CancelledError:
+        signal.raise_signal(ended_by[0])  # whoever sent it is told so
+
+
 def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
