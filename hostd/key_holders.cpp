@@ -128,8 +128,8 @@ std::string key_holders::set_remotes(vap& target, state& held, patience& time, b
 std::string key_holders::set_identity(vap& target, state& held, patience& time, bool& changed) {
     holder_identity& known = held.in_effect.own;
     const holder_identity& wanted = held.wanted.own;
-    const bool reload = !known.same_names(wanted);
-    if (reload && !hostapd_.has(target.name()))
+    const holder_identity before = known;
+    if (!known.same_names(wanted) && !hostapd_.has(target.name()))
         return "its mobility domain or own identities differ, and hostapd's configuration file is not known";
     std::string reason;
     for (const auto& [key, member] : identity_fields) {
@@ -138,7 +138,10 @@ std::string key_holders::set_identity(vap& target, state& held, patience& time, 
         reason = order(target, std::string("SET ") + key + " " + written_form(key, to), time);
         if (reason.empty()) known.*member = to;
     }
-    if (!reason.empty() || !reload) return reason;
+    held.reload_due = held.reload_due || !known.same_names(before);
+    if (!reason.empty() || !held.reload_due) return reason;
+    if (time.spent()) return too_slow;
+    held.reload_due = false;
     log_warning(process_log,
                 "%s: mobility domain %s, key holders %s and %s are not the configured ones: its stations "
                 "have to come back once\n",
@@ -238,6 +241,7 @@ void key_holders::hostapd_started(const std::string& vap_name) {
     const auto found = orders_.find(vap_name);
     const vap* target = vaps_.find(vap_name);
     if (found == orders_.end() || !target) return;
+    found->second.reload_due = false;
     found->second.in_effect = {};
     found->second.in_effect.own = configured_identity(*target);
     bool changed = false;

@@ -57,7 +57,8 @@ class key_holders {
         holder_order wanted;
         holder_order in_effect;
         bool unfinished = false;
-        bool ending = false;  // a reset that is not through
+        bool reload_due = false;  // names were told that hostapd takes up at a reload only
+        bool ending = false;      // a reset that is not through
     };
     using remote = std::pair<std::string, std::string>;
     // Each within the time that is given; what is left over is unfinished.

@@ -119,6 +119,15 @@ TEST_F(key_holder_test, a_slow_hostapd_is_given_the_rest_later) {
     EXPECT_LT(system.now_s() - began, 2.0);
     pass(30000);
     EXPECT_THAT(orders(), SizeIs(40));
+
+    // Nor is a reload lost for which no time is left.
+    hostapd.on_request = [this](const std::string& name, const std::string& request) {
+        if (request.compare(0, 3, "SET") == 0) system.advance_ms(400);
+        return answer(name, request);
+    };
+    EXPECT_THAT(ask(order(many + "," + remote("ap", "020000000001"), 0xf00)), HasSubstr("slow"));
+    pass(2000);
+    EXPECT_THAT(orders(), Contains("wlan0-va0 RELOAD"));
 }
 
 }  // namespace
