@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "core/buffer.h"
+#include "core/function_ref.h"
 
 namespace ravd {
 
@@ -63,7 +64,7 @@ class SafeQueue {
     }
 
     // Takes out the items for which `unwanted` is true, under the lock; the others keep their order. How many went.
-    std::size_t remove_if(const std::function<bool(const T&)>& unwanted) {
+    std::size_t remove_if(function_ref<bool(const T&)> unwanted) {
         const std::lock_guard<std::mutex> lock(mutex_);
         const std::size_t before = items_.size();
         items_.remove_if([this, &unwanted](const T& item) {

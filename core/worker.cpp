@@ -135,7 +135,7 @@ void abstract_worker::remove_timers(std::int32_t id) {
     timers_.remove_if([id](const timer_node& node) { return node.id == id; });
 }
 
-void abstract_worker::visit_timers(const std::function<void(std::int32_t, std::int64_t)>& visit) {
+void abstract_worker::visit_timers(function_ref<void(std::int32_t, std::int64_t)> visit) {
     const std::int64_t now = now_s();
     for (const timer_node& timer : timers_)
         visit(timer.id, timer.due - now);

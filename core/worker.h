@@ -11,6 +11,7 @@
 #include <string>
 
 #include "core/activity.h"
+#include "core/function_ref.h"
 #include "core/pulse.h"
 #include "core/status_slot.h"
 #include "platform/unique_fd.h"
@@ -67,7 +68,7 @@ class abstract_worker {
     // False when nothing was.
     bool run_timers();
     // Calls back for each timer that waits: its id, and the seconds until it is due.
-    void visit_timers(const std::function<void(std::int32_t, std::int64_t)>& visit);
+    void visit_timers(function_ref<void(std::int32_t, std::int64_t)> visit);
     // Ends the worker's wait for events, the present or the next one. From any thread.
     virtual void wake();
 

@@ -1,19 +1,10 @@
 // A C++ runtime without exceptions, for a daemon that has its runtime linked in. Nobody takes an exception here; the
 // runtime's own functions would bring along the unwinder, its tables and texts: 50 KB. These stand in front of them,
 // weak: a runtime that is put together in another way links all the same, only with more of its own.
-#include <cstdlib>
+#include <cstddef>
 #include <exception>
-#include <new>
 
 #include "core/worker.h"
-
-void* operator new(std::size_t size) {
-    if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
-    ravd::end_unhandled();
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size > 0 ? size : 1); }
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return operator new(size, std::nothrow); }
 
 namespace std {
 

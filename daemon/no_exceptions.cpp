@@ -1,10 +1,12 @@
-// What the runtime's headers call in place of a throw. Nobody takes an exception here, so all of it is one end, and a
-// call needs neither an import nor a text; runtime.map keeps it to the program. Where the runtime is linked in these
-// stand in front of its own, weak: one that is put together in another way links all the same, only with more of its
-// own.
+// What the runtime's headers call in place of a throw, and the heap's operators. Nobody takes an exception here, so all
+// of it is one end, and a call needs neither an import nor a text; runtime.map keeps it to the program. Where the
+// runtime is linked in these stand in front of its own, weak: one that is put together in another way links all the
+// same, only with more of its own.
 #include <bits/functexcept.h>
 
+#include <cstdlib>
 #include <exception>
+#include <new>
 
 #include "core/worker.h"
 
@@ -13,6 +15,19 @@
 #else
 #define RAVD_STAND_IN
 #endif
+
+void* operator new(std::size_t size) {
+    if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
+    ravd::end_unhandled();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size > 0 ? size : 1); }
+void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return operator new(size, std::nothrow); }
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace std {
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "core/function_ref.h"
 #include "driver/records.h"
 #include "ipc/ipc_helper.h"
 
@@ -25,9 +26,9 @@ struct factory_texts {
 
 class driver_interface : public ipc_helper {
   public:
-    using station_callback = std::function<void(const rrm_sta_s&)>;
+    using station_callback = function_ref<void(const rrm_sta_s&)>;
     // VAP index, SSID, BSSID text, 802.11k/v enabled
-    using vap_callback = std::function<void(int, const char*, const char*, bool)>;
+    using vap_callback = function_ref<void(int, const char*, const char*, bool)>;
     using event_callback = std::function<void(const driver_event_desc&)>;
     using rest_callback = std::function<void()>;
 
@@ -93,9 +94,9 @@ class driver_interface : public ipc_helper {
     virtual std::uint32_t get_chanspec(const char* ifname) = 0;
 
     // Calls back for each station of each active VAP of the interface's radio. 0.
-    virtual int get_assoc_stas(const char* ifname, const station_callback& callback) = 0;
+    virtual int get_assoc_stas(const char* ifname, station_callback callback) = 0;
     // Calls back for each active VAP of the interface's radio, in index order. An SSID that could not be read is empty.
-    virtual void for_each_vap(const char* ifname, const vap_callback& callback) = 0;
+    virtual void for_each_vap(const char* ifname, vap_callback callback) = 0;
     // Results of the last active scan, and of the last RRM scan from the radios on which it began. 0, or -1 with what
     // was read before the failure.
     virtual int fill_scan_results(ap_table& table) = 0;

@@ -94,7 +94,7 @@ bool driver_realtek::get_radio_obss_coex(std::int32_t radio) {
     return context && context->obss_coex;
 }
 
-void driver_realtek::for_each_vap(const char* ifname, const vap_callback& callback) {
+void driver_realtek::for_each_vap(const char* ifname, vap_callback callback) {
     if (!radios_.flags()) return;
     const int radio = radio_index(ifname);
     if (!radio_up(radio)) return;
@@ -167,7 +167,7 @@ void driver_realtek::stop_all() {
 }
 
 // Stations.
-int driver_realtek::get_assoc_stas(const char* ifname, const station_callback& callback) {
+int driver_realtek::get_assoc_stas(const char* ifname, station_callback callback) {
     return stations_.get_assoc_stas(ifname, callback);
 }
 void driver_realtek::send_bss_trans_req(const char* ifname, const char* sta_mac, int) {

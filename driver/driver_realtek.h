@@ -70,8 +70,8 @@ class driver_realtek final : public driver_interface {
     int set_channel(const char* radio_name, int channel, int bandwidth, int sideband) override;
     std::uint32_t get_chanspec(const char* ifname) override;
 
-    int get_assoc_stas(const char* ifname, const station_callback& callback) override;
-    void for_each_vap(const char* ifname, const vap_callback& callback) override;
+    int get_assoc_stas(const char* ifname, station_callback callback) override;
+    void for_each_vap(const char* ifname, vap_callback callback) override;
     int fill_scan_results(ap_table& table) override;
     int fill_rrm_scan_results(ap_table& table) override;
     void fill_chanspecs(const char* radio_name, std::string& text) override;

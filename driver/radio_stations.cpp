@@ -4,7 +4,7 @@
 
 namespace ravd {
 
-int radio_stations::get_assoc_stas(const char* ifname, const driver_interface::station_callback& callback) const {
+int radio_stations::get_assoc_stas(const char* ifname, driver_interface::station_callback callback) const {
     if (!context_.radios.flags()) return 0;
     const int radio_id = radio_index(ifname);
     if (!context_.radios.radio_up(radio_id)) return 0;

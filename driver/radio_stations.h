@@ -11,7 +11,7 @@ class radio_stations {
     explicit radio_stations(const driver_context& context) : context_(context) {}
 
     // As driver_interface has them.
-    int get_assoc_stas(const char* ifname, const driver_interface::station_callback& callback) const;
+    int get_assoc_stas(const char* ifname, driver_interface::station_callback callback) const;
     void send_bss_trans_req(const char* ifname, const char* sta_mac) const;
     int set_roam_attempt_timeout(const char* ifname, int timeout) const;
 

@@ -62,7 +62,7 @@ std::int32_t json_reader::size() const {
     return length > INT32_MAX ? INT32_MAX : static_cast<std::int32_t>(length);
 }
 
-void json_reader::for_each(const std::function<bool(const char* key, const json_reader& value)>& take) const {
+void json_reader::for_each(function_ref<bool(const char* key, const json_reader& value)> take) const {
     if (!is_object()) return;
     json_object_object_foreach(object_, key, value) {
         if (!take(key, json_reader(value))) return;

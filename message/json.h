@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 
+#include "core/function_ref.h"
 #include "message/json_text.h"
 
 struct json_object;
@@ -68,7 +68,7 @@ class json_reader {
     // Length of an array; 0 for anything else.
     std::int32_t size() const;
     // Calls `take` with each member of an object, in order; it may not change anything and ends at the first false.
-    void for_each(const std::function<bool(const char* key, const json_reader& value)>& take) const;
+    void for_each(function_ref<bool(const char* key, const json_reader& value)> take) const;
     // By json-c's conversion; 0 when absent or null.
     std::int32_t get_int(const char* key) const;
     // Text of a member (JSON text when it is not a string); null when absent or null.

@@ -6,7 +6,7 @@
 
 namespace ravd {
 
-void status_page::text(std::string_view name, std::string_view value) {
+void status_page::text(const char* name, std::string_view value) {
     key(name);
     if (is_utf8(value.data(), value.size()))
         quoted(value);
@@ -14,24 +14,24 @@ void status_page::text(std::string_view name, std::string_view value) {
         quoted(replace_non_utf8(value.data(), value.size()));
 }
 
-void status_page::number(std::string_view name, std::int64_t value) {
+void status_page::number(const char* name, std::int64_t value) {
     key(name);
     members_ += std::to_string(value);
 }
 
-void status_page::flag(std::string_view name, bool value) {
+void status_page::flag(const char* name, bool value) {
     key(name);
     members_ += value ? "true" : "false";
 }
 
-void status_page::open(std::string_view name) {
+void status_page::open(const char* name) {
     key(name);
     members_ += '{';
 }
 
 void status_page::close() { members_ += '}'; }
 
-void status_page::key(std::string_view name) {
+void status_page::key(const char* name) {
     if (!members_.empty() && members_.back() != '{') members_ += ',';
     quoted(name);
     members_ += ':';

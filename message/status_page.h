@@ -11,11 +11,11 @@ namespace ravd {
 // it: a status is asked for seldom, told at once and thrown away.
 class status_page {
   public:
-    void text(std::string_view key, std::string_view value);
-    void number(std::string_view key, std::int64_t value);
-    void flag(std::string_view key, bool value);
+    void text(const char* key, std::string_view value);
+    void number(const char* key, std::int64_t value);
+    void flag(const char* key, bool value);
     // Members up to the matching close() belong to the object `key`.
-    void open(std::string_view key);
+    void open(const char* key);
     void close();
 
     // All members so far, separated by commas, without braces around them.
@@ -23,7 +23,7 @@ class status_page {
     std::string take() { return std::move(members_); }
 
   private:
-    void key(std::string_view name);
+    void key(const char* name);
     void quoted(std::string_view value);
 
     std::string members_;

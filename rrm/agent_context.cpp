@@ -25,7 +25,7 @@ std::int32_t agent_context::radio_count() const {
     return std::clamp<std::int32_t>(driver.radio_count(), 0, static_cast<std::int32_t>(radio_names.size()));
 }
 
-void agent_context::for_each_kv_vap(const std::function<void(const char*)>& visit) const {
+void agent_context::for_each_kv_vap(function_ref<void(const char*)> visit) const {
     const std::int32_t radios = radio_count();
     const std::int32_t vaps = driver.vap_count();
     for (std::int32_t radio = 0; radio < radios; ++radio) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
 #include "core/activity.h"
@@ -38,7 +37,7 @@ struct agent_context {
     // Never above the number of radio names.
     std::int32_t radio_count() const;
     // Calls back with the name of each VAP that has 802.11k/v switched on.
-    void for_each_kv_vap(const std::function<void(const char*)>& visit) const;
+    void for_each_kv_vap(function_ref<void(const char*)> visit) const;
     // Empties the 802.11k lists of those VAPs.
     void remove_neighbour_reports() const;
 };

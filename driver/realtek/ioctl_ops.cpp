@@ -51,6 +51,9 @@ union request_block {
 // A name that does not fit is no interface's: cut, it would be another's.
 bool fits_a_request(const std::string& ifname) { return ifname.size() < IFNAMSIZ; }
 
+// What a command without arguments or without an answer fills in or reads.
+constexpr auto nothing = [](const quarn_command_t&) {};
+
 }  // namespace
 
 std::unique_ptr<ioctl_ops> ioctl_ops::assign(int kind, activity* progress, const char* ifname) {
@@ -122,7 +125,7 @@ bool ioctl_ops::run(const std::string& command, std::string* output) {
     return done;
 }
 
-int ioctl_ops::execute(std::uint32_t command, const filler& fill, const parser& parse) const {
+int ioctl_ops::execute(std::uint32_t command, filler fill, parser parse) const {
     if (!has_socket(__func__, __LINE__)) return -2;
     const zeroed_record pages;
     quarn_command_t* const record = pages.get();
@@ -132,7 +135,7 @@ int ioctl_ops::execute(std::uint32_t command, const filler& fill, const parser& 
         return -1;
     }
     fill_command(*record, command);
-    fill(*record, capacity_factor, sizeof(quarn_command_t));
+    fill(*record);
     if (request(chip_.custom_request, record, command_length) < 0) {
         log_error(process_log, "<%s:%d> cannot execute command(errno = %s)(command = %s)\n", __func__, __LINE__,
                   std::strerror(errno), quarn_command_name(command));
@@ -142,41 +145,33 @@ int ioctl_ops::execute(std::uint32_t command, const filler& fill, const parser& 
     return 0;
 }
 
-namespace {
-
-void fill_nothing(quarn_command_t&, std::uint32_t, std::uint32_t) {}
-void read_nothing(const quarn_command_t&) {}
-
-auto capacity_filler(const reply_layout& layout) {
-    return [&layout](quarn_command_t& record, std::uint32_t factor, std::uint32_t size) {
-        fill_capacity(record, layout, factor, size);
+int ioctl_ops::fetch(std::uint32_t command, const reply_layout& layout, parser parse) const {
+    const auto fill = [&layout](quarn_command_t& record) {
+        fill_capacity(record, layout, capacity_factor, sizeof record);
     };
+    return execute(command, fill, parse);
 }
-
-}  // namespace
 
 int ioctl_ops::start_active_scan(const scan_order& order) {
-    const auto fill = [&order](quarn_command_t& record, std::uint32_t, std::uint32_t) {
-        fill_scan_channels(record, order.channels);
-    };
-    return execute(QUARN_CMD_CUSTOM_SCAN, fill, read_nothing);
+    const auto fill = [&order](quarn_command_t& record) { fill_scan_channels(record, order.channels); };
+    return execute(QUARN_CMD_CUSTOM_SCAN, fill, nothing);
 }
 
-int ioctl_ops::stop_active_scan() { return execute(QUARN_CMD_CUSTOM_SCAN_STOP, fill_nothing, read_nothing); }
+int ioctl_ops::stop_active_scan() { return execute(QUARN_CMD_CUSTOM_SCAN_STOP, nothing, nothing); }
 
 int ioctl_ops::get_scan_results(ap_table& table) {
-    return execute(QUARN_CMD_CUSTOM_SCAN_RESULTS, capacity_filler(scan_reply),
-                   [&table](const quarn_command_t& record) { parse_scan_result(record, table); });
+    return fetch(QUARN_CMD_CUSTOM_SCAN_RESULTS, scan_reply,
+                 [&table](const quarn_command_t& record) { parse_scan_result(record, table); });
 }
 
 int ioctl_ops::get_rrm_scan_results(ap_table& table) {
-    return execute(QUARN_CMD_RRM_SCAN_RESULTS, capacity_filler(scan_reply),
-                   [&table](const quarn_command_t& record) { parse_rrm_scan_result(record, table); });
+    return fetch(QUARN_CMD_RRM_SCAN_RESULTS, scan_reply,
+                 [&table](const quarn_command_t& record) { parse_rrm_scan_result(record, table); });
 }
 
 int ioctl_ops::get_available_channels(channel_set& channels) {
-    return execute(QUARN_CMD_GET_AVAILABLE_CHANNELS, capacity_filler(channel_reply),
-                   [&channels](const quarn_command_t& record) { parse_available_channels(record, channels); });
+    return fetch(QUARN_CMD_GET_AVAILABLE_CHANNELS, channel_reply,
+                 [&channels](const quarn_command_t& record) { parse_available_channels(record, channels); });
 }
 
 int ioctl_ops::get_chanspec(std::uint32_t& chanspec) { return get_mib("chanspec", chanspec); }
@@ -188,8 +183,8 @@ std::optional<std::uint32_t> ioctl_ops::active_scan_s(const scan_order& order) c
 }
 
 int ioctl_ops::get_assoc_stas(std::vector<rrm_sta_s>& stations) {
-    return execute(QUARN_CMD_GET_ASSOC_STAS, capacity_filler(station_reply),
-                   [&stations](const quarn_command_t& record) { parse_assoc_sta(record, stations); });
+    return fetch(QUARN_CMD_GET_ASSOC_STAS, station_reply,
+                 [&stations](const quarn_command_t& record) { parse_assoc_sta(record, stations); });
 }
 
 int ioctl_ops::start_rrm_scan(std::uint32_t channel) {

@@ -9,8 +9,7 @@
 // The wireless header needs that one first.
 #include <linux/wireless.h>
 
-#include <functional>
-
+#include "core/function_ref.h"
 #include "driver/back_end.h"
 #include "driver/realtek/quarn_command.h"
 #include "platform/unique_fd.h"
@@ -65,10 +64,12 @@ class ioctl_ops : public back_end {
     int write_neighbour_file(bool custom, const std::string& order, const char* error) const;
 
   private:
-    using filler = std::function<void(quarn_command_t&, std::uint32_t, std::uint32_t)>;
-    using parser = std::function<void(const quarn_command_t&)>;
+    using filler = function_ref<void(quarn_command_t&)>;
+    using parser = function_ref<void(const quarn_command_t&)>;
 
-    int execute(std::uint32_t command, const filler& fill, const parser& parse) const;
+    int execute(std::uint32_t command, filler fill, parser parse) const;
+    // A command that only asks, with the capacity of its reply.
+    int fetch(std::uint32_t command, const reply_layout& layout, parser parse) const;
     bool has_socket(const char* function, int line) const;
     // One ioctl on `sock` for this interface, the worker's clock read around it.
     int timed_ioctl(int sock, std::uint32_t number, void* data, std::size_t length, std::size_t* answered) const;

@@ -117,12 +117,12 @@ class fake_driver : public driver_interface {
         return note("set_channel %s %d %d %d", name, channel, bandwidth, sideband);
     }
     std::uint32_t get_chanspec(const char* name) override { return at(name).chanspec; }
-    int get_assoc_stas(const char* name, const station_callback& callback) override {
+    int get_assoc_stas(const char* name, station_callback callback) override {
         for (const rrm_sta_s& station : at(name).stations)
             callback(station);
         return 0;
     }
-    void for_each_vap(const char* name, const vap_callback& callback) override {
+    void for_each_vap(const char* name, vap_callback callback) override {
         int v = 0;
         for (const vap& one : at(name).vaps) {
             if (one.active) callback(v, one.ssid.c_str(), one.mac.c_str(), one.kv);
