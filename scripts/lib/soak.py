@@ -15,7 +15,8 @@ def decks(world):
     """Everything once in an order of the dice, then again; more drills than accidents would hide nothing."""
     while True:
         accidents = world.dice.sample(ACCIDENTS, len(ACCIDENTS))
-        drills = [drill for _ in range(len(ACCIDENTS) // len(DRILLS)) for drill in world.dice.sample(DRILLS, len(DRILLS))]
+        drills = [drill for _ in range((len(ACCIDENTS) - 1) // len(DRILLS) + 1)
+                  for drill in world.dice.sample(DRILLS, len(DRILLS))]
         yield from zip(accidents, drills)
 
 
@@ -48,7 +49,8 @@ async def main(arguments):
     Build.directory = arguments.build
     Build.sanitized = arguments.sanitized
     end = time.monotonic() + arguments.minutes * 60
-    worlds = [World(arguments.seed + number, long_lived=number % 2 == 0) for number in range(arguments.worlds)]
+    worlds = [World(arguments.seed + number, long_lived=number % 2 == 0, patient=arguments.minutes >= 20)
+              for number in range(arguments.worlds)]
     print(f"{len(worlds)} worlds for {arguments.minutes} minutes, seed {arguments.seed}", flush=True)
     results = await asyncio.gather(*(live(world, end) for world in worlds))
     counts = {}

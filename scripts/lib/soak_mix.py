@@ -1,7 +1,6 @@
 """What the soak does to a world: accidents, of which it has to recover, and drills, of which each outcome is known."""
 import asyncio
 import copy
-import json
 import os
 import signal
 import time
@@ -12,6 +11,7 @@ from lab.processes import PATIENCE, Wrong, check, until
 
 MEGABYTE = 1 << 20
 LATE_S = 120  # until an order shows that came behind all that accidents left
+SILENCE_S = 180  # until a link on which nothing comes back is given up, and the next one is there
 ABSENT = object()
 WRONG = [ABSENT, None, True, -1, 0, 2**31, -2**63, 2**80, 1e300, "", "-1", "%s%n" * 100, "\0", "\ud800", "A" * 70000,
          [[]], {"id": {"id": 1}}]
@@ -129,6 +129,16 @@ async def deaf_service(world):
     await world.order(*[message("rrm-request-mode")] * 300)
     await asyncio.sleep(world.dice.choice([1, 4]))
     transport.resume_reading()
+
+
+async def silent_service(world):
+    """The network swallows everything: three pings without an answer end the link."""
+    if not world.patient or world.dice.randrange(2):
+        return
+    link = world.link
+    link.socket.transport.pause_reading()
+    await until(lambda: world.link is not link, "the agent gives a silent link up", SILENCE_S)
+    link.abort()
 
 
 async def flood_of_orders(world):
@@ -319,6 +329,7 @@ async def scans_overlap(world):
 
 
 ACCIDENTS = [orders_in_disorder, spoiled_orders, garbage, broken_frames, link_ends, link_ends_in_a_scan, service_away,
-             deaf_service, flood_of_orders, client_events, broken_bus, hostapd_away, hostapd_flickers, radio_down,
-             stations_move, driver_faults, neighbour_faults, files_vanish, stopped_for_a_while, ended_and_started_again]
+             deaf_service, silent_service, flood_of_orders, client_events, broken_bus, hostapd_away, hostapd_flickers,
+             radio_down, stations_move, driver_faults, neighbour_faults, files_vanish, stopped_for_a_while,
+             ended_and_started_again]
 DRILLS = [requests_are_answered, settings_are_applied, key_holders_are_given, scans_overlap]

@@ -21,11 +21,12 @@ SWITCHES = {"use-80211v": 1, "use-80211r": 1, "use-dca": 1, "use-tpc": 1}
 class World(Session):
     """The service's side accepts every subscription under a new domain and counts what was asked and answered."""
 
-    def __init__(self, seed, long_lived):
+    def __init__(self, seed, long_lived, patient):
         super().__init__()
         self.seed = seed
         self.dice = random.Random(seed)
         self.long_lived = long_lived  # its daemon is never ended, so that growth shows
+        self.patient = patient  # there is time for what takes minutes
         for radio in self.office["radios"]:
             radio["kind"] = self.dice.choice(["rtl8192cd", "rtk_wifi6"])
         self.done = []  # names of what was played

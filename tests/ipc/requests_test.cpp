@@ -187,7 +187,7 @@ TEST_F(Requests, OutliveAHungServiceAndStopWhenCancelled) {
     bus.reset();
     bus.on_request = [&](int, const std::string&) {
         worker.stopped = bus.sent.size() == 3;
-        return answer("");
+        return std::nullopt;
     };
     EXPECT_FALSE(requests.get_wds_enabled("wlan0"));
     EXPECT_EQ(requests.reset_corvane_params("wlan0"), -1);
