@@ -22,10 +22,8 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
                                                   $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti -fno-exceptions>)
     target_link_options(ravd_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,--exclude-libs,ALL
                                                -Wl,-z,relro -Wl,-z,now)
-    # With all imports bound at the start anyway (-z now), calls go past the table of stubs. Code and constants share the
-    # file's pages: kept apart, each change of rights would pad it by up to a page. What is written to stays apart.
+    # With all imports bound at the start anyway (-z now), calls go past the table of stubs.
     target_compile_options(ravd_options INTERFACE -fno-plt)
-    target_link_options(ravd_options INTERFACE -Wl,-z,noseparate-code)
     # Relative relocations as a bit map: 24 bytes each become a few bits. The loader has to know them (glibc 2.36), which a
     # program tells that needs one to end well.
     if(NOT CMAKE_CROSSCOMPILING)

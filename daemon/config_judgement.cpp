@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "core/formatted.h"
 #include "core/logger.h"
 #include "daemon/agent_config.h"
 #include "daemon/config_keys.h"
@@ -34,15 +35,16 @@ class line_judge {
         const config_key* key = find_config_key(name);
         if (!key) {
             key = find_config_key(without_blanks(name));
-            return say(number, key ? std::string("blanks before or around the key, so the line is ignored: write ") +
-                                         key->name + "=VALUE"
-                                   : judge_unknown_key(without_blanks(name)));
+            return say(
+                number,
+                key ? formatted("blanks before or around the key, so the line is ignored: write %s=VALUE", key->name)
+                    : judge_unknown_key(without_blanks(name)));
         }
         if (line.size() > longest_piece)
             say(number, "only the first 254 bytes belong to the line; the rest counts as a line of its own");
         note_repetition(number, *key);
         const std::string wrong = key->judge(line.substr(sign + 1));
-        if (!wrong.empty()) say(number, std::string(key->name) + ": " + wrong);
+        if (!wrong.empty()) say(number, formatted("%s: %s", key->name, wrong.c_str()));
     }
 
     // Line in which the key stood last; 0: nowhere.
@@ -63,7 +65,7 @@ class line_judge {
   private:
     void note_repetition(int number, const config_key& key) {
         int& last = last_line_[&key - config_keys];
-        if (last != 0) say(last, std::string(key.name) + " stands again in line " + std::to_string(number));
+        if (last != 0) say(last, formatted("%s stands again in line %d", key.name, number));
         last = number;
     }
 
@@ -77,16 +79,17 @@ void judge_tls(line_judge& lines, const tls_settings& tls) {
     if (!tls.enabled) {
         for (const char* const key : keys)
             if (const int line = lines.line_of(key))
-                lines.say(line, std::string(key) + ": no effect without tls_ca_file, the link is not encrypted");
+                lines.say(line, formatted("%s: no effect without tls_ca_file, the link is not encrypted", key));
     } else if (tls.cert_file.empty() != tls.key_file.empty()) {
         const char* const alone = keys[tls.cert_file.empty() ? 1 : 0];
-        lines.say(lines.line_of(alone), std::string(alone) + ": tls_cert_file and tls_key_file are needed together: " +
-                                            "no connection will come about");
+        lines.say(
+            lines.line_of(alone),
+            formatted("%s: tls_cert_file and tls_key_file are needed together: no connection will come about", alone));
     }
 }
 
 std::string describe(const link_config& link) {
-    return "ws://" + std::string(link.host) + ":" + std::to_string(link.port) + link.path;
+    return formatted("ws://%s:%d%s", link.host, static_cast<int>(link.port), link.path);
 }
 
 std::string describe_log(const agent_config& config, const std::string& file) {
@@ -95,31 +98,35 @@ std::string describe_log(const agent_config& config, const std::string& file) {
     std::string text;
     for (unsigned bit = 0; bit < 4; ++bit) {
         if ((config.log_mask & (1u << bit)) == 0) continue;
-        text += (text.empty() ? "logs " : ", ") + std::string(names[bit]);
+        text += text.empty() ? "logs " : ", ";
+        text += names[bit];
     }
-    return text + " to " + (file.empty() ? "standard error" : file);
+    return formatted("%s to %s", text.c_str(), file.empty() ? "standard error" : file.c_str());
 }
 
 // The random delay that a span stands for.
 std::string describe_delay(std::uint32_t span_s) {
     if (span_s == 0) span_s = 2;
-    return std::to_string(span_s / 2) + " to " + std::to_string(span_s + span_s / 2) + " s";
+    return formatted("%u to %u s", span_s / 2, span_s + span_s / 2);
 }
 
 std::string describe_plan(const agent_config& config, const std::string& log_file) {
     const bool bridge = config.links[roam_link].enabled != 0;
     const link_config& link = config.links[bridge ? roam_link : corvane_link];
     if (link.enabled == 0) return "The daemon ends at once, since no line names a service.";
-    std::string text = bridge ? "The daemon bridges " + describe(link) + " and the local bus"
-                              : "The daemon connects to " + describe(link) + " as an agent of the domain " +
-                                    quoted_text(link.location);
-    if (config.tls.enabled)
-        text += " over TLS, where it must be " +
-                quoted_text(config.tls.server_name.empty() ? link.host : config.tls.server_name.c_str());
+    const std::string service = describe(link);
+    std::string text = bridge ? formatted("The daemon bridges %s and the local bus", service.c_str())
+                              : formatted("The daemon connects to %s as an agent of the domain %s", service.c_str(),
+                                          quoted_text(link.location).c_str());
+    if (config.tls.enabled) {
+        const char* const name = config.tls.server_name.empty() ? link.host : config.tls.server_name.c_str();
+        text += formatted(" over TLS, where it must be %s", quoted_text(name).c_str());
+    }
     const std::string first = describe_delay(link.initial_connection_delay);
     const std::string last = describe_delay(link.max_connection_delay);
-    text += first == last ? ", each time after " + first : ", first after " + first + ", in the end after " + last;
-    return text + ", and " + describe_log(config, log_file) + ".";
+    text += first == last ? formatted(", each time after %s", first.c_str())
+                          : formatted(", first after %s, in the end after %s", first.c_str(), last.c_str());
+    return text + formatted(", and %s.", describe_log(config, log_file).c_str());
 }
 
 // False when it cannot be read: `text` is the reason.
@@ -159,7 +166,7 @@ config_judgement judge_config_file(const char* path) {
     config_judgement judgement;
     std::string text;
     if (!read_text(path, text)) {
-        judgement.findings.push_back({0, std::string("cannot be read: ") + text});
+        judgement.findings.push_back({0, "cannot be read: " + text});
         judgement.plan = "The daemon ends at once, since it has no configuration.";
         return judgement;
     }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "core/formatted.h"
 #include "link/tls_file.h"
 
 namespace ravd {
@@ -33,14 +34,15 @@ std::string judge_port(std::string_view digits) {
     const std::string text(digits);
     const long port = std::strtol(text.c_str(), &end, 10);
     if (!text.empty() && *end == '\0' && port >= 1 && port <= 65535) return "";
-    return "port " + quoted_text(digits) + " is not a number from 1 to 65535: no connection will come about";
+    return formatted("port %s is not a number from 1 to 65535: no connection will come about",
+                     quoted_text(digits).c_str());
 }
 
 std::string judge_url(std::string_view value) {
     const std::size_t scheme_end = value.find("://");
     if (scheme_end != std::string_view::npos && value.substr(0, scheme_end) != "ws")
-        return "scheme " + quoted_text(value.substr(0, scheme_end)) +
-               " is not ws: neither this line nor any line below it is read";
+        return formatted("scheme %s is not ws: neither this line nor any line below it is read",
+                         quoted_text(value.substr(0, scheme_end)).c_str());
     std::string_view rest = scheme_end == std::string_view::npos ? value : value.substr(scheme_end + 3);
     const std::size_t host_end = rest.find(':');
     if (host_end == std::string_view::npos) return "the URL has no port, so the line is ignored: ws://HOST:PORT/PATH";
@@ -56,10 +58,11 @@ std::string judge_seconds(std::string_view value) {
     char* end = nullptr;
     const std::string text(value);
     const unsigned long seconds = std::strtoul(text.c_str(), &end, 10);
-    const std::string counts = " counts as " + std::to_string(std::min(seconds, longest_delay_s)) + " s";
-    if (end == text.c_str() || *end != '\0' || text.find('-') != std::string::npos)
-        return quoted_text(value) + " is not a number of seconds and" + counts;
-    return seconds > longest_delay_s ? quoted_text(value) + counts : "";
+    const bool is_number = end != text.c_str() && *end == '\0' && text.find('-') == std::string::npos;
+    if (is_number && seconds <= longest_delay_s) return "";
+    return formatted("%s %s %lu s", quoted_text(value).c_str(),
+                     is_number ? "counts as" : "is not a number of seconds and counts as",
+                     std::min(seconds, longest_delay_s));
 }
 
 std::string judge_mask(std::string_view value) {
@@ -68,15 +71,18 @@ std::string judge_mask(std::string_view value) {
     const char* digits = text.c_str() + (hexadecimal ? 2 : 0);
     char* end = nullptr;
     const unsigned long mask = std::strtoul(digits, &end, hexadecimal ? 16 : 10);
-    if (end == digits) return quoted_text(value) + " is not a number: nothing will be logged";
-    if (*end != '\0') return quoted_text(value) + " counts as " + std::to_string(mask);
-    return mask > 0xf ? "only 1, 2, 4 and 8 mean something, so a part of " + quoted_text(value) + " has no effect" : "";
+    const std::string shown = quoted_text(value);
+    if (end == digits) return formatted("%s is not a number: nothing will be logged", shown.c_str());
+    if (*end != '\0') return formatted("%s counts as %lu", shown.c_str(), mask);
+    if (mask <= 0xf) return "";
+    return formatted("only 1, 2, 4 and 8 mean something, so a part of %s has no effect", shown.c_str());
 }
 
 std::string judge_text(std::string_view value) {
     std::string comment = judge_comment(value);
     if (!comment.empty()) return comment;
-    if (value != without_blanks(value)) return "the blanks around " + quoted_text(value) + " belong to the value";
+    if (value != without_blanks(value))
+        return formatted("the blanks around %s belong to the value", quoted_text(value).c_str());
     return value.size() > longest_text ? "only the first 255 bytes count" : "";
 }
 
@@ -155,8 +161,9 @@ std::string judge_unknown_key(std::string_view name) {
         best = far;
         nearest = key.name;
     }
-    const std::string text = "unknown key " + quoted_text(name) + ", so the line is ignored";
-    return nearest ? text + "; did you mean " + nearest + "?" : text;
+    const std::string shown = quoted_text(name);
+    return nearest ? formatted("unknown key %s, so the line is ignored; did you mean %s?", shown.c_str(), nearest)
+                   : formatted("unknown key %s, so the line is ignored", shown.c_str());
 }
 
 }  // namespace ravd

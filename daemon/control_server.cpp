@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/formatted.h"
 #include "core/logger.h"
 #include "message/status_page.h"
 #include "platform/monotonic.h"
@@ -64,7 +65,7 @@ unique_fd bind_at(const std::string& path) {
     return listener;
 }
 
-std::string error_object(const char* text) { return std::string("{\"error\":\"") + text + "\"}"; }
+std::string error_object(const char* text) { return formatted("{\"error\":\"%s\"}", text); }
 
 }  // namespace
 
@@ -130,7 +131,7 @@ bool control_server::read_line(client& from) {
     from.line.append(piece, static_cast<std::size_t>(got));
     for (std::size_t end; (end = from.line.find('\n')) != std::string::npos;) {
         const std::string order = from.line.substr(0, end);
-        from.line.erase(0, end + 1);
+        from.line = from.line.substr(end + 1);
         if (!obey(from, order)) return false;
     }
     return from.line.size() <= longest_order;
@@ -146,13 +147,13 @@ bool control_server::obey(client& from, const std::string& order) {
             worker->ask_status(told_.get());
         return true;
     }
-    if (order.compare(0, sizeof level - 1, level) == 0) {
+    if (std::strncmp(order.c_str(), level, sizeof level - 1) == 0) {
         char* end = nullptr;
         const char* text = order.c_str() + sizeof level - 1;
         const unsigned long mask = std::strtoul(text, &end, 0);
         if (end == text || *end != '\0' || mask > 0xffff) return answer(from, error_object("not a mask"));
         process_log.mask = static_cast<std::uint32_t>(mask);
-        return answer(from, "{\"log-level\":" + std::to_string(mask) + "}");
+        return answer(from, formatted("{\"log-level\":%lu}", mask));
     }
     if (order == "reconnect" && reconnect_) {
         reconnect_();

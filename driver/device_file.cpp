@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/formatted.h"
 #include "platform/system.h"
 #include "platform/unique_fd.h"
 
@@ -47,7 +48,7 @@ std::string interface_file(const char* directory, const char* ifname, const char
         errno = ENOENT;
         return {};
     }
-    return std::string(directory) + ifname + file;
+    return formatted("%s%s%s", directory, ifname, file);
 }
 
 }  // namespace ravd

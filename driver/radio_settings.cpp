@@ -1,5 +1,6 @@
 #include "driver/radio_settings.h"
 
+#include "core/formatted.h"
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/converters.h"
@@ -41,7 +42,7 @@ bool radio_settings::get_wds_enabled(const char* radio_name) const {
     const std::string radio_path = vap_path(radio_name, "");
     if (!context_.requests.read_switch((radio_path + "/wlan/wds/enabled").c_str())) return false;
     for (int link = 0; link < wds_links; ++link)
-        if (context_.requests.read_switch((radio_path + "-wds" + std::to_string(link) + "/common/enabled").c_str()))
+        if (context_.requests.read_switch(formatted("%s-wds%d/common/enabled", radio_path.c_str(), link).c_str()))
             return true;
     return false;
 }

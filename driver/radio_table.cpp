@@ -2,6 +2,7 @@
 
 #include <tuple>
 
+#include "core/formatted.h"
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "message/mac_addr.h"
@@ -39,7 +40,7 @@ void radio_table::fill_names(const char* base_mac) {
     parse_mac(base_mac, base);
     std::uint32_t r = 0;
     for (interface_context& radio : radios_) {
-        radio.name = "wlan" + std::to_string(r);
+        radio.name = formatted("wlan%u", r);
         radio.vap_base = r * addresses_per_radio;
         radio.vap_span = addresses_per_radio;
         radio.tx_power_max = default_tx_power_max;
@@ -104,13 +105,11 @@ const interface_context* radio_table::radio_by_ifname(const char* ifname) const 
 
 std::string radio_table::radio_path(const char* ifname, const char* key) const {
     if (!radio_by_ifname(ifname)) return {};
-    std::string path = std::string("/interface/") + ifname + "/wlan/radio";
-    if (*key) path.append("/").append(key);
-    return path;
+    return formatted("/interface/%s/wlan/radio%s%s", ifname, *key ? "/" : "", key);
 }
 
 std::string vap_path(const char* ifname, const char* key) {
-    return std::string("/interface/") + (ifname ? ifname : "") + key;
+    return formatted("/interface/%s%s", ifname ? ifname : "", key);
 }
 
 }  // namespace ravd

@@ -1,7 +1,6 @@
 #include "message/status_page.h"
 
-#include <cstdio>
-
+#include "core/formatted.h"
 #include "message/utf8.h"
 
 namespace ravd {
@@ -16,7 +15,7 @@ void status_page::text(const char* name, std::string_view value) {
 
 void status_page::number(const char* name, std::int64_t value) {
     key(name);
-    members_ += std::to_string(value);
+    members_ += formatted("%lld", static_cast<long long>(value));
 }
 
 void status_page::flag(const char* name, bool value) {
@@ -42,9 +41,7 @@ void status_page::quoted(std::string_view value) {
     for (const char c : value) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", byte);
-            members_ += escape;
+            members_ += formatted("\\u%04x", byte);
         } else {
             if (c == '"' || c == '\\') members_ += '\\';
             members_ += c;

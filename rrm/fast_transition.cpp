@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <deque>
 #include <functional>
+#include <list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -107,7 +107,7 @@ class remote_holders {
     }
 
     std::vector<holder> all_;
-    std::deque<std::string> mended_;  // identities that were not UTF-8
+    std::list<std::string> mended_;  // identities that were not UTF-8
     std::size_t replaced_bytes_ = 0;
 };
 

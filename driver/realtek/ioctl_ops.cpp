@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/formatted.h"
 #include "core/logger.h"
 #include "driver/device_file.h"
 #include "driver/realtek/rtk_wifi6_ops.h"
@@ -225,7 +226,7 @@ int ioctl_ops::send_bss_trans_req(const char* sta_mac) {
 }
 
 int ioctl_ops::write_neighbour_file(bool custom, const std::string& order, const char* error) const {
-    const std::string file = std::string("/") + chip_.neighbour_files[custom ? 1 : 0];
+    const std::string file = formatted("/%s", chip_.neighbour_files[custom ? 1 : 0]);
     if (write_device_file(interface_file(chip_.directory, ifname(), file.c_str()), order)) return 0;
     log_debug(process_log, "%s", error);
     return -1;

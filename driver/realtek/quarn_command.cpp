@@ -1,11 +1,11 @@
 #include "driver/realtek/quarn_command.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "core/logger.h"
 #include "driver/chanspec.h"
+#include "message/mac_addr.h"
 
 namespace ravd {
 namespace {
@@ -137,11 +137,9 @@ void parse_available_channels(reply_view record, channel_set& channels) {
 
 void parse_assoc_sta(reply_view record, std::vector<rrm_sta_s>& stations) {
     const bool any = for_each_entry(record, station_reply, [&stations](const unsigned char* m) {
-        log_debug(process_log, "mac == %02x:%02x:%02x:%02x:%02x:%02x\n", m[0], m[1], m[2], m[3], m[4], m[5]);
         rrm_sta_s& station = stations.emplace_back();
-        char text[18];
-        std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", m[0], m[1], m[2], m[3], m[4], m[5]);
-        station.mac = text;
+        station.mac = MacAddr{{m[0], m[1], m[2], m[3], m[4], m[5]}}.to_lower();
+        log_debug(process_log, "mac == %s\n", station.mac.c_str());
         for (std::size_t i = 0; i < station.readings.size(); ++i)
             // Unsigned, since the driver may say anything: wraps instead of overflowing.
             station.readings[i] = static_cast<std::int32_t>(load<std::uint32_t>(m + 8 + 4 * i) - 100u);

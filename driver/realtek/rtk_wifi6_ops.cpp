@@ -1,15 +1,16 @@
 #include "driver/realtek/rtk_wifi6_ops.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "core/decimal.h"
+#include "core/formatted.h"
 #include "core/ifname.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
 #include "driver/device_file.h"
 #include "driver/realtek/device_text.h"
+#include "message/mac_addr.h"
 
 namespace ravd {
 namespace {
@@ -28,7 +29,7 @@ rtk_wifi6_ioctl_ops::rtk_wifi6_ioctl_ops(activity* progress, const char* ifname)
     : ioctl_ops({0x89f4, 0x89f6, driver_directory, {"nb_report", "nb_report_custom"}}, progress, ifname) {}
 
 int rtk_wifi6_ioctl_ops::set_mib(const char* name, const char* value) {
-    if (is_wlan_ifname(ifname())) run(std::string("iwpriv ") + ifname() + " set_mib " + name + "=" + value);
+    if (is_wlan_ifname(ifname())) run(formatted("iwpriv %s set_mib %s=%s", ifname(), name, value));
     return 0;
 }
 
@@ -39,11 +40,11 @@ int rtk_wifi6_ioctl_ops::get_mib(const char* name, std::uint32_t& output) {
     int read = -1;
     int mib_value = -1;
     errno = EINVAL;
-    if (is_wlan_ifname(ifname()) && run(std::string("iwpriv ") + ifname() + " get_mib " + name, &reply)) {
+    if (is_wlan_ifname(ifname()) && run(formatted("iwpriv %s get_mib %s", ifname(), name), &reply)) {
         errno = 0;
         read = scan_mib_reply(reply.c_str(), word, mib_value);
     }
-    if (read == 2 && word.compare(0, std::strlen(ifname()), ifname()) == 0 && mib_value >= 0) {
+    if (read == 2 && std::strncmp(word.c_str(), ifname(), std::strlen(ifname())) == 0 && mib_value >= 0) {
         output = static_cast<std::uint32_t>(mib_value);
         return 0;
     }
@@ -67,18 +68,14 @@ bool rtk_wifi6_ioctl_ops::tell_hostapd(const neighbour_entry& neighbour) {
     const std::uint32_t use_40m = octet_mib("use40M");
     const std::uint32_t second_offset = octet_mib("2ndchoffset");
     const bool band_2 = band_of_channel(neighbour.channel) == 2;
-    const auto& b = neighbour.bssid;
-    char bssid[24];
-    std::snprintf(bssid, sizeof bssid, "%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4], b[5]);
+    const MacAddr bssid{neighbour.bssid};
     // Neighbour report body: BSSID, BSSID information, operating class, channel, PHY type, then the subelement for a
     // wide channel (id 6, length 3).
-    char report[64];
-    std::snprintf(report, sizeof report, "%02x%02x%02x%02x%02x%02x%04x%02x%02x%02x%02x%02x%02x%02x%02x", b[0], b[1],
-                  b[2], b[3], b[4], b[5], band_2 ? 0xaf490000u : 0xaf590000u,
-                  static_cast<unsigned>(neighbour.operating_class) & octet_limit, neighbour.channel, band_2 ? 7u : 9u,
-                  6u, 3u, use_40m, neighbour.channel, second_offset);
-    const std::string command = std::string(hostapd_control) + ifname() + " SET_NEIGHBOR " + bssid +
-                                " ssid=" + to_hex(neighbour.ssid) + " nr=" + report;
+    const std::string command =
+        formatted("%s%s SET_NEIGHBOR %s ssid=%s nr=%s%04x%02x%02x%02x%02x%02x%02x%02x%02x", hostapd_control, ifname(),
+                  bssid.to_lower().c_str(), to_hex(neighbour.ssid).c_str(), bssid.to_digits().c_str(),
+                  band_2 ? 0xaf490000u : 0xaf590000u, static_cast<unsigned>(neighbour.operating_class) & octet_limit,
+                  neighbour.channel, band_2 ? 7u : 9u, 6u, 3u, use_40m, neighbour.channel, second_offset);
     // Cut, it would be another entry.
     return command.size() <= command_limit && run(command);
 }
@@ -89,16 +86,14 @@ int rtk_wifi6_ioctl_ops::add_neighbor(const neighbour_entry& neighbour) {
         log_debug(process_log, "%s", error);
         return -1;
     }
-    const auto& b = neighbour.bssid;
-    char order[96];
-    std::snprintf(order, sizeof order, "add %02x:%02x:%02x:%02x:%02x:%02x %u %u %u %u %u", b[0], b[1], b[2], b[3], b[4],
-                  b[5], driver_bssid_information, 0u, neighbour.channel, 0u, neighbour.priority);
+    const std::string order = formatted("add %s %u %u %u %u %u", MacAddr{neighbour.bssid}.to_lower().c_str(),
+                                        driver_bssid_information, 0u, neighbour.channel, 0u, neighbour.priority);
     return write_neighbour_file(neighbour.custom, order, error);
 }
 
 int rtk_wifi6_ioctl_ops::del_neighbors() {
     constexpr const char* error = "Error rrm_nbr_del_nbr\n";
-    const std::string command = std::string(hostapd_control) + ifname() + " REMOVE_ALL_NEIGHBOR";
+    const std::string command = formatted("%s%s REMOVE_ALL_NEIGHBOR", hostapd_control, ifname());
     if (!is_wlan_ifname(ifname()) || !(hostapd_spared_ || run(command))) {
         log_debug(process_log, "%s", error);
         return -1;

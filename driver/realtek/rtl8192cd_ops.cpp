@@ -6,10 +6,12 @@
 #include <cstring>
 
 #include "core/decimal.h"
+#include "core/formatted.h"
 #include "core/logger.h"
 #include "driver/chanspec.h"
 #include "driver/device_file.h"
 #include "driver/realtek/device_text.h"
+#include "message/mac_addr.h"
 
 namespace ravd {
 namespace {
@@ -38,7 +40,7 @@ rtl8192cd_ioctl_ops::rtl8192cd_ioctl_ops(activity* progress, const char* ifname)
     : ioctl_ops({0x8bbf, 0x8ba6, "/proc/", {"rm_neighbor_report", "rm_neighbor_report_custom"}}, progress, ifname) {}
 
 int rtl8192cd_ioctl_ops::set_mib(const char* name, const char* value) {
-    std::string text = std::string(name) + "=" + value;
+    std::string text = formatted("%s=%s", name, value);
     if (request(set_mib_request, text.data(), text.size() + 1) >= 0) return 0;
     log_error(process_log, "<%s:%d> cannot set MIB parametr '%s=%s'(errno = %s)()\n", __func__, __LINE__, name, value,
               std::strerror(errno));
@@ -74,14 +76,11 @@ int rtl8192cd_ioctl_ops::add_neighbor(const neighbour_entry& neighbour) {
         return -1;
     }
     const bool band_2 = band_of_channel(neighbour.channel) == 2;
-    const auto& b = neighbour.bssid;
-    char head[96];
-    std::snprintf(head, sizeof head, "add %02x%02x%02x%02x%02x%02x 0x%04X %d %d %d ssid \"", b[0], b[1], b[2], b[3],
-                  b[4], b[5], band_2 ? 0x0867u : 0x1867u, neighbour.operating_class,
-                  static_cast<int>(neighbour.channel), band_2 ? 7 : 9);
-    char tail[48];
-    std::snprintf(tail, sizeof tail, "\" bssload %d %d", neighbour.bss_load[0], neighbour.bss_load[1]);
-    return write_neighbour_file(neighbour.custom, head + neighbour.ssid + tail, error);
+    const std::string order =
+        formatted("add %s 0x%04X %d %d %d ssid \"%s\" bssload %d %d", MacAddr{neighbour.bssid}.to_digits().c_str(),
+                  band_2 ? 0x0867u : 0x1867u, neighbour.operating_class, static_cast<int>(neighbour.channel),
+                  band_2 ? 7 : 9, neighbour.ssid.c_str(), neighbour.bss_load[0], neighbour.bss_load[1]);
+    return write_neighbour_file(neighbour.custom, order, error);
 }
 
 int rtl8192cd_ioctl_ops::del_neighbors() { return write_neighbour_file(false, "delall", "Error rrm_nbr_del_nbr\n"); }

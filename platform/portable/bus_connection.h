@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <string_view>
 
 #include "platform/portable/bus_endpoint.h"
@@ -128,7 +128,7 @@ class bus_connection {
     std::size_t missed_ = 0;
     std::uint64_t held_by_ = 0;
     bus_frame_reader reader_;
-    std::deque<bus_piece> output_;
+    std::list<bus_piece> output_;
     std::size_t front_done_ = 0;  // bytes of output_.front() that are written
     std::size_t backlog_ = 0;
     std::uint64_t transferred_ = 0;

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace ravd {
@@ -70,10 +71,11 @@ void bus_connections::clear() {
 }
 
 void bus_connections::keep_settled() {
-    const auto leaves = [](const auto& one) { return !one->dialled() || one->left() || !one->settled(); };
-    all_.erase(std::remove_if(all_.begin(), all_.end(), leaves), all_.end());
-    for (const auto& one : all_)
-        one->pause();
+    for (auto one = all_.begin(); one != all_.end();) {
+        const bool stays = (*one)->dialled() && !(*one)->left() && (*one)->settled();
+        if (stays) (*one)->pause();
+        one = stays ? one + 1 : all_.erase(one);
+    }
 }
 
 }  // namespace ravd

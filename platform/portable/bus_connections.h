@@ -1,7 +1,6 @@
 // The open connections of one endpoint, by age.
 #pragma once
 
-#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -34,15 +33,17 @@ class bus_connections {
     // Calls back with each ended one before it goes. Whether there were any.
     template <typename Callback>
     bool remove_ended(Callback&& before) {
-        const auto first =
-            std::stable_partition(all_.begin(), all_.end(), [](const auto& one) { return !one->ended(); });
-        if (first == all_.end()) return false;
-        for (auto gone = first; gone != all_.end(); ++gone) {
-            transferred_ += (*gone)->transferred();
-            before(**gone);
+        const std::size_t size_before = all_.size();
+        for (auto one = all_.begin(); one != all_.end();) {
+            if (!(*one)->ended()) {
+                ++one;
+                continue;
+            }
+            transferred_ += (*one)->transferred();
+            before(**one);
+            one = all_.erase(one);
         }
-        all_.erase(first, all_.end());
-        return true;
+        return all_.size() != size_before;
     }
     void clear();
     // Only those that we opened and that are settled stay, paused.

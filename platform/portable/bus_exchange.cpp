@@ -126,7 +126,8 @@ void bus_exchange::show(const bus_frame_header& header, std::string_view text) {
     if (watchers_ == 0) return;
     for (const auto& connection : connections_) {
         if (!connection->watching() || connection->ended()) continue;
-        const std::string missed = connection->missed() > 0 ? std::to_string(connection->missed()) : std::string();
+        const auto count = static_cast<unsigned>(connection->missed());
+        const std::string missed = count > 0 ? std::to_string(count) : std::string();
         if (connection->backlog() + text.size() + 128 > watch_backlog_limit) {
             connection->set_missed(connection->missed() + 1);
             continue;
