@@ -23,7 +23,9 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
     target_link_options(ravd_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,--exclude-libs,ALL
                                                -Wl,-z,relro -Wl,-z,now)
     # With all imports bound at the start anyway (-z now), calls go past the table of stubs.
-    target_compile_options(ravd_options INTERFACE -fno-plt)
+    if(NOT CMAKE_CROSSCOMPILING)
+        target_compile_options(ravd_options INTERFACE -fno-plt)
+    endif()
     # Relative relocations as a bit map: 24 bytes each become a few bits. The loader has to know them (glibc 2.36), which a
     # program tells that needs one to end well.
     if(NOT CMAKE_CROSSCOMPILING)
