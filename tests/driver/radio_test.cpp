@@ -203,11 +203,13 @@ TEST_P(either_chip, without_a_socket_commands_fail) {
 TEST_P(either_chip, takes_no_more_for_a_variable_than_one) {
     start();
     using row = std::pair<std::string, std::uint32_t>;
-    const std::vector<row> rows[] = {{{std::string(70, '\x11'), 0x11111111}, {"\x06", 6}, {"", 0}},
+    std::string unanswered = "chanspec";  // the request as it was
+    unanswered.resize(2048);
+    const std::vector<row> rows[] = {{{std::string(70, '\x11'), 0x11111111}, {"\x06", 6}, {"", 0}, {unanswered, 0}},
                                      {{"-1", 0}, {"x", 0}, {"", 0}, {"7", 7}}};
     for (const auto& [answer, value] : rows[GetParam()]) {
         chip->mibs["wlan0 chanspec"] = answer;
-        EXPECT_EQ(driver->get_chanspec("wlan0"), value) << answer;
+        EXPECT_EQ(driver->get_chanspec("wlan0"), value) << answer.c_str();
     }
     chip->mibs[GetParam() ? "wlan0 power_target" : "wlan0 actual_tx_power"] = "";
     EXPECT_EQ(driver->get_tx_power("wlan0"), 16);

@@ -39,6 +39,11 @@ calls fbt begin; $none; fbt finish
 repeat crowd 1024 {},
 order fbt-info "vaps":[$good,"remotes":[$crowd$a,$b]}]
 calls fbt begin; $start"false","ft-psk-generate-local":"false","reassociation-deadline":0,"mobility-domain":0,$holders,"mac":{"a":{"name":"a","index":"1024",$key"a","r0-kh-key":"k","r1-kh-key":"y"}}}}; fbt finish
+# a null ends either list
+order fbt-info "vaps":[$good,"remotes":[]},null,$good,"remotes":[]}]
+calls fbt begin; $none; fbt finish
+order fbt-info "vaps":[$good,"remotes":[null,$a]}]
+calls fbt begin; $none; fbt finish
 # an identity that is too long is none
 order fbt-info "vaps":[$good,"remotes":[{"remote-r1-kh-id":"$long",$tail]}]
 calls fbt begin; $none; fbt finish
