@@ -41,7 +41,7 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
 endif()
 if(RAVD_SANITIZE)
     target_compile_options(ravd_options INTERFACE -fsanitize=${RAVD_SANITIZE} -fno-sanitize-recover=all
-                                                  -fno-omit-frame-pointer -g)
+                                                  -fno-omit-frame-pointer -g1)
     target_link_options(ravd_options INTERFACE -fsanitize=${RAVD_SANITIZE})
 endif()
 if(RAVD_FUZZ)
