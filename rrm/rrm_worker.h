@@ -54,7 +54,7 @@ class rrm_worker final : public abstract_worker, private agent_timers {
     safe_queue& from_service_;
     safe_queue& from_bus_;
     [[maybe_unused]] safe_queue& to_bus_;  // only held: nothing is sent into it
-    safe_queue pending_;  // messages of the service that wait for the end of a scan
+    safe_queue pending_;                   // messages of the service that wait for the end of a scan
     agent_parts parts_;
     std::array<callback, timer_count> timer_callbacks_;
     idle_wait idle_;
