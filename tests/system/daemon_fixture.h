@@ -34,7 +34,7 @@ class daemon_test : public ::testing::Test {
         arguments.insert(arguments.begin(), RAVD_SIM_PROGRAM);
         return process(std::move(arguments), directory + log_name);
     }
-    int status_of(std::vector<std::string> arguments) { return start(std::move(arguments)).wait(5000); }
+    int status_of(std::vector<std::string> arguments) { return start(std::move(arguments)).wait(60000); }
     // Connects without a delay.
     std::string config(const std::string& mode, std::uint32_t port, const std::string& more = "") {
         return write_file("/conf", mode + "_service_url=127.0.0.1:" + std::to_string(port) +

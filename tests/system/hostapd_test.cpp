@@ -71,7 +71,7 @@ TEST(hostapd, takes_the_neighbours_of_the_driver) {
                "interface=wlan0-va0\ndriver=none\nctrl_interface=/run/hostapd\nssid=true\nrrm_neighbor_report=1\n");
     const process hostapd({"/usr/sbin/hostapd", "-d", "-g", "/run/hostapd/global", "/run/hostapd/va0.conf"},
                           "/run/log");
-    ASSERT_TRUE(eventually(10000, [] { return ask("PING") == "PONG\n"; })) << read_file("/run/log");
+    ASSERT_TRUE(eventually(60000, [] { return ask("PING") == "PONG\n"; })) << read_file("/run/log");
 
     const run_flag running{true};
     board_back_ends back_ends;

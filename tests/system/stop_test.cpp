@@ -34,21 +34,23 @@ class Stop : public daemon_test {
     void expect_stop(const char* what, const std::string& configuration, int signal,
                      const std::function<bool()>& reached, bool leaves_nothing = true) {
         process daemon = start({"-f", configuration});
-        ASSERT_TRUE(eventually(8000, [&] { return server.step(), reached(); })) << what << "\n" << output();
+        ASSERT_TRUE(eventually(60000, [&] { return server.step(), reached(); })) << what << "\n" << output();
         // A busy machine's share is not the daemon's: what both of us waited for a processor is taken off.
-        const auto unserved = [&] { return daemon.kept_waiting() + kept_waiting("self"); };
-        const auto unserved_before = unserved();
+        const auto sum = [&] { return daemon.kept_waiting() + kept_waiting("self"); };
+        const auto before = sum();
         const auto begin = steady_clock::now();
         daemon.signal(signal);
         EXPECT_EQ(daemon.wait(1000 * RAVD_STOP_LIMIT_S + 30000), 0) << what << "\n" << output();
         const auto took = steady_clock::now() - begin;
-        EXPECT_LT(took - (unserved() - unserved_before), std::chrono::seconds(RAVD_STOP_LIMIT_S)) << what;
+        unserved = sum() - before;
+        EXPECT_LT(took - unserved, std::chrono::seconds(RAVD_STOP_LIMIT_S)) << what;
         EXPECT_FALSE(leaves_nothing && bus_socket_left()) << what;
         server.hang_up();
         server.drain_backlog();
     }
 
     raw_server server;
+    std::chrono::nanoseconds unserved{};  // of the last stop
     int driver_ = -1;
 };
 
@@ -93,7 +95,9 @@ TEST_F(Stop, WithinThreeSecondsWhileASystemCallHangs) {
         write_file("/output", "");
         expect_stop(
             "driver", config("corvane", server.port, "log_level=1\n"), signal, [&] { return driver_called(); }, false);
-        EXPECT_TRUE(written("A worker is stuck, the process ends without it\n"));
+        // 300 ms late, it is ended before it can say so.
+        EXPECT_TRUE(written("A worker is stuck, the process ends without it\n") ||
+                    unserved > std::chrono::milliseconds(200));
         close(accept(driver_, nullptr, nullptr));
     }
 #ifndef __SANITIZE_THREAD__  // which keeps a signal back while its thread waits for a lock
@@ -117,9 +121,9 @@ using WatchdogSlow = Stop;
 TEST_F(WatchdogSlow, EndsTheProcessWhenASystemCallHangs) {
     hang_driver();
     process daemon = start({"-f", config("corvane", server.port, "log_level=8\n")});
-    ASSERT_TRUE(eventually(8000, [&] { return driver_called(); }));
+    ASSERT_TRUE(eventually(60000, [&] { return driver_called(); }));
     const auto begin = steady_clock::now();
-    EXPECT_EQ(daemon.wait(14000), 255);
+    EXPECT_EQ(daemon.wait(30000), 255);
     EXPECT_GT(steady_clock::now() - begin, std::chrono::seconds(9));
     const std::string log = output();
     int lines = 0;
