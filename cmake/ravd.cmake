@@ -46,7 +46,8 @@ if(RAVD_SANITIZE)
 endif()
 if(RAVD_FUZZ)
     # So that the fuzzers see which branches an input takes; optimised, since runs a second are what finds faults.
-    target_compile_options(ravd_options INTERFACE -fsanitize=fuzzer-no-link -O1)
+    target_compile_options(ravd_options INTERFACE -fsanitize=fuzzer-no-link -O2
+        -fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/not_followed.txt)
 endif()
 
 find_program(RAVD_CCACHE ccache)

@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // The first half is looked for an answer, the rest taken as it comes.
     std::string text;
     int process = 0;
-    if (size % 2 == 0 && hostapd::wait_for_answer(both.connection, text, 0, &process) == hostapd_result::answered)
+    if (size % 2 == 0 && hostapd::wait_for_answer(both.connection, text, 1, &process) == hostapd_result::answered)
         check(process == ::getpid() && (text.empty() || text.back() != '\n'));
     hostapd::received kind{};
     while ((kind = hostapd::receive(both.connection, text)) != hostapd::received::nothing) {

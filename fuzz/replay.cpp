@@ -15,7 +15,8 @@ namespace {
 // The number of its files; -1 when one cannot be read.
 int feed(const std::string& path) {
     DIR* directory = opendir(path.c_str());
-    int count = 0;
+    if (!directory) std::perror(path.c_str());
+    int count = directory ? 0 : -1;
     while (const dirent* entry = directory && count >= 0 ? readdir(directory) : nullptr) {
         if (entry->d_name[0] == '.') continue;
         std::FILE* file = std::fopen((path + "/" + entry->d_name).c_str(), "rb");

@@ -76,7 +76,7 @@ class fake_driver : public driver_interface {
     const factory_texts* get_factory_info() override { return &factory; }
     const char* get_base_mac() override { return factory.base_mac; }
     int start_scan(bool active, const channel_set& a, const channel_set& b, std::uint32_t& wait_s) override {
-        note("start_scan %s [%s] [%s]", active ? "active" : "rrm", list(a).c_str(), list(b).c_str());
+        if (record) note("start_scan %s [%s] [%s]", active ? "active" : "rrm", list(a).c_str(), list(b).c_str());
         if (!hostapd || scanning) return 0;
         scanning = true;
         wait_s = std::max(wait_s, scan_duration);
