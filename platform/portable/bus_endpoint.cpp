@@ -296,7 +296,9 @@ bool bus_endpoint::turn(std::unique_lock<std::mutex>& lock, int longest_ms, poll
     if (beside) poll_set_.push_back(*beside);
     if (longest_ms >= 0 && (limit < 0 || limit > longest_ms)) limit = longest_ms;
     lock.unlock();
-    const int ready = ::poll(poll_set_.data(), static_cast<nfds_t>(poll_set_.size()), limit);
+    const auto count = static_cast<nfds_t>(poll_set_.size());
+    const int ready =
+        longest_ms > 0 ? look_.poll(poll_set_.data(), count, limit) : ::poll(poll_set_.data(), count, limit);
     const int reason = errno;
     lock.lock();
     if (ready < 0) return reason == EINTR || reason == ENOMEM;

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "platform/mbus.h"
+#include "platform/portable/short_look.h"
 #include "platform/unique_fd.h"
 
 namespace ravd {
@@ -166,6 +167,7 @@ class bus_endpoint {
         std::uint64_t bytes;
     } still_{};
     std::vector<pollfd> poll_set_;
+    short_look look_;  // of who waits for an answer
 };
 
 }  // namespace ravd

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/portable/short_look.h"
 #include "platform/sim/radio_protocol.h"
 #include "platform/sim/socket_io.h"
 #include "platform/system.h"
@@ -50,6 +51,8 @@ class radio_connection {
     bool ask(const std::string& message, sim::radio_reply& reply) {
         if (!sim::send_all(radio_.get(), message.data(), message.size())) return false;
         // Most replies come whole with the first piece; nothing follows one until the next request.
+        pollfd answer{radio_.get(), POLLIN, 0};
+        (void)look_.poll(&answer, 1, -1);
         char first[4 + sim::radio_reply_head + 1024];
         const std::size_t got = sim::receive_some(radio_.get(), first, 4, sizeof first);
         const std::size_t size = got >= 4 ? sim::load_u32(first) : 0;
@@ -64,6 +67,7 @@ class radio_connection {
     }
 
     unique_fd radio_;
+    short_look look_;
 };
 
 }  // namespace

@@ -175,6 +175,7 @@ bool simulator::body::open(std::string& reason) {
         !control_lines_.listen_on(options_.directory + "/control.sock", reason))
         return false;
     watch_signals();
+    loop_.look_before_sleep();  // a driver's calls take no change of process
     control_lines_.read_standard_input("> ", [this](const std::string& before) { return control_.what_fits(before); });
     if (!options_.air.empty() && !join_air(reason)) return false;
     if (options_.hostapd_at_start) hostapd_.start();

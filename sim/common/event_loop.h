@@ -9,6 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/portable/short_look.h"
+#include "platform/unique_fd.h"
+
 namespace ravd::sim {
 
 class event_loop {
@@ -16,6 +19,8 @@ class event_loop {
     using action = std::function<void()>;
     // `events`: what poll() said of the descriptor.
     using descriptor_action = std::function<void(short events)>;
+
+    event_loop();
 
     // Calls back while one of `events` (as for poll()) holds; the descriptor stays the caller's. It must be forgotten
     // before it is closed.
@@ -35,32 +40,47 @@ class event_loop {
     // Behind everything that is due now.
     void soon(action run) { after(0, std::move(run)); }
 
+    // From now on each turn waits by a short_look: for who stands for something that answers without a change of
+    // process.
+    void look_before_sleep() { looks_ = true; }
     // Until stop().
     void run();
     void stop() { stopped_ = true; }
 
   private:
     struct watcher {
-        std::uint64_t number;  // tells it from one that had the same descriptor before
-        short events;
+        std::uint64_t number = 0;  // tells it from one that had the same descriptor before
+        short events = 0;
         descriptor_action run;
+        bool polled = false;  // a file, which epoll does not take
+    };
+    struct announced {
+        int fd;
+        std::uint64_t number;
+        short events;
     };
     struct member {
         poll_filler fill;
         poll_server serve;
     };
     void run_descriptors();
+    void run_watchers(std::size_t own);
     void run_due();
     int wait_ms() const;
 
+    // Watched by the system: to tell it of all of them on each turn would cost more than the turn does.
+    unique_fd watched_;
     std::map<int, watcher> watchers_;
+    std::size_t polled_ = 0;
     std::map<std::uint64_t, member> members_;
     std::uint64_t next_number_ = 0;
     // Of the present turn; kept for their memory.
     std::vector<pollfd> entries_;
-    std::vector<std::uint64_t> numbers_;
+    std::vector<announced> announced_;
     std::vector<std::pair<std::uint64_t, std::size_t>> shares_;  // of each member, with the number of its entries
     std::multimap<std::int64_t, action> timers_;                 // by due time
+    short_look look_;
+    bool looks_ = false;
     bool stopped_ = false;
 };
 
