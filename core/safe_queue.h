@@ -31,16 +31,25 @@ class SafeQueue {
     SafeQueue& operator=(const SafeQueue&) = delete;
     virtual ~SafeQueue() = default;
 
-    // Appends and runs the notify callback, both under the lock: the callback must not push into this queue. False
-    // when the queue is full: the item is lost.
+    // Appends and announces. False when the queue is full: the item is lost.
     bool push(const T& item) {
+        if (!push_quietly(item)) return false;
+        announce();
+        return true;
+    }
+    // The same for one of several: announce() is to follow soon.
+    bool push_quietly(const T& item) {
         const std::lock_guard<std::mutex> lock(mutex_);
         const std::size_t cost = queue_cost(item);
         if (cost > queue_limit - held_) return false;
         items_.push_back(item);
         held_ += cost;
-        if (notify) notify();
         return true;
+    }
+    // Runs the notify callback, which may take items but must not push into this queue.
+    void announce() {
+        const std::lock_guard<std::mutex> lock(notify_mutex_);
+        if (notify_) notify_();
     }
 
     // Hands the oldest item to `handler`, outside the lock. False when there is none. One item a call.
@@ -81,14 +90,15 @@ class SafeQueue {
         return items_.size();
     }
 
-    // Replaces the callback that push runs. An empty one is a no-op.
+    // Replaces the callback that push runs; the one before is not running any more. An empty one is a no-op.
     void set_notify(std::function<void()> callback) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        notify.swap(callback);
+        const std::lock_guard<std::mutex> lock(notify_mutex_);
+        notify_.swap(callback);
     }
 
   private:
-    std::function<void()> notify;
+    std::function<void()> notify_;
+    std::mutex notify_mutex_;  // of the callback alone: whom it wakes may look into the queue at once
     std::list<T> items_;
     std::size_t held_ = 0;
     mutable std::mutex mutex_;

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "core/logger.h"
 #include "ipc/ipc_helper.h"
@@ -20,6 +21,8 @@ constexpr std::int32_t idle_wait_us = 100000;
 constexpr int served_wait_ms = 2000;
 // Neither side keeps the other waiting for longer: what comes over the bus is looked for after so many buffers.
 constexpr unsigned unserved_limit = 64;
+// Messages that come together are announced together: whoever waits for them wakes less often.
+constexpr unsigned unannounced_limit = 64;
 constexpr std::uint32_t retry_us = 1000000;
 
 }  // namespace
@@ -29,7 +32,7 @@ ipc_worker::ipc_worker(const run_flag* running, std::int32_t module_id, safe_que
       out_queue_(out_queue),
       in_queue_(in_queue),
       module_id_(module_id) {
-    in_queue_.set_notify([this] { wake(); });
+    in_queue_.set_notify([this] { on_push(); });
 }
 
 ipc_worker::~ipc_worker() {
@@ -38,8 +41,8 @@ ipc_worker::~ipc_worker() {
 }
 
 bool ipc_worker::init() {
-    bus_ = mbus_init(module_id_, bus_registration, sizeof bus_registration);
-    if (!bus_) {
+    mbus_endpoint* const bus = mbus_init(module_id_, bus_registration, sizeof bus_registration);
+    if (!bus) {
         if (!refused_)
             log_error(process_log,
                       "number %d on the bus is not to be had: another process has it, or there is no bus\n",
@@ -48,20 +51,28 @@ bool ipc_worker::init() {
         return false;
     }
     refused_ = false;
-    mbus_set_moduleloop(bus_, 0);
-    if (mbus_get_moduleloop(bus_) != 0) {
-        deinit();
+    mbus_set_moduleloop(bus, 0);
+    if (mbus_get_moduleloop(bus) != 0) {
+        mbus_release(bus);
         return false;
     }
-    serves_ = mbus_serve_in_waits(bus_);
+    const std::lock_guard<std::mutex> lock(moving_);
+    serves_ = mbus_serve_in_waits(bus);
     set_poll_timeout(serves_ ? 0 : idle_wait_us);
-    mbus_peer_start(bus_);
+    mbus_peer_start(bus);
+    bus_ = bus;
     return true;
 }
 
 void ipc_worker::deinit() {
-    if (bus_) mbus_release(bus_);
-    bus_ = nullptr;
+    mbus_endpoint* bus;
+    announce();
+    {
+        const std::lock_guard<std::mutex> lock(moving_);
+        bus = std::exchange(bus_, nullptr);
+        waiting_ = false;
+    }
+    if (bus) mbus_release(bus);
 }
 
 bool ipc_worker::is_alive(const run_flag* running) {
@@ -69,30 +80,40 @@ bool ipc_worker::is_alive(const run_flag* running) {
 }
 
 bool ipc_worker::process() {
-    if (!bus_) return false;
-    if (move_one()) {
-        if (unserved_ >= unserved_limit) serve_bus(0);
-        return false;
+    const unsigned unannounced = unannounced_;
+    bool idle;
+    {
+        const std::lock_guard<std::mutex> lock(moving_);
+        if (!bus_) return false;
+        // What is pushed after this look is sent by whoever pushes it.
+        idle = waiting_ = !move_one();
     }
-    // What comes from here on ends the wait; what came before is there at a second look.
-    waiting_ = true;
-    if (!move_one()) {
-        serve_bus(served_wait_ms);
-        return true;
-    }
-    waiting_ = false;
-    return false;
+    if (unannounced_ == unannounced || unannounced_ >= unannounced_limit) announce();
+    if (idle || unserved_ >= unserved_limit) serve_bus(idle ? served_wait_ms : 0);
+    return idle;
+}
+
+void ipc_worker::announce() {
+    if (unannounced_ > 0) out_queue_.announce();
+    unannounced_ = 0;
 }
 
 void ipc_worker::serve_bus(int limit_ms) {
     unserved_ = 0;
-    if (!serves_) return;
-    if (mbus_wait(bus_, event_fd(), limit_ms)) take_event();
-    waiting_ = false;
+    if (serves_ && mbus_wait(bus_, event_fd(), limit_ms)) take_event();
 }
 
-void ipc_worker::wake() {
-    if (waiting_.exchange(false)) abstract_worker::wake();
+// Sent here, a message arrives sooner than another thread would wake, and costs no switch to it.
+void ipc_worker::on_push() {
+    const std::lock_guard<std::mutex> lock(moving_);
+    if (!waiting_) return;
+    if (!serves_ || mbus_get_moduleloop(bus_) == 0) {  // it keeps for the next endpoint what this one would lose
+        waiting_ = false;
+        return wake();
+    }
+    while (send_one()) {
+    }
+    mbus_end_row(bus_);
 }
 
 bool ipc_worker::move_one() {
@@ -101,9 +122,16 @@ bool ipc_worker::move_one() {
         forward(static_cast<unsigned char*>(block));
         return true;
     }
-    if (in_queue_.pop([this](const std::shared_ptr<buffer_info_t>& buffer) { send_to_bus(buffer); })) return true;
+    if (send_one()) {
+        ++unserved_;
+        return true;
+    }
     mbus_end_row(bus_);
     return false;
+}
+
+bool ipc_worker::send_one() {
+    return in_queue_.pop([this](const std::shared_ptr<buffer_info_t>& buffer) { send_to_bus(buffer); });
 }
 
 void ipc_worker::forward(unsigned char* block) {
@@ -118,11 +146,12 @@ void ipc_worker::forward(unsigned char* block) {
         buffer->data = reinterpret_cast<char*>(block);
         ++received_;
     }
-    if (!out_queue_.push(buffer)) log_debug(process_log, "%s->%s:%d queue is full\n", name(), __func__, __LINE__);
+    ++unannounced_;
+    if (!out_queue_.push_quietly(buffer))
+        log_debug(process_log, "%s->%s:%d queue is full\n", name(), __func__, __LINE__);
 }
 
 void ipc_worker::send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) {
-    ++unserved_;
     if (!buffer || !buffer->data || !buffer->size) return;
     const auto send = in_queue_.size() > 0 ? mbus_msg_send_in_row : mbus_msg_send;
     send(bus_, buffer->data, bus_module_peer, buffer->size);
@@ -130,6 +159,7 @@ void ipc_worker::send_to_bus(const std::shared_ptr<buffer_info_t>& buffer) {
 }
 
 std::string ipc_worker::describe_status() {
+    const std::lock_guard<std::mutex> lock(moving_);
     status_page page;
     page.open("bus");
     page.number("number", module_id_);

@@ -45,7 +45,9 @@ int websock_worker::on_lws_event(lws* wsi, int reason, void*, void* in, std::siz
             break;
         case LWS_CALLBACK_RAW_RX_FILE:
             connection::take_signal(wsi);
-            connection_.ask_to_write();
+            // Mostly the socket takes it, and to be told so first would cost another turn.
+            if (connection_.established() && !connection_.output_pending())
+                process_client_writeable(connection_.established());
             break;
         case LWS_CALLBACK_PROTOCOL_DESTROY:
             log_debug(process_log, "%s->%s:%d\n", name(), "process_protocol_destroy", __LINE__);
@@ -98,6 +100,7 @@ void websock_worker::process_client_receive(lws* wsi, const char* in, std::size_
     log_debug(process_log, "%s->Send to Queue\n", name());
     dump_buffer(*whole);
     record_.received(whole->size);
+    memory_.used();
     if (status_.push(whole)) return;
     record_.lost_for_full_queue();
     log_warning(process_log, "%s->%s: queue is full, message of %u bytes is lost\n", name(), place, whole->size);
@@ -110,6 +113,7 @@ void websock_worker::process_client_writeable(lws* wsi) {
         lws_callback_on_writable(wsi);
         arm_ping_timeout();
     }
+    memory_.used();
     if (outgoing_.drain(wsi)) lws_callback_on_writable(wsi);
 }
 

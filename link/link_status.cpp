@@ -51,9 +51,15 @@ bool link_status::tell(const char* cmd) {
 }
 
 bool link_status::push(const std::shared_ptr<buffer_info_t>& message) {
-    if (!flush() || !output_.push(message)) return false;
+    if (!flush() || !output_.push_quietly(message)) return false;
     ends_disconnected_ = false;
+    unannounced_ = true;
     return true;
+}
+
+void link_status::announce() {
+    if (unannounced_) output_.announce();
+    unannounced_ = false;
 }
 
 std::size_t link_status::drop_unread() {

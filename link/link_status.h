@@ -22,8 +22,10 @@ class link_status {
     void answer(bool connected);
     // False while a state is untold because the queue is full.
     bool flush();
-    // A received message, which never overtakes a state. False: the queue is full and the message lost.
+    // A received message, which never overtakes a state. False: the queue is full and the message lost. Who reads the
+    // queue learns of it at announce(), once for all that came together.
     bool push(const std::shared_ptr<buffer_info_t>& message);
+    void announce();
     // Takes back what is unread: messages and "connected". How many messages.
     std::size_t drop_unread();
 
@@ -35,6 +37,7 @@ class link_status {
     // States that the queue refused: at most "disconnected", then "connected".
     bool disconnected_unsent_ = false;
     bool connected_unsent_ = false;
+    bool unannounced_ = false;
     bool asked_ = false;              // the "disconnected" is an answer
     bool ends_disconnected_ = false;  // the last item pushed is a "disconnected"
 };

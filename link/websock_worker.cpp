@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/logger.h"
+#include "platform/monotonic.h"
 
 namespace ravd {
 namespace {
@@ -54,7 +55,9 @@ bool websock_worker::process() {
     }
     status_.flush();
     if (life_.established && keep_alive_.is_due()) connection_.ask_to_write();
+    if (!agent_mode_) memory_.rest(monotonic_ms());
     if (!connection_.service(longest_wait_ms())) life_.alive = false;
+    status_.announce();
     if (!life_.established && life_.alive && now_s() >= life_.connect_deadline_s) {
         log_debug(process_log, "%s->%s:%d\n", name(), "connect_timeout", __LINE__);
         outage_.note("no answer within 20 s");

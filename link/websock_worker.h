@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/buffer.h"
+#include "core/heap.h"
 #include "core/safe_queue.h"
 #include "core/worker.h"
 #include "link/backoff.h"
@@ -105,6 +106,7 @@ class websock_worker final : public abstract_worker {
     connection connection_;
     link_record record_;
 
+    free_memory memory_;  // in agent mode the agent sees to that
     std::atomic<bool> reconnect_{false};
     attempt_life life_;
 };

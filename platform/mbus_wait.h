@@ -11,5 +11,5 @@ bool mbus_serve_in_waits(mbus_endpoint* bus);
 
 // Moves what can be moved, once something can, the descriptor `wake_fd` (-1: none) is readable or `limit_ms` are over.
 // mbus_get_msg_from_queue_no_wait has what came. Whether `wake_fd` is readable. Returns at once when the loop state is
-// 0.
+// 0. Meanwhile others may send and ask for the loop state, one at a time.
 bool mbus_wait(mbus_endpoint* bus, int wake_fd, int limit_ms);

@@ -263,7 +263,14 @@ void bus_endpoint::serve(const pollfd* entries, std::size_t count) {
 bool bus_endpoint::wait_beside(int fd, int limit_ms) {
     std::unique_lock<std::mutex> lock(mutex_);
     pollfd beside{fd, POLLIN, 0};
-    if (stage_ == stage::polled && running_) turn_by_call(lock, limit_ms, &beside);
+    if (stage_ != stage::polled || !running_) return false;
+    const std::uint64_t received = exchange_->received();
+    bus_event& wake = exchange_->wake();
+    wake.clear();  // the turn looks at everything
+    wake.set_awaited(true);
+    turn_by_call(lock, limit_ms, &beside);
+    wake.set_awaited(false);
+    moved_ = moved_ || received != exchange_->received();
     return beside.revents != 0;
 }
 

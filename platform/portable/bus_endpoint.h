@@ -87,7 +87,8 @@ class bus_endpoint {
     int fill(std::vector<pollfd>& set);
     // Moves what can be moved; receive() then has what came.
     void serve(const pollfd* entries, std::size_t count);
-    // Waits until something moved, `fd` (-1: none) is readable or `limit_ms` are over. Whether `fd` is readable.
+    // Waits until something moved, `fd` (-1: none) is readable or `limit_ms` are over. Whether `fd` is readable. The
+    // one call during which others may send.
     bool wait_beside(int fd, int limit_ms);
     // Gives what was accepted and is not yet written up to 200 ms, then closes all connections and drops what was
     // received and not taken. The number stays ours.
@@ -156,7 +157,7 @@ class bus_endpoint {
     pthread_t thread_{};
     stage stage_ = stage::idle;
     bool running_ = false;
-    mutable bool moved_ = false;     // the user sent or took a message since running() was asked last
+    mutable bool moved_ = false;     // a message moved since running() was asked last
     mutable unsigned unlooked_ = 0;  // times that running() did not look at the directory
     unique_fd listener_;
     bool listener_rests_ = false;  // no descriptors or no room: accepting is tried again a little later

@@ -43,9 +43,30 @@ TEST(IpcArrival, BusAndQueueEndTheWait) {
     }
     std::sort(delays.begin(), delays.end());
     EXPECT_LT(delays[delays.size() / 2], 10);
+    // What the socket does not take at once follows when it does.
+    const std::string large(500000, 'x');
+    for (int i = 0; i < 40; ++i)
+        in.push(message(large));
+    for (int i = 0; i < 40; ++i)
+        ASSERT_EQ(take(*peer).length, large.size());
     running = false;
     worker.wake();
     worker.join();
+}
+
+TEST(IpcArrival, ALongQueueDoesNotKeepTheBusWaiting) {
+    sim_directory();
+    run_flag running{true};
+    safe_queue out, in;
+    ipc_worker worker(&running, 2, out, in);
+    ASSERT_TRUE(worker.init());
+    auto peer = started(3);
+    for (int i = 0; i < 1000; ++i)
+        in.push(message("to the bus"));
+    ASSERT_EQ(peer->send(2, "from the bus"), bus_result::accepted);
+    while (out.size() == 0 && in.size() > 0)
+        worker.process();
+    EXPECT_GT(in.size(), 0u);
 }
 
 }  // namespace

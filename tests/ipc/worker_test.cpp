@@ -57,6 +57,8 @@ TEST_F(IpcWorker, ServesTheBusFirstAndOneBufferAStep) {
     EXPECT_EQ(bus.sent[1].text, "b");
     EXPECT_EQ(bus.sent[1].destination, 3);
     EXPECT_EQ(bus.sent[1].source, 31);
+    in.push(message("d"));  // while it waits, without a step of its
+    EXPECT_EQ(bus.sent.size(), 4u);
 }
 
 TEST_F(IpcWorker, ComesBackWhenTheEndpointIsLost) {
@@ -68,6 +70,7 @@ TEST_F(IpcWorker, ComesBackWhenTheEndpointIsLost) {
     bus.loop_value_sticks = true;
     ASSERT_TRUE(worker.init());
     EXPECT_TRUE(worker.is_alive(&running));
+    EXPECT_TRUE(worker.process());
     bus.drop(31);
     in.push(message("kept"));
     EXPECT_FALSE(worker.is_alive(&running));
