@@ -14,7 +14,7 @@ void bus_module::look() {
     endpoint_.reset();
     std::string reason;
     endpoint_ = bus_endpoint::open(directory_, module_, &reason);
-    if (endpoint_ && !endpoint_->start()) {
+    if (endpoint_ && !endpoint_->start_polled()) {
         endpoint_.reset();
         reason = "cannot listen";
     }
@@ -22,9 +22,16 @@ void bus_module::look() {
     refused_ = !endpoint_;
 }
 
+int bus_module::fill(std::vector<pollfd>& set) {
+    const int limit = endpoint_ ? endpoint_->fill(set) : -1;
+    return more_ ? 0 : limit;
+}
+
 void bus_module::serve() {
     bus_message message;
-    for (int i = 0; endpoint_ && i < requests_a_turn && endpoint_->receive(message); ++i) {
+    if (endpoint_) (void)endpoint_->wait_beside(-1, 0);
+    more_ = false;
+    for (int i = 0; endpoint_ && endpoint_->receive(message); ++i) {
         const std::string text(message.text());
         const json_reader request(text.c_str());
         const char* command = request.is_object() ? request.get_string("command") : nullptr;
@@ -32,6 +39,8 @@ void bus_module::serve() {
         log_debug(process_log, "module %d: %.200s\n", module_, text.c_str());
         const std::string answer = answer_(command, request);
         if (!answer.empty()) endpoint_->send_over(message.connection, answer);
+        more_ = i + 1 == requests_a_turn;
+        if (more_) break;
     }
 }
 

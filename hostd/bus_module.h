@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "message/json.h"
 #include "platform/portable/bus_endpoint.h"
@@ -26,8 +27,9 @@ class bus_module {
 
     // Joins the bus, again where the place on it was lost. A failure is logged once.
     void look();
-    // Readable when serve() has something to do; -1 while not on the bus. Owned by this object.
-    int descriptor() const { return endpoint_ ? endpoint_->descriptor() : -1; }
+    // Appends what to poll until serve() has something to do. Milliseconds until serve() wants to be called at the
+    // latest; -1: only then.
+    int fill(std::vector<pollfd>& set);
     // Answers a few of the requests that are there, so that a flood does not keep the rest waiting.
     void serve();
     // False when nobody serves the destination, or it does not read.
@@ -39,6 +41,7 @@ class bus_module {
     handler answer_;
     std::unique_ptr<bus_endpoint> endpoint_;
     bool refused_ = false;  // said already
+    bool more_ = false;     // requests were left at the last turn
 };
 
 // {"command": "NAME-response", "status": "ok"}; with a reason "error" and the reason.

@@ -124,15 +124,17 @@ const std::vector<pollfd>& host::descriptors() {
     const auto add = [this](int fd) {
         if (fd >= 0) descriptors_.push_back({fd, POLLIN, 0});
     };
-    add(bus_configuration_.descriptor());
-    add(bus_network_.descriptor());
+    bus_rest_ms_ = look_ms;
+    for (bus_module* one : {&bus_configuration_, &bus_network_})
+        if (const int limit = one->fill(descriptors_); limit >= 0)
+            bus_rest_ms_ = std::min<std::int64_t>(bus_rest_ms_, limit);
     for (const auto& one : vaps_.all())
         add(one->descriptor());
     return descriptors_;
 }
 
 int host::rest_ms(std::int64_t now_ms) const {
-    std::int64_t rest = std::max<std::int64_t>(next_look_ms_ - now_ms, 0);
+    std::int64_t rest = std::clamp<std::int64_t>(next_look_ms_ - now_ms, 0, bus_rest_ms_);
     const auto switching = [](const auto& radio) { return radio->switching(); };
     if (std::any_of(radios_.begin(), radios_.end(), switching)) rest = std::min(rest, busy_ms);
     return static_cast<int>(rest);

@@ -62,6 +62,7 @@ class host {
     std::int64_t next_look_ms_ = 0;
     std::int64_t next_compare_ms_ = 0;
     std::vector<pollfd> descriptors_;
+    std::int64_t bus_rest_ms_ = 0;
 };
 
 }  // namespace ravd::hostd

@@ -81,6 +81,7 @@ void websock_worker::deinit() {
     life_.established = false;
     remove_timers(ping_timer);
     connection_.close();
+    status_.announce();
     incoming_.clear();
 }
 
