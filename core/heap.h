@@ -12,11 +12,13 @@ namespace ravd {
 #if defined(__GLIBC__) && !defined(__UCLIBC__)
 
 // Large blocks always go back to the system when they are freed: by itself the C library raises the limit, with each
-// one freed, up to 32 MiB, and keeps what is below. Called while one thread runs.
+// one freed, up to 32 MiB, and keeps what is below. All threads share one heap: of the others it would keep what is
+// free at their ends, which after a burst is megabytes. Called while one thread runs.
 inline void keep_heap_small() {
     constexpr int large_block = 128 * 1024;
     mallopt(M_MMAP_THRESHOLD, large_block);
     mallopt(M_TRIM_THRESHOLD, large_block);
+    mallopt(M_ARENA_MAX, 1);
 }
 
 // Gives free memory between used blocks back, too. Takes up to some milliseconds for each ten MiB.
