@@ -108,7 +108,8 @@ async def plan_and_undo():
         await browser.go("Domain")
         for mac, radio, place in wanted:
             column = "[data-label=\"5 GHz\"]" if radio == "1" else "[data-label=\"2.4 GHz\"]"
-            check(place.startswith(browser.all(f"tr[data-agent$=\"{mac}\"] {column} b")[0].text), mac, radio, "is not at", place)
+            cell = f"tr[data-agent$=\"{mac}\"] {column} b"
+            await until(lambda: place.startswith(browser.all(cell)[0].text), f"{mac} {radio} is at {place}", 60)
 
         await browser.go("Orders")
         await browser.click("[data-plan=undo]")
