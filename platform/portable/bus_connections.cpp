@@ -20,6 +20,13 @@ bus_connection* bus_connections::dialled_to(int module) const {
     return nullptr;
 }
 
+std::uint64_t bus_connections::left_unread(int module) const {
+    std::uint64_t id = 0;
+    for (const auto& one : all_)
+        if (one->dialled() && one->left() && one->peer() == module && !one->ended() && !one->drained()) id = one->id();
+    return id;
+}
+
 std::size_t bus_connections::unsent() const {
     std::size_t bytes = 0;
     for (const auto& one : all_)

@@ -21,6 +21,8 @@ class bus_connections {
     bus_connection* find(std::uint64_t id) const;
     // The one that we opened to a module, did not leave and can write to, or null.
     bus_connection* dialled_to(int module) const;
+    // The newest of those to a module that we left and that it has not read to the end; 0 for none.
+    std::uint64_t left_unread(int module) const;
     // Bytes accepted and not yet written, those of watchers left out; bytes read and written, removed ones included.
     std::size_t unsent() const;
     std::uint64_t transferred() const;

@@ -64,8 +64,8 @@ bus_connection* bus_exchange::choose(int destination) const {
     if (own) {
         // Both ends dialled each other. From here on this module is talked to where it asks.
         own->end_row();
-        if (!own->drained()) asked->hold_after(own->id());
         own->leave();
+        if (const std::uint64_t earlier = connections_.left_unread(destination)) asked->hold_after(earlier);
     }
     return asked;
 }
@@ -81,6 +81,8 @@ bus_result bus_exchange::dial(int destination, bus_connection*& made) {
     made = &connections_.add(std::move(socket), destination, true);
     made->set_place(place);
     made->begin_with_hello();
+    // Where that module asked may have ended before what we had dialled until then was read.
+    made->hold_after(connections_.left_unread(destination));
     wake_.set();
     return bus_result::accepted;
 }
