@@ -7,7 +7,10 @@
 
 namespace ravd {
 
-bool agent_context::send(const json_writer& message) const {
+bool agent_context::send(const json_writer& message) const { return send(make_message(message)); }
+
+bool agent_context::send(const std::shared_ptr<buffer_info_t>& message) const {
+    if (!message) return false;
     // The end of a link takes along what came over it, so that nothing stands before the news of it. What is sent after
     // this look and before that end is dropped by the link.
     bool ended = false;
@@ -16,7 +19,7 @@ bool agent_context::send(const json_writer& message) const {
         return false;
     };
     from_service.pop_if(look, [](const auto&) {});
-    if (!ended) return send_json(to_service, message);
+    if (!ended) return to_service.push(message);
     log_warning(process_log, "A message is dropped: its link ended while it was made\n");
     return false;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "core/activity.h"
@@ -34,6 +35,8 @@ struct agent_context {
     // False when the message is lost, as it is when its link ended while it was made: what the next one carries first
     // is the subscription.
     bool send(const json_writer& message) const;
+    // The same for one that is made already; a null one is lost.
+    bool send(const std::shared_ptr<buffer_info_t>& message) const;
     // Never above the number of radio names.
     std::int32_t radio_count() const;
     // Calls back with the name of each VAP that has 802.11k/v switched on.

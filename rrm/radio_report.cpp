@@ -121,7 +121,7 @@ void radio_report::answer_request() {
         covered_ = answer_ ? behind + 1 : 1;
     }
     covers_ = std::exchange(covered_, 0) - 1;
-    if (answer_) context_.to_service.push(answer_);
+    context_.send(answer_);
 }
 
 void radio_report::forget_reading() {

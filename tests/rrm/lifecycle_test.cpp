@@ -114,20 +114,27 @@ TEST_F(lifecycle, notification_files_of_other_kinds) {
 
 // Radios may take a minute to be read: by then the next link may be up, and it begins with the subscription.
 TEST_F(lifecycle, what_was_made_for_a_link_goes_with_it) {
-    subscribe();
-    bool ended = false;
-    driver.in_call = [&] {
-        if (std::exchange(ended, true)) return;
-        for (const std::string& event : {link_down, link_up}) {
-            const auto buffer = message(swap_quotes(event));
-            buffer->internal = true;
-            from_service.push(buffer);
-        }
-    };
-    start_hostapd();
-    turn();
-    EXPECT_EQ(sent_names(), "subscribe-request ");
-    driver.in_call = nullptr;  // the agent still calls when it goes
+    for (const bool asked : {false, true}) {
+        subscribe();
+        bool ended = false;
+        driver.in_reading = [&] {
+            if (std::exchange(ended, true)) return;
+            for (const std::string& event : {link_down, link_up}) {
+                const auto buffer = message(swap_quotes(event));
+                buffer->internal = true;
+                from_service.push(buffer);
+            }
+        };
+        if (asked)
+            command("rrm-request-mode");
+        else
+            start_hostapd();
+        for (int i = 0; i < 3; ++i)
+            turn();
+        EXPECT_EQ(sent_names(), "subscribe-request ") << asked;
+        driver.in_reading = nullptr;
+        service(link_down);
+    }
 }
 
 TEST_F(lifecycle, rests_until_there_is_something_to_do) {
