@@ -9,6 +9,7 @@
 
 #include "platform/mbus_row.h"
 #include "platform/mbus_wait.h"
+#include "platform/monotonic.h"
 #include "platform/portable/bus_answer.h"
 #include "platform/portable/bus_endpoint.h"
 #include "platform/system.h"
@@ -87,9 +88,12 @@ void mbus_end_row(mbus_endpoint* bus) {
 }
 
 ctree* mbus_wait_answer(mbus_endpoint* bus, const char* answer, const char*, int timeout) {
+    const std::int64_t began_ms = ravd::monotonic_ms();
     ctree* const tree = ravd::wait_bus_answer(*bus->bus, bus->request, answer, timeout);
     const bool kept = bus->request != 0 && bus->request <= bus->newest;
     if (tree || !kept || bus->text.empty() || bus->bus->is_open(bus->request)) return tree;
+    timeout -= static_cast<int>((ravd::monotonic_ms() - began_ms) / 100);  // one limit for both
+    if (timeout <= 0) return nullptr;
     if (send(bus, bus->text.data(), bus->destination, bus->text.size(), false) != 0) return nullptr;
     return ravd::wait_bus_answer(*bus->bus, bus->request, answer, timeout);
 }

@@ -198,5 +198,25 @@ TEST_F(mbus, connection_outlives_an_answered_request) {
     EXPECT_EQ(text_of(take(*successor)), request);
 }
 
+// The kept connection is closed late, and nobody answers the request that then goes out once more.
+TEST_F(mbus, asking_once_more_takes_no_time_beyond_the_limit) {
+    const raw_peer service(9, true);
+    mbus_peer_start(bus_);
+    ASSERT_EQ(send(9), 0);
+    unique_fd talk(accept(service.fd(), nullptr, nullptr));
+    const std::string answered = frame(9, 28, answer("first"));
+    ASSERT_EQ(::send(talk.get(), answered.data(), answered.size(), 0), static_cast<ssize_t>(answered.size()));
+    ASSERT_EQ(wait(300), "first");
+    mbus_peer_stop(bus_);
+    mbus_peer_start(bus_);
+    ASSERT_EQ(send(9), 0);
+    std::thread closes([&talk] {
+        std::this_thread::sleep_for(milliseconds(1700));
+        talk.reset();
+    });
+    EXPECT_LT(waited(20), 3600);
+    closes.join();
+}
+
 }  // namespace
 }  // namespace ravd::testing
