@@ -90,6 +90,12 @@ class SafeQueue {
         return items_.size();
     }
 
+    // What those count against queue_limit.
+    std::size_t held() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return held_;
+    }
+
     // Replaces the callback that push runs; the one before is not running any more. An empty one is a no-op.
     void set_notify(std::function<void()> callback) {
         const std::lock_guard<std::mutex> lock(notify_mutex_);

@@ -112,8 +112,10 @@ void radio_report::next_message(std::size_t behind) {
     covered_ = std::exchange(covers_, 0);
 }
 
+// Answers that cost no reading are made faster than a link may take them, and a full queue would lose them: once it is
+// half full, each takes its time again.
 void radio_report::answer_request() {
-    if (covered_ == 0) {
+    if (covered_ == 0 || context_.to_service.held() > queue_limit / 2) {
         const std::size_t behind = behind_;
         agent_message message(context_, "rrm-mode-response");
         add_radios(message);

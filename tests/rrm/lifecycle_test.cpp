@@ -68,6 +68,12 @@ TEST_F(lifecycle, requests_that_share_a_reading) {
         EXPECT_EQ(readings, &happening == happenings + 2 ? 4 : 3) << &happening - happenings;
         sent();
     }
+    // A link that does not keep up gets them at the pace of readings.
+    put(to_service, std::string(queue_limit / 2, ' '));
+    readings = 1;
+    for (int i = 0; i < 7; ++i)  // one message is left over
+        i < 3 ? ask() : turn();
+    EXPECT_EQ(readings, 4);
 }
 
 TEST_F(lifecycle, notification_files_of_other_kinds) {
