@@ -40,8 +40,9 @@ bool bus_piece::add(std::string_view head, std::string_view payload) {
         block_.reset(static_cast<unsigned char*>(grown));
         room_ = room;
     }
-    std::copy(head.begin(), head.end(), bytes() + size_);
-    std::copy(payload.begin(), payload.end(), bytes() + size_ + head.size());
+    char* end = reinterpret_cast<char*>(bytes()) + size_;
+    head.copy(end, head.size());
+    payload.copy(end + head.size(), payload.size());
     size_ = wanted;
     return true;
 }
