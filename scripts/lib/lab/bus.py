@@ -1,7 +1,10 @@
 """A neighbour on the local bus, speaking its framing over a bare socket."""
 import asyncio
 import json
+import os
 import struct
+
+from lab.processes import until
 
 AGENT = 31
 PEER = 50  # a number that nobody registers
@@ -19,6 +22,8 @@ class Peer:
         self.path = place.path(f"/run/ravd-bus/{module}.sock")
 
     async def __aenter__(self):
+        # The link may be up before the bus: each has a thread of its own.
+        await until(lambda: os.path.exists(self.path), f"module {self.module} on the bus")
         self.reader, self.writer = await asyncio.open_unix_connection(self.path)
         self.writer.write(frame(1, destination=self.module))
         return self
