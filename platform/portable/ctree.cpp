@@ -52,7 +52,8 @@ struct tokener_release {
 };
 
 // As json_tokener_parse(), with a parser that is kept: making one costs half of what parsing an answer does. Its memory
-// is that of the longest string that it ever read, so that after a long text it is not.
+// is that of the longest string that it ever read, so that after a long text it is not. Nor is it after one that does
+// not parse: half of a surrogate pair would get into the next text.
 json_object* parse(const char* text) {
     constexpr std::size_t short_text = 1024;
     thread_local std::unique_ptr<json_tokener, tokener_release> kept;
@@ -60,11 +61,12 @@ json_object* parse(const char* text) {
     if (!kept) return nullptr;
     json_tokener_reset(kept.get());
     json_object* parsed = json_tokener_parse_ex(kept.get(), text, -1);
-    if (json_tokener_get_error(kept.get()) != json_tokener_success) {
+    const bool good = json_tokener_get_error(kept.get()) == json_tokener_success;
+    if (!good) {
         json_object_put(parsed);
         parsed = nullptr;
     }
-    if (json_tokener_get_parse_end(kept.get()) > short_text) kept.reset();
+    if (!good || json_tokener_get_parse_end(kept.get()) > short_text) kept.reset();
     return parsed;
 }
 
