@@ -302,10 +302,11 @@ bool bus_endpoint::turn(std::unique_lock<std::mutex>& lock, int longest_ms, poll
     const std::size_t own = poll_set_.size();
     if (beside) poll_set_.push_back(*beside);
     if (longest_ms >= 0 && (limit < 0 || limit > longest_ms)) limit = longest_ms;
+    const int look_us = stage_ == stage::by_calls ? short_look::answer_us : short_look::message_us;
     lock.unlock();
     const auto count = static_cast<nfds_t>(poll_set_.size());
     const int ready =
-        longest_ms > 0 ? look_.poll(poll_set_.data(), count, limit) : ::poll(poll_set_.data(), count, limit);
+        longest_ms > 0 ? look_.poll(poll_set_.data(), count, limit, look_us) : ::poll(poll_set_.data(), count, limit);
     const int reason = errno;
     lock.lock();
     if (ready < 0) return reason == EINTR || reason == ENOMEM;
