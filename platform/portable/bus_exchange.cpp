@@ -38,13 +38,17 @@ bool bus_exchange::receive(bus_message& message) {
 }
 
 void bus_exchange::remember(const bus_message& message) {
-    const bus_connection* connection = connections_.find(message.connection);
+    bus_connection* connection = connections_.find(message.connection);
     if (connection && connection->dialled()) return;
     if (taken_.size() >= remembered_modules && taken_.find(message.source) == taken_.end()) {
         for (auto entry = taken_.begin(); entry != taken_.end();)
             entry = connections_.find(entry->second) ? std::next(entry) : taken_.erase(entry);
     }
-    taken_[message.source] = message.connection;
+    std::uint64_t& taken = taken_[message.source];
+    // From here on that module is talked to over this one: what we had dialled may still be unread there.
+    const std::uint64_t earlier = taken != message.connection ? connections_.left_unread(message.source) : 0;
+    if (connection && earlier != 0) connection->hold_after(earlier);
+    taken = message.connection;
 }
 
 bus_connection* bus_exchange::dialled_to(int destination) const {
